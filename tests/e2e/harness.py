@@ -1,0 +1,267 @@
+"""A stock snmpd with the module in it, and a manager to question it: the real agent, the real tools, nothing between.
+
+    class Walks(AgentTest):
+        def test_walk(self):
+            agent = self.agent(directives=[f'orvaneInventory {path}'])
+            for oid, type, value in agent.walk('1.3.6.1.2.1.47'): ...
+
+Every agent has its own folder and its own free UDP port of 127.0.0.1. When a test ends its agents are stopped, and the test fails if
+one of them died, ended with a status other than 0, or left a sanitizer's report in its log. With a module that is built with
+AddressSanitizer that includes every leak that was allocated by the module.
+"""
+
+import collections
+import os
+import pathlib
+import re
+import shutil
+import signal
+import socket
+import subprocess
+import tempfile
+import time
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+MODULE = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/release')) / 'orvane.so'
+ENV = {**os.environ, 'PATH': os.environ['PATH'] + ':/usr/sbin', 'MIBS': '', 'LC_ALL': 'C.UTF-8'}
+
+# One variable of a response: the OID without a leading dot; the type as the tools print it (INTEGER, STRING, OID, Timeticks, Gauge32,
+# ...; noSuchObject, noSuchInstance and endOfMibView for the exceptions); the value, an int, bytes (every octet string), or text.
+Var = collections.namedtuple('Var', 'oid type value')
+
+EXCEPTIONS = {'No Such Object': 'noSuchObject', 'No Such Instance': 'noSuchInstance', 'No more variables left': 'endOfMibView'}
+REPORTS = re.compile(r'.*(?:ERROR: AddressSanitizer|runtime error:|AddressSanitizer:DEADLYSIGNAL|AddressSanitizer CHECK failed'
+                     r'|LeakSanitizer has encountered a fatal error|terminate called|dlopen\(.*failed).*')
+LEAK = re.compile(r'^Direct leak of .*?(?=^$|\Z)', re.MULTILINE | re.DOTALL)
+V3_USER, V3_PASSWORD = 'watcher', 'a long enough password'
+
+
+class SnmpError(Exception):
+    """A response with an error status (`status` is its name: noSuchName, notWritable, genError, ...), or none at all (timeout)."""
+
+    def __init__(self, status, detail):
+        super().__init__(f'{status}: {detail}')
+        self.status = status
+
+
+def oid_key(oid):
+    """Sorts OIDs as SNMP does."""
+    return tuple(int(part) for part in oid.split('.'))
+
+
+def wait_until(condition, timeout=10.0, message='it did not come about'):
+    """Waits for something that takes the agent a moment; returns what condition() returned when that was true at last."""
+    deadline = time.monotonic() + timeout
+    while not (result := condition()):
+        if time.monotonic() > deadline:
+            raise AssertionError(f'{message} within {timeout} s')
+        time.sleep(0.05)
+    return result
+
+
+def parse_value(text):
+    for words, name in EXCEPTIONS.items():
+        if text.startswith(words):
+            return name, None
+    if text == '""':
+        return 'STRING', b''
+    type_, _, value = text.partition(': ')
+    if type_ == 'Hex-STRING':
+        return 'STRING', bytes.fromhex(value)
+    if type_ == 'Timeticks':
+        return type_, int(value[1:value.index(')')])
+    if type_ == 'OID':
+        return type_, value.lstrip('.')
+    if type_ in ('INTEGER', 'Gauge32', 'Counter32', 'Counter64'):
+        return type_, int(value)
+    return type_, value
+
+
+def parse(output):
+    """The variables that a tool printed with -On -Oe -OU -Ox. Long octet strings go on over several lines."""
+    found = []
+    for chunk in re.split(r'^(?=\.\d)', output, flags=re.MULTILINE):
+        oid, equals, text = chunk.partition(' = ')
+        if equals:
+            found.append(Var(oid.lstrip('.'), *parse_value(' '.join(text.split()))))
+    return found
+
+
+class Agent:
+    """A running snmpd. `v3` users and v1/v2c's community "public" may read everything, "private" may also write."""
+
+    def __init__(self, module=MODULE, directives=(), wrapper=(), debug_tokens=''):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix='agent-'))
+        self.log_path = self.folder / 'snmpd.log'
+        self.module, self.directives = pathlib.Path(module), list(directives)
+        self._command = [*wrapper, 'snmpd', '-f', '-Le', '-C', '-c', str(self.folder / 'snmpd.conf'),
+                         '-p', str(self.folder / 'pid'), *([f'-D{debug_tokens}'] if debug_tokens else [])]
+        self._process = None
+        try:
+            self._start()
+        except BaseException:
+            self.kill()
+            shutil.rmtree(self.folder)
+            raise
+
+    # Life
+
+    def _start(self):
+        # Another process may take a free port before snmpd has it, hence the attempts.
+        for _ in range(5):
+            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+                probe.bind(('127.0.0.1', 0))
+                self.port = probe.getsockname()[1]
+            self.write_config()
+            with open(self.log_path, 'wb') as log:
+                self._process = subprocess.Popen(self._command, stdout=log, stderr=log, env=self._environment())
+            wait_until(lambda: self._answers() or self._process.poll() is not None, 60, 'no answer and no end of snmpd')
+            if self._process.poll() is None:
+                return
+            if 'Error opening specified endpoint' not in self.log():
+                break
+        raise AssertionError(f'snmpd ended with {self._process.returncode} at its start:\n{self.log()}')
+
+    def write_config(self):
+        """Writes snmpd.conf anew from self.directives; reload() makes the agent read it."""
+        conf = [f'agentaddress udp:127.0.0.1:{self.port}', 'dontLogTCPWrappersConnects yes',
+                'rocommunity public 127.0.0.1', 'rwcommunity private 127.0.0.1',
+                f'createUser {V3_USER} SHA "{V3_PASSWORD}" AES "{V3_PASSWORD}"', f'rouser {V3_USER} priv',
+                f'dlmod {self.module.stem} {self.module}', *self.directives]
+        (self.folder / 'snmpd.conf').write_text('\n'.join(conf) + '\n')
+
+    def _environment(self):
+        env = {**ENV, 'SNMPCONFPATH': str(self.folder), 'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')}
+        if b'libasan.so' in self.module.read_bytes():
+            # snmpd is plain C: the sanitizer must come first, and with it the C++ library whose throw it intercepts.
+            compiler = os.environ.get('CXX', 'g++')
+            env['LD_PRELOAD'] = ' '.join(
+                subprocess.check_output([compiler, f'-print-file-name={name}'], text=True).strip()
+                for name in ('libasan.so', 'libstdc++.so'))
+            # Stock snmpd has leaks of its own, which do not end it badly; those of the module are read from the log, hence
+            # the module's name (%m) in each frame.
+            env['ASAN_OPTIONS'] = 'detect_leaks=1:stack_trace_format="    #%n %p in %f %S (%m)"'
+            env['LSAN_OPTIONS'] = 'exitcode=0'
+            env['UBSAN_OPTIONS'] = 'print_stacktrace=1'
+        return env
+
+    def _answers(self):
+        if not (self.folder / 'pid').exists():
+            return False
+        try:
+            return self.get('1.3.6.1.2.1.1.3.0', timeout=1)
+        except SnmpError:
+            return False
+
+    @property
+    def pid(self):
+        return int((self.folder / 'pid').read_text())
+
+    def log(self):
+        return self.log_path.read_text(errors='replace')
+
+    def wait_for_log(self, pattern, timeout=10.0):
+        """Waits for a line of the log that the regular expression matches, and returns the match."""
+        return wait_until(lambda: re.search(pattern, self.log(), re.MULTILINE), timeout, f'no log line like {pattern!r}')
+
+    def reload(self):
+        """SIGHUP: the agent reads its configuration again, and unloads and loads its modules."""
+        before = self.log().count('Reconfiguring daemon')
+        os.kill(self.pid, signal.SIGHUP)
+        wait_until(lambda: self.log().count('Reconfiguring daemon') > before, message='no reconfiguration')
+        wait_until(self._answers, 30, 'no answer after the reload')
+
+    def stop(self):
+        """SIGTERM. Returns the exit status; AssertionError when the agent died before, will not end, or left a report."""
+        died = self._process.poll() is not None
+        if not died:
+            os.kill(self.pid, signal.SIGTERM)
+            try:
+                self._process.wait(60)
+            except subprocess.TimeoutExpired:
+                self.kill()
+                raise AssertionError(f'snmpd did not end on SIGTERM:\n{self.log()}') from None
+        status, log = self._process.returncode, self.log()
+        shutil.rmtree(self.folder)
+        reports = REPORTS.findall(log) + [leak for leak in LEAK.findall(log) if self.module.name in leak]
+        if died or reports:
+            raise AssertionError(f'snmpd {"died" if died else "ended"} with status {status}, reports: {reports}\n{log}')
+        return status
+
+    def kill(self):
+        if self._process and self._process.poll() is None:
+            self._process.kill()
+            self._process.wait()
+
+    def cpu_seconds(self):
+        """Processor time that the agent's main thread has used."""
+        return int(pathlib.Path(f'/proc/{self.pid}/schedstat').read_text().split()[0]) / 1e9
+
+    def memory_bytes(self, kind='VmRSS'):
+        status = pathlib.Path(f'/proc/{self.pid}/status').read_text()
+        return int(re.search(rf'^{kind}:\s+(\d+) kB', status, re.MULTILINE)[1]) * 1024
+
+    # The manager
+
+    def tool(self, name, *arguments, version='2c', community='public', timeout=10):
+        """Runs one of the tools against the agent; returns its variables or raises SnmpError."""
+        if version == '3':
+            who = ['-u', V3_USER, '-l', 'authPriv', '-a', 'SHA', '-A', V3_PASSWORD, '-x', 'AES', '-X', V3_PASSWORD]
+        else:
+            who = ['-c', community]
+        command = [name, '-v', version, *who, '-On', '-Oe', '-OU', '-Ox', '-r', '0', '-t', str(timeout)]
+        head = [argument for argument in arguments if argument.startswith('-C')]
+        rest = [argument for argument in arguments if not argument.startswith('-C')]
+        run = subprocess.run([*command, *head, f'127.0.0.1:{self.port}', *rest], capture_output=True, text=True,
+                             env={**ENV, 'SNMPCONFPATH': str(self.folder)})
+        if reason := re.search(r'^Reason: \(?(\w+)', run.stderr, re.MULTILINE):
+            raise SnmpError(reason[1], run.stderr)
+        if run.returncode != 0:
+            raise SnmpError('timeout' if 'Timeout' in run.stderr else 'failed', run.stderr or run.stdout)
+        return parse(run.stdout)
+
+    def get(self, *oids, **options):
+        return self.tool('snmpget', '-Cf', *oids, **options)
+
+    def getnext(self, *oids, **options):
+        return self.tool('snmpgetnext', '-Cf', *oids, **options)
+
+    def getbulk(self, *oids, non_repeaters=0, repetitions=10, **options):
+        return self.tool('snmpbulkget', f'-Cn{non_repeaters}', f'-Cr{repetitions}', *oids, **options)
+
+    def walk(self, oid, **options):
+        """What GETNEXT finds below oid, in the order in which it came."""
+        return self._below(oid, self.tool('snmpwalk', '-CI', oid, **options))
+
+    def bulkwalk(self, oid, repetitions=20, **options):
+        """What GETBULK finds below oid, in the order in which it came."""
+        return self._below(oid, self.tool('snmpbulkwalk', f'-Cr{repetitions}', oid, **options))
+
+    @staticmethod
+    def _below(oid, variables):
+        if len(variables) == 1 and variables[0].type in EXCEPTIONS.values():
+            return []
+        stray = [var for var in variables if not var.oid.startswith(oid + '.') and var.type != 'endOfMibView']
+        assert not stray, f'a walk of {oid} returned {stray}'
+        return [var for var in variables if var.type != 'endOfMibView']
+
+    def set(self, oid, type_letter, value, community='private', **options):
+        return self.tool('snmpset', oid, type_letter, str(value), community=community, **options)
+
+
+class AgentTest(unittest.TestCase):
+    def agent(self, *arguments, **options):
+        """Starts an Agent that is stopped, and judged, when the test ends."""
+        agent = Agent(*arguments, **options)
+        self.addCleanup(self._judge, agent)
+        return agent
+
+    def _judge(self, agent):
+        if agent.folder.exists():
+            self.assertEqual(agent.stop(), 0, 'exit status of snmpd')
+
+    def assert_error(self, status, call, *arguments, **options):
+        with self.assertRaises(SnmpError) as caught:
+            call(*arguments, **options)
+        self.assertEqual(caught.exception.status, status, str(caught.exception))
