@@ -1,0 +1,68 @@
+"""clang-tidy finds nothing in the hand-written sources of the system. A source that passed is not read again until it, a header
+of it, its command line or .clang-tidy changes."""
+
+import concurrent.futures
+import hashlib
+import json
+import os
+import pathlib
+import re
+import subprocess
+import unittest
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/dev'))
+FOLDERS = 'runtime|platform|model|mib|sm|host'
+
+
+def headers_by_object():
+    """What each object was compiled from, by Ninja's own record."""
+    found = {}
+    lines = subprocess.check_output(['ninja', '-C', BUILD, '-t', 'deps'], text=True, stderr=subprocess.DEVNULL).splitlines()
+    for line in lines:
+        if not line.startswith(' '):
+            headers = found[line.partition(':')[0]] = []
+        elif line.strip():
+            headers.append(BUILD / line.strip())
+    return found
+
+
+def fingerprint(command, headers):
+    digest = hashlib.sha256(json.dumps(command, sort_keys=True).encode())
+    for path in [ROOT / '.clang-tidy', pathlib.Path(__file__), *headers]:
+        if path.is_relative_to(ROOT) or path.is_relative_to(BUILD):
+            digest.update(path.read_bytes())
+    return digest.hexdigest()
+
+
+def tidy(path):
+    run = subprocess.run(['clang-tidy', '--quiet', '-p', BUILD, f'--header-filter=^{re.escape(str(ROOT))}/({FOLDERS})/',
+                          '--extra-arg=-fsized-deallocation', path], capture_output=True, text=True)
+    return '' if run.returncode == 0 else run.stdout or run.stderr
+
+
+class Tidy(unittest.TestCase):
+    def test_nothing_to_tidy(self):
+        passed = BUILD / 'tidy'
+        passed.mkdir(exist_ok=True)
+        headers = headers_by_object()
+        todo = {}
+        for command in json.loads((BUILD / 'compile_commands.json').read_text()):
+            path = pathlib.Path(command['file'])
+            if re.match(f'{re.escape(str(ROOT))}/({FOLDERS})/', command['file']):
+                made_from = headers.get(re.search(r' -o (\S+)', command['command'])[1])
+                stamp = passed / fingerprint(command, made_from or ())
+                if not made_from or not stamp.exists():
+                    todo[path] = stamp
+        complaints = []
+        with concurrent.futures.ThreadPoolExecutor(os.cpu_count()) as pool:
+            for (path, stamp), complaint in zip(todo.items(), pool.map(tidy, todo)):
+                if complaint:
+                    complaints.append(complaint)
+                else:
+                    stamp.touch()
+        self.assertEqual(complaints, [], '\n'.join(complaints))
+
+
+if __name__ == '__main__':
+    unittest.main()
