@@ -1,0 +1,114 @@
+#include "runtime/Notifiee.h"
+
+#include <exception>
+
+#include "runtime/Trace.h"
+
+namespace Zef {
+
+namespace {
+TraceHandle& zefTrace() {
+  static TraceHandle handle("Zef", false);
+  return handle;
+}
+
+char const* textOf(std::exception_ptr const& exception) {
+  try {
+    std::rethrow_exception(exception);
+  } catch (std::exception const& caught) {
+    static thread_local std::string text;
+    text = caught.what();
+    return text.c_str();
+  } catch (...) {
+    return "not a std::exception";
+  }
+}
+}  // namespace
+
+PtrInterface::NotifieeConst::~NotifieeConst() { zefNotifierIs(nullptr); }
+
+Name PtrInterface::NotifieeConst::name() const { return {}; }
+
+void PtrInterface::NotifieeConst::zefNotifierIs(PtrInterface const* notifier) {
+  if (notifier == notifier_) return;
+  if (registered_) NotifieeConst::isRegisteredNotifieeIs(false);
+  PtrInterface const* const old = notifier_;
+  if (!weak_ && notifier != nullptr) notifier->newReference();
+  notifier_ = notifier;
+  if (!weak_ && old != nullptr) old->deleteReference();
+}
+
+void PtrInterface::NotifieeConst::zefNotifierGone() {
+  registered_ = false;
+  notifier_ = nullptr;
+}
+
+void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& notifier) { zefNotifierIs(notifier.get()); }
+
+void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
+  auto const* const entity = dynamic_cast<Entity const*>(notifier_);
+  if (registered == registered_ || entity == nullptr) return;
+  registered_ = registered;
+  if (registered) {
+    entity->notifiees().enq(this);
+  } else {
+    entity->notifiees().del(this);
+  }
+}
+
+void PtrInterface::NotifieeConst::handleNotification(ActivityConfig* activity) {
+  AttributeId const attribute = pending_;
+  pending_ = 0;
+  handleDefault(activity, attribute, attribute == allAttributes);
+}
+
+void PtrInterface::NotifieeConst::handleDefault(ActivityConfig* /*activity*/, AttributeId attribute, bool /*unknown*/) {
+  if (attribute == allAttributes || attribute == allAttributesAlso) {
+    onNotification();
+  } else {
+    onAttribute(attribute);
+  }
+}
+
+void PtrInterface::NotifieeConst::onNotificationException() { handleNotificationException(); }
+
+void PtrInterface::NotifieeConst::onNotificationException(AttributeId attribute) {
+  handleNotificationException(attribute);
+}
+
+void PtrInterface::NotifieeConst::handleNotificationException(AttributeId attribute) {
+  ZEF_TRACE(zefTrace(), 0) << "exception in a handler of " << name() << ", attribute " << attribute << ": "
+                           << textOf(std::current_exception());
+}
+
+void PtrInterface::NotifieeConst::handleNotificationException() {
+  ZEF_TRACE(zefTrace(), 0) << "exception in a handler of " << name() << ": " << textOf(std::current_exception());
+}
+
+ActivityConfig* PtrInterface::NotifieeConst::activityPtr() const {
+  return actsm() == nullptr ? nullptr : actsm()->config();
+}
+
+void PtrInterface::NotifieeConst::hasNotificationActiveIs(bool on) {
+  if (on == hasNotificationActive()) return;
+  if (!on) {
+    zef_bitSetIs(registered_ ? bits_ | wasRegisteredBit : bits_ & ~wasRegisteredBit);
+    PtrInterface::hasNotificationActiveIs(false);
+    isRegisteredNotifieeIs(false);
+  } else {
+    PtrInterface::hasNotificationActiveIs(true);
+    if ((bits_ & wasRegisteredBit) != 0) isRegisteredNotifieeIs(true);
+  }
+}
+
+bool PtrInterface::NotifieeConst::zefOnAttribute(AttributeId attribute, unsigned char* /*context*/) {
+  if (!ActivitySm::process().mustDefer()) return false;
+  ActivitySm::process().enq(*this, attribute);
+  return true;
+}
+
+void PtrInterface::NotifieeConst::redispatch(ActivitySm* activity) {
+  (activity == nullptr ? ActivitySm::process() : *activity).run();
+}
+
+}  // namespace Zef

@@ -1,0 +1,113 @@
+#pragma once
+
+#include "runtime/Entity.h"
+#include "runtime/SnapshotIterator.h"
+
+namespace Zef {
+
+// Base of every observer of an object. A notifiee holds its notifier (and keeps it alive, unless it is declared weak),
+// and hears of changes while it is registered on the notifier's list.
+//
+// What may be done from within a notification: drop yourself, drop another notifiee (it is not told any more), register
+// a new one (it hears of the next change), lose the notifier, set attributes again (reactors hear of it afterwards).
+class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrInterface::NotifieeConst> {
+ public:
+  static constexpr U8 zefDepth = 0;
+
+  NotifieeConst() = default;
+  ~NotifieeConst() override;
+
+  // Joins or leaves the notifier's list. Without a notifier there is no list to join.
+  virtual void isRegisteredNotifieeIs(bool registered);
+  virtual void zef_bitSetIs(U32 bits) { bits_ = bits; }
+  virtual Name name() const;
+  // Re-points the notifiee and leaves the old notifier's list. An object of another type counts as null.
+  virtual void notifierIs(Ptr<PtrInterface const> const& notifier);
+  // Deferred delivery: takes the pending attribute and calls what is declared for it.
+  virtual void handleNotification(ActivityConfig* activity);
+  // The end of a delivery that no onX took; `unknown` when the id is none that this level declares.
+  virtual void handleDefault(ActivityConfig* activity, AttributeId attribute, bool unknown);
+  virtual void onAttribute(AttributeId /*attribute*/) {}
+  virtual void onNotification() {}
+  // An exception came out of a handler. The notifiee stays; the default traces the exception at level 0.
+  virtual void onNotificationException();
+  virtual void onNotificationException(AttributeId attribute);
+  virtual void handleNotificationException(AttributeId attribute);
+  virtual void handleNotificationException();
+  // The notifier's last pointer has gone. The default leaves the notifiee in place with a dead notifier.
+  virtual void onZeroReferences() {}
+  virtual ActivityConfig* activityPtr() const;
+  virtual ActivitySm* actsm() const { return nullptr; }
+
+  void hasNotificationActiveIs(bool on) override;
+
+  U32 zef_bitSet() const { return bits_; }
+  bool isRegisteredNotifiee() const { return registered_; }
+  // A weak notifiee does not keep its notifier alive. To be said before there is a notifier.
+  void isWeakReferenceIs(bool weak) { weak_ = weak; }
+  AttributeId pendingAttribute() const { return pending_; }
+  void pendingAttributeIs(AttributeId attribute) { pending_ = attribute; }
+
+  // Whether the notification at hand was queued, in which case the caller returns at once and is called again later.
+  bool zefOnAttribute(AttributeId attribute, unsigned char* context);
+  // Between two attributes of an all-attributes delivery: lets run what is pending.
+  void redispatch(ActivitySm* activity);
+
+  // How far down the type chain this notifiee observes: it hears of the attributes of that type and of its bases.
+  U8 zefObservedDepth() const { return depth_; }
+
+ protected:
+  void zefObservedDepthIs(U8 depth) { depth_ = depth; }
+  PtrInterface const* zefNotifier() const { return notifier_; }
+  void zefNotifierIs(PtrInterface const* notifier);
+
+ private:
+  friend class Entity;
+
+  static constexpr U32 wasRegisteredBit = 1U << 19U;
+
+  void zefNotifierGone();
+
+  U32 bits_ = 0;
+  AttributeId pending_ = 0;
+  PtrInterface const* notifier_ = nullptr;
+  bool registered_ = false;
+  bool weak_ = false;
+  U8 depth_ = 0;
+};
+
+class Entity::NotifieeConst : public PtrInterface::NotifieeConst {
+ public:
+  static constexpr U8 zefDepth = 1;
+
+  NotifieeConst() { zefObservedDepthIs(zefDepth); }
+
+  virtual void onParent() {}
+  virtual void onVersion() {}
+  virtual void onIsNondestructing() {}
+
+  Entity const* notifier() const { return static_cast<Entity const*>(zefNotifier()); }
+  Name name() const override { return notifier() == nullptr ? Name() : notifier()->name(); }
+  void notifierIs(Ptr<PtrInterface const> const& notifier) override {
+    zefNotifierIs(dynamic_cast<Entity const*>(notifier.get()));
+  }
+};
+
+// Base of T::NotifieeConst; Base is the notifiee of T's base type, so that the chain mirrors the type tree.
+template <class T, class Base>
+class NotifieeOf : public Base {
+ public:
+  using Notifier = T;
+  static constexpr U8 zefDepth = Base::zefDepth + 1;
+
+  NotifieeOf() { this->zefObservedDepthIs(zefDepth); }
+
+  T const* notifier() const { return static_cast<T const*>(static_cast<Entity const*>(this->zefNotifier())); }
+  void notifierIs(Ptr<PtrInterface const> const& notifier) override {
+    this->zefNotifierIs(dynamic_cast<T const*>(notifier.get()));
+  }
+};
+
+}  // namespace Zef
+
+#include "runtime/Activity.h"  // Entity::notify stands there, where both sides are known

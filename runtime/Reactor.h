@@ -1,0 +1,316 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <set>
+#include <vector>
+
+#include "runtime/Activity.h"
+#include "runtime/Clock.h"
+
+namespace Zef {
+
+class ChildBase;
+
+// What has child reactors: a state machine, or a nested reactor. Children stand in the order of their declaration, and
+// suspension, zombie marking and reconciliation walk them in that order.
+class ReactorParent {
+ public:
+  ReactorParent(ReactorParent const&) = delete;
+  ReactorParent& operator=(ReactorParent const&) = delete;
+
+  virtual bool zefIsZombie() const = 0;
+
+ protected:
+  ReactorParent() = default;
+  ~ReactorParent() = default;
+
+  void childrenActiveIs(bool on);
+  void childrenZombieIs(bool on);
+  // Brings the children in line with what the notifier holds now.
+  void childrenReconcile();
+
+ private:
+  friend class ChildBase;
+  std::vector<ChildBase*> children_;
+};
+
+// One child attribute of a reactor: a single child, or a collection of them.
+class ChildBase {
+ public:
+  explicit ChildBase(ReactorParent& parent) : parent_(parent) { parent.children_.push_back(this); }
+  ChildBase(ChildBase const&) = delete;
+  ChildBase& operator=(ChildBase const&) = delete;
+
+  virtual void activeIs(bool on) = 0;
+  virtual void zombieIs(bool on) = 0;
+  virtual void reconcile() = 0;
+
+ protected:
+  ~ChildBase() = default;
+  ReactorParent& parent() const { return parent_; }
+
+ private:
+  ReactorParent& parent_;
+};
+
+// Base of a state machine: an object that owns nested reactors and has no notifier of its own.
+class StateMachine : public PtrInterface, public ReactorParent {
+ public:
+  ActivityConfig* zefFwkActivity() const { return activity_.get(); }
+  void zefFwkActivityIs(Ptr<ActivityConfig> const& activity) { activity_ = activity; }
+  bool initialized() const { return initialized_; }
+  void initializedIs(bool initialized) { initialized_ = initialized; }
+
+  void hasNotificationActiveIs(bool on) override;
+  void zefDoZombieReactors(bool on);
+  bool zefIsZombie() const override { return zefMarkedForDeletion(); }
+
+ protected:
+  StateMachine() { PtrInterface::hasNotificationActiveIs(true); }
+
+ private:
+  Ptr<ActivityConfig> activity_;
+  bool initialized_ = false;
+};
+
+// Base of a nested reactor that observes a T. What is left to the reactor: onX overrides for what it watches, and
+//
+//   handleAll()   the handlers for the state that it finds, in attribute order: run at construction and when it is
+//                 pointed at another object
+//
+// and its Child and Children members, which follow the notifier by themselves.
+//
+// An onX override of a scalar begins with `if (zefOnAttribute(xAttr, nullptr)) return;`, one of a collection with
+// `if (zefOnKey(xAttr, key, &Self::onX)) return;`: true says that the notification waits and will come back. Handlers
+// run only while alive().
+template <class T>
+class Reactor : public T::NotifieeConst, public ReactorParent {
+ public:
+  using Watched = T;
+
+  // The order of birth: notifier, handlers, registration (so that a handler's own writes do not come back), children.
+  void start(Ptr<T const> const& notifier, ActivitySm* activity = nullptr) {
+    actsm_ = activity;
+    this->zefNotifierIs(notifier.get());
+    PtrInterface::hasNotificationActiveIs(true);
+    if (this->notifier() != nullptr) handleAll();
+    this->isRegisteredNotifieeIs(true);
+    childrenReconcile();
+  }
+
+  void notifierIs(Ptr<PtrInterface const> const& notifier) override {
+    auto const* const watched = dynamic_cast<T const*>(notifier.get());
+    if (watched == this->notifier()) return;
+    this->zefNotifierIs(watched);
+    if (watched != nullptr && alive()) handleAll();
+    childrenReconcile();
+    this->isRegisteredNotifieeIs(true);
+  }
+
+  virtual void handleAll() {}
+
+  bool alive() const { return !this->zefMarkedForDeletion(); }
+  bool zefIsZombie() const override { return !alive(); }
+  ActivitySm* actsm() const override { return actsm_; }
+  ActivityConfig* zefFwkActivity() const { return this->activityPtr(); }
+
+  void hasNotificationActiveIs(bool on) override {
+    if (on == this->hasNotificationActive()) return;
+    T::NotifieeConst::hasNotificationActiveIs(on);
+    childrenActiveIs(on);
+  }
+
+  // Marks this reactor and all below it: a zombie hears nothing and runs no handler, even if a queued notification
+  // still reaches it.
+  void zefDoZombieReactors(bool on) {
+    if (on == this->zefMarkedForDeletion()) return;
+    Ptr<PtrInterface const> const hold(this->zefNotifier());
+    if (hold) hasNotificationActiveIs(!on);
+    childrenZombieIs(on);
+    this->zefMarkedForDeletionIs(on);
+  }
+
+ protected:
+  // Whether the change of one member was queued, in which case the caller returns at once and is called again later.
+  template <class Self, class Key>
+  bool zefOnKey(AttributeId attribute, Key const& key, void (Self::*on)(Key)) {
+    class Change final : public ActivitySm::KeyedChange {
+     public:
+      Change(Self& self, AttributeId id, Key changed, void (Self::*handler)(Key))
+          : KeyedChange(self, id), key_(std::move(changed)), handler_(handler) {}
+      void deliver() override { (static_cast<Self&>(notifiee()).*handler_)(key_); }
+      std::size_t keyHash() const override { return hashOf(key_); }
+      bool sameKey(KeyedChange const& other) const override { return static_cast<Change const&>(other).key_ == key_; }
+
+     private:
+      Key key_;
+      void (Self::*handler_)(Key);
+    };
+    if (!ActivitySm::process().mustDefer()) return false;
+    ActivitySm::process().enq(std::make_unique<Change>(static_cast<Self&>(*this), attribute, key, on));
+    return true;
+  }
+
+ private:
+  ActivitySm* actsm_ = nullptr;
+};
+
+// The back pointer of a nested reactor to what owns it.
+template <class Owner>
+class Owned {
+ public:
+  explicit Owned(Owner& owner) : owner_(&owner) {}
+  Owner& owner() const { return *owner_; }
+
+ private:
+  Owner* owner_;
+};
+
+// A single child reactor R, which follows one object of type R::Watched. Owner is what R is built from.
+//
+//   Child<ZefFanTray, ZefFanTraySlot> fanTray_{*this, [](auto const& slot) { return slot.fanTray(); }};
+//
+// The reader tells what the owner's notifier holds; a child of a state machine has none and is set by is().
+template <class R, class Owner>
+class Child final : public ChildBase {
+ public:
+  using Watched = typename R::Watched;
+
+  explicit Child(Owner& owner) : ChildBase(owner), owner_(owner) {}
+  template <class Reader>
+  Child(Owner& owner, Reader reader)
+      : ChildBase(owner), owner_(owner), reader_([reader](Owner const& of) -> Ptr<Watched const> {
+          return of.notifier() == nullptr ? nullptr : Ptr<Watched const>(reader(*of.notifier()));
+        }) {}
+  ~Child() { del(); }
+
+  Ptr<R> const& get() const { return child_; }
+  R* operator->() const { return child_.get(); }
+  explicit operator bool() const { return static_cast<bool>(child_); }
+
+  // Makes, re-points or drops the child, so that it follows `input`.
+  void is(Ptr<Watched const> const& input) {
+    if (!input) {
+      del();
+    } else if (!child_) {
+      child_ = make<R>(owner_);
+      child_->start(input);
+    } else if (child_->notifier() != input.get()) {
+      child_->notifierIs(input);
+    }
+    if (child_) child_->zefDoZombieReactors(owner_.zefIsZombie());
+  }
+
+  // The child can never run a handler again, even if a queued notification still reaches it.
+  Ptr<R> del() {
+    Ptr<R> const old = std::move(child_);
+    if (old) old->zefDoZombieReactors(true);
+    return old;
+  }
+
+  void activeIs(bool on) override {
+    if (child_) child_->hasNotificationActiveIs(on);
+  }
+  void zombieIs(bool on) override {
+    if (child_) child_->zefDoZombieReactors(on);
+  }
+  void reconcile() override {
+    if (reader_) is(reader_(owner_));
+  }
+
+ private:
+  Owner& owner_;
+  std::function<Ptr<Watched const>(Owner const&)> reader_;
+  Ptr<R> child_;
+};
+
+// A map of child reactors R by the key of the object that each follows.
+template <class R, class Key, class Owner>
+class Children final : public ChildBase {
+ public:
+  using Watched = typename R::Watched;
+  // Calls back for each member of the watched collection, in its order.
+  using Walk = std::function<void(Owner const&, std::function<void(Ptr<Watched const> const&)> const&)>;
+
+  // `attribute` and `path` name the collection in the error for a null member: `path` is the owner's class path and
+  // the attribute, such as Orvane::FixedSystemSm::fanTraySlot.
+  Children(Owner& owner, char const* attribute, char const* path, Walk walk)
+      : ChildBase(owner), owner_(owner), attribute_(attribute), path_(path), walk_(std::move(walk)) {}
+  ~Children() { delAll(); }
+
+  Ptr<R> find(Key const& key) const { return map_.find(key); }
+  unsigned count() const { return map_.count(); }
+
+  Ptr<R> is(Ptr<Watched const> const& member) {
+    if (!member) {
+      throwRangeException(format("null _%s parameter to mutator for %s not allowed\"", attribute_, path_));
+    }
+    Key const key = member->fwkKey();
+    Ptr<R> child = map_.find(key);
+    if (!child) {
+      child = make<R>(owner_, key);
+      map_.insert(child);
+      child->start(member);
+    } else if (child->notifier() != member.get()) {
+      child->notifierIs(member);
+    }
+    child->zefDoZombieReactors(owner_.zefIsZombie());
+    return child;
+  }
+  Ptr<R> del(Key const& key) {
+    Ptr<R> const old = map_.del(key);
+    if (old) old->zefDoZombieReactors(true);
+    return old;
+  }
+  void delAll() {
+    for (auto at = map_.iterator(); at; ++at) at->zefDoZombieReactors(true);
+    map_.deleteAll();
+  }
+  // What a change of one member asks for: the member's reactor when it is there, none when it is not.
+  void follow(Key const& key, Ptr<Watched const> const& member) {
+    if (member) {
+      is(member);
+    } else {
+      del(key);
+    }
+  }
+
+  void activeIs(bool on) override {
+    for (auto at = map_.iterator(); at; ++at) at->hasNotificationActiveIs(on);
+  }
+  void zombieIs(bool on) override {
+    for (auto at = map_.iterator(); at; ++at) at->zefDoZombieReactors(on);
+  }
+  void reconcile() override {
+    if (!walk_) return;
+    std::set<Key> present;
+    walk_(owner_, [&](Ptr<Watched const> const& member) {
+      is(member);
+      present.insert(member->fwkKey());
+    });
+    for (auto at = map_.iterator(); at; ++at) {
+      if (!present.contains(at.key())) del(at.key());
+    }
+  }
+
+ private:
+  Owner& owner_;
+  char const* attribute_;
+  char const* path_;
+  Walk walk_;
+  HashMap<R, Key> map_;
+};
+
+// A reactor that stands in a Children map: carries its key.
+template <class Key>
+class KeyedReactor : public HashMapLink {
+ public:
+  explicit KeyedReactor(Key key) : key_(std::move(key)) {}
+  Key const& fwkKey() const { return key_; }
+
+ private:
+  Key key_;
+};
+
+}  // namespace Zef
