@@ -61,7 +61,8 @@ class Tidy(unittest.TestCase):
                     complaints.append(complaint)
                 else:
                     stamp.touch()
-        self.assertEqual(complaints, [], '\n'.join(complaints))
+        if complaints:
+            self.fail('\n'.join(complaints))
 
 
 if __name__ == '__main__':
