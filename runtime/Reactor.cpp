@@ -2,16 +2,21 @@
 
 namespace Zef {
 
+ChildBase::ChildBase(ReactorParent& parent) {
+  (parent.last_ == nullptr ? parent.first_ : parent.last_->next_) = this;
+  parent.last_ = this;
+}
+
 void ReactorParent::childrenActiveIs(bool on) {
-  for (ChildBase* child : children_) child->activeIs(on);
+  for (ChildBase* child = first_; child != nullptr; child = child->next_) child->activeIs(on);
 }
 
 void ReactorParent::childrenZombieIs(bool on) {
-  for (ChildBase* child : children_) child->zombieIs(on);
+  for (ChildBase* child = first_; child != nullptr; child = child->next_) child->zombieIs(on);
 }
 
 void ReactorParent::childrenReconcile() {
-  for (ChildBase* child : children_) child->reconcile();
+  for (ChildBase* child = first_; child != nullptr; child = child->next_) child->reconcile();
 }
 
 void StateMachine::hasNotificationActiveIs(bool on) {

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 #include <set>
-#include <vector>
+#include <span>
 
 #include "runtime/Activity.h"
 #include "runtime/Clock.h"
@@ -32,13 +32,14 @@ class ReactorParent {
 
  private:
   friend class ChildBase;
-  std::vector<ChildBase*> children_;
+  ChildBase* first_ = nullptr;
+  ChildBase* last_ = nullptr;
 };
 
 // One child attribute of a reactor: a single child, or a collection of them.
 class ChildBase {
  public:
-  explicit ChildBase(ReactorParent& parent) : parent_(parent) { parent.children_.push_back(this); }
+  explicit ChildBase(ReactorParent& parent);
   ChildBase(ChildBase const&) = delete;
   ChildBase& operator=(ChildBase const&) = delete;
 
@@ -48,10 +49,10 @@ class ChildBase {
 
  protected:
   ~ChildBase() = default;
-  ReactorParent& parent() const { return parent_; }
 
  private:
-  ReactorParent& parent_;
+  friend class ReactorParent;
+  ChildBase* next_ = nullptr;
 };
 
 // Base of a state machine: an object that owns nested reactors and has no notifier of its own.
@@ -78,6 +79,7 @@ class StateMachine : public PtrInterface, public ReactorParent {
 //
 //   handleAll()   the handlers for the state that it finds, in attribute order: run at construction and when it is
 //                 pointed at another object
+//   slots()       the scalar attributes that it watches, in declaration order, for what was queued
 //
 // and its Child and Children members, which follow the notifier by themselves.
 //
@@ -110,6 +112,26 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
 
   virtual void handleAll() {}
 
+  // One watched scalar: its id, and the virtual that hears of it.
+  struct Slot {
+    AttributeId attribute;
+    void (T::NotifieeConst::*on)();
+  };
+  virtual std::span<Slot const> slots() const { return {}; }
+
+  void handleNotification(ActivityConfig* activity) override {
+    AttributeId const attribute = this->pendingAttribute();
+    this->pendingAttributeIs(0);
+    bool const all = attribute == allAttributes || attribute == allAttributesAlso;
+    for (Slot const& slot : slots()) {
+      if (!all && slot.attribute != attribute) continue;
+      (this->*slot.on)();
+      if (!all) return;
+      this->redispatch(actsm_);
+    }
+    this->handleDefault(activity, attribute, !all);
+  }
+
   bool alive() const { return !this->zefMarkedForDeletion(); }
   bool zefIsZombie() const override { return !alive(); }
   ActivitySm* actsm() const override { return actsm_; }
@@ -132,6 +154,12 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
   }
 
  protected:
+  template <class Owner>
+  void react(AttributeId attribute, Owner& owner, void (Owner::*handler)()) {
+    if (this->zefOnAttribute(attribute, nullptr)) return;
+    if (alive()) (owner.*handler)();
+  }
+
   // Whether the change of one member was queued, in which case the caller returns at once and is called again later.
   template <class Self, class Key>
   bool zefOnKey(AttributeId attribute, Key const& key, void (Self::*on)(Key)) {
@@ -169,20 +197,15 @@ class Owned {
 
 // A single child reactor R, which follows one object of type R::Watched. Owner is what R is built from.
 //
-//   Child<ZefFanTray, ZefFanTraySlot> fanTray_{*this, [](auto const& slot) { return slot.fanTray(); }};
-//
-// The reader tells what the owner's notifier holds; a child of a state machine has none and is set by is().
+// A reader tells what the owner's notifier, which is not null then, holds; a child without one is set by is() alone.
 template <class R, class Owner>
 class Child final : public ChildBase {
  public:
   using Watched = typename R::Watched;
 
-  explicit Child(Owner& owner) : ChildBase(owner), owner_(owner) {}
-  template <class Reader>
-  Child(Owner& owner, Reader reader)
-      : ChildBase(owner), owner_(owner), reader_([reader](Owner const& of) -> Ptr<Watched const> {
-          return of.notifier() == nullptr ? nullptr : Ptr<Watched const>(reader(*of.notifier()));
-        }) {}
+  using Reader = Ptr<Watched const> (*)(Owner const& owner);
+
+  explicit Child(Owner& owner, Reader reader = nullptr) : ChildBase(owner), owner_(owner), reader_(reader) {}
   ~Child() { del(); }
 
   Ptr<R> const& get() const { return child_; }
@@ -216,12 +239,13 @@ class Child final : public ChildBase {
     if (child_) child_->zefDoZombieReactors(on);
   }
   void reconcile() override {
-    if (reader_) is(reader_(owner_));
+    if (reader_ == nullptr) return;
+    if constexpr (requires { owner_.notifier(); }) is(owner_.notifier() == nullptr ? nullptr : reader_(owner_));
   }
 
  private:
   Owner& owner_;
-  std::function<Ptr<Watched const>(Owner const&)> reader_;
+  Reader reader_;
   Ptr<R> child_;
 };
 
@@ -230,13 +254,13 @@ template <class R, class Key, class Owner>
 class Children final : public ChildBase {
  public:
   using Watched = typename R::Watched;
-  // Calls back for each member of the watched collection, in its order.
-  using Walk = std::function<void(Owner const&, std::function<void(Ptr<Watched const> const&)> const&)>;
+  using Visitor = std::function<void(Ptr<Watched const> const&)>;
+  // Calls back for each member of the owner's watched collection, in its order.
+  using Walk = void (*)(Owner const& owner, Visitor const& visit);
 
-  // `attribute` and `path` name the collection in the error for a null member: `path` is the owner's class path and
-  // the attribute, such as Orvane::FixedSystemSm::fanTraySlot.
-  Children(Owner& owner, char const* attribute, char const* path, Walk walk)
-      : ChildBase(owner), owner_(owner), attribute_(attribute), path_(path), walk_(std::move(walk)) {}
+  // `attribute` names the collection in the error for a null member, behind the owner's classPath().
+  Children(Owner& owner, char const* attribute, Walk walk = nullptr)
+      : ChildBase(owner), owner_(owner), attribute_(attribute), walk_(walk) {}
   ~Children() { delAll(); }
 
   Ptr<R> find(Key const& key) const { return map_.find(key); }
@@ -244,7 +268,8 @@ class Children final : public ChildBase {
 
   Ptr<R> is(Ptr<Watched const> const& member) {
     if (!member) {
-      throwRangeException(format("null _%s parameter to mutator for %s not allowed\"", attribute_, path_));
+      throwRangeException(format("null _%s parameter to mutator for %s::%s not allowed\"", attribute_,
+                                 owner_.classPath().charPtr(), attribute_));
     }
     Key const key = member->fwkKey();
     Ptr<R> child = map_.find(key);
@@ -283,21 +308,30 @@ class Children final : public ChildBase {
     for (auto at = map_.iterator(); at; ++at) at->zefDoZombieReactors(on);
   }
   void reconcile() override {
-    if (!walk_) return;
+    if (walk_ == nullptr) return;
     std::set<Key> present;
-    walk_(owner_, [&](Ptr<Watched const> const& member) {
-      is(member);
-      present.insert(member->fwkKey());
-    });
+    if (watching()) {
+      walk_(owner_, [&](Ptr<Watched const> const& member) {
+        is(member);
+        present.insert(member->fwkKey());
+      });
+    }
     for (auto at = map_.iterator(); at; ++at) {
       if (!present.contains(at.key())) del(at.key());
     }
   }
 
  private:
+  bool watching() const {
+    if constexpr (requires { owner_.notifier(); }) {
+      return owner_.notifier() != nullptr;
+    } else {
+      return true;
+    }
+  }
+
   Owner& owner_;
   char const* attribute_;
-  char const* path_;
   Walk walk_;
   HashMap<R, Key> map_;
 };
