@@ -162,10 +162,11 @@ void fanOut(benchmark::State& state) {
 BENCHMARK(fanOut<Counter>)->Arg(0)->Arg(1)->Arg(10)->Arg(100);
 BENCHMARK(fanOut<Bystander>)->Arg(1)->Arg(10);
 
+Zef::TraceHandle const traceHandle("Kit", false);
+
 void traceOff(benchmark::State& state) {
-  static Zef::TraceHandle const handle("Kit", false);
   for (auto _ : state) {
-    ZEF_TRACE(handle, 2) << "never written";
+    ZEF_TRACE(traceHandle, 2) << "never written";
     benchmark::ClobberMemory();
   }
 }

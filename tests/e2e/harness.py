@@ -89,14 +89,17 @@ def parse(output):
 
 
 class Agent:
-    """A running snmpd. `v3` users and v1/v2c's community "public" may read everything, "private" may also write."""
+    """A running snmpd. `v3` users and v1/v2c's community "public" may read everything, "private" may also write.
 
-    def __init__(self, module=MODULE, directives=(), wrapper=(), debug_tokens=''):
+    `directives` are lines of snmpd.conf behind the module's; `options` more arguments of snmpd; `wrapper` a command to run it under.
+    """
+
+    def __init__(self, module=MODULE, directives=(), wrapper=(), options=()):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix='agent-'))
         self.log_path = self.folder / 'snmpd.log'
         self.module, self.directives = pathlib.Path(module), list(directives)
-        self._command = [*wrapper, 'snmpd', '-f', '-Le', '-C', '-c', str(self.folder / 'snmpd.conf'),
-                         '-p', str(self.folder / 'pid'), *([f'-D{debug_tokens}'] if debug_tokens else [])]
+        self._command = [*wrapper, 'snmpd', '-f', '-Le', '-I', '-smux', '-C', '-c', str(self.folder / 'snmpd.conf'),
+                         '-p', str(self.folder / 'pid'), *options]
         self._process = None
         try:
             self._start()
