@@ -25,12 +25,13 @@ class PtrInterface {
  public:
   class NotifieeConst;
 
-  static constexpr U32 countMask = 0x1fffffffU;
   static constexpr U32 notificationActiveBit = 0x20000000U;
   static constexpr U32 heldBit = 0x40000000U;
   static constexpr U32 markedForDeletionBit = 0x80000000U;
   static constexpr U32 pinMask = 0xff000000U;
   static constexpr U32 pinned = 0x1f000000U;
+  // What must all be zero for the last reference to have gone: bits 29 and 31 do not hold an object, bit 30 does.
+  static constexpr U32 referenceMask = ~(notificationActiveBit | markedForDeletionBit);
 
   PtrInterface() = default;
   PtrInterface(PtrInterface const&) = delete;
@@ -63,9 +64,8 @@ class PtrInterface {
   }
   void deleteReference() const {
     if ((word() & pinMask) == pinned) return;
-    constexpr U32 flagsOff = ~(notificationActiveBit | markedForDeletionBit);
     U32 const now = word_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-    if ((now & flagsOff) == 0) handleZeroRef();
+    if ((now & referenceMask) == 0) handleZeroRef();
   }
 
  protected:

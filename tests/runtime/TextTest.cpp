@@ -1,0 +1,180 @@
+// Strings, names and exceptions.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "runtime/Exception.h"
+#include "runtime/Name.h"
+#include "runtime/String8.h"
+
+namespace {
+
+using Zef::String8;
+
+// The count stands first in the block of three words before the characters.
+std::atomic<U32>& countOf(String8 const& text) {
+  return *reinterpret_cast<std::atomic<U32>*>(const_cast<char*>(text.charPtr()) - 3 * sizeof(U32));
+}
+
+TEST(Strings, HandlesShareOneBlock) {
+  String8 const text("Ethernet3/5");
+  EXPECT_EQ(countOf(text), 1U);
+  {
+    String8 copy = text;
+    EXPECT_TRUE(copy.sameHandle(text));
+    EXPECT_EQ(countOf(text), 2U);
+    copy += "!";
+    EXPECT_EQ(countOf(text), 1U);
+    EXPECT_EQ(copy, "Ethernet3/5!");
+    EXPECT_EQ(text, "Ethernet3/5");
+    copy = text;
+    copy = copy.charPtr();  // from its own bytes
+    EXPECT_EQ(copy, "Ethernet3/5");
+    EXPECT_EQ(countOf(text), 1U);
+    String8 const& self = copy;
+    copy = self;
+    EXPECT_EQ(copy, "Ethernet3/5");
+    String8 const moved = std::move(copy);
+    EXPECT_EQ(countOf(moved), 1U);
+  }
+  EXPECT_EQ(countOf(text), 1U);
+}
+
+TEST(Strings, APinnedCountIsLeftAlone) {
+  String8 text("for ever");
+  countOf(text) = 0x1f000000U;
+  { std::vector<String8> const many(1000, text); }
+  EXPECT_EQ(countOf(text), 0x1f000000U);
+  countOf(text) = 1;
+}
+
+TEST(Strings, ANullHandleIsAnEmptyText) {
+  String8 const null;
+  EXPECT_STREQ(null.charPtr(), "");
+  EXPECT_EQ(null.length(), 0U);
+  EXPECT_EQ(null, String8(""));
+  EXPECT_EQ(null.hash(), String8("").hash());
+  EXPECT_EQ(null + "a", "a");
+  EXPECT_EQ("a" + null, "a");
+  EXPECT_EQ(null.lowerCase(~0U), "");
+  EXPECT_EQ(null.substr(0, ~0U), "");
+  EXPECT_LT(null, String8("a"));
+}
+
+TEST(Strings, TextsKeepTheirBytes) {
+  String8 const text(std::string_view("a\0b", 3));
+  EXPECT_EQ(text.length(), 3U);
+  EXPECT_NE(text, "a");
+  EXPECT_EQ((text + "c").view(), std::string_view("a\0bc", 4));
+}
+
+TEST(Strings, Positions) {
+  String8 const text("abcabc");
+  struct Case {
+    long long start;
+    char const* wanted;
+    long long pos;
+    long long lastPos;
+  };
+  for (Case const& c : {Case{0, "abc", 0, 0}, Case{1, "abc", 3, 0}, Case{3, "abc", 3, 3}, Case{4, "abc", -1, 3},
+                        Case{-1, "abc", 0, 3}, Case{99, "abc", -1, 3}, Case{0, "x", -1, -1}, Case{0, "abcabcd", -1, -1},
+                        Case{5, "c", 5, 5}, Case{0, "c", 2, -1}, Case{4, "c", 5, 2}, Case{2, "", 2, 2}}) {
+    SCOPED_TRACE(testing::Message() << "'" << c.wanted << "' from " << c.start);
+    auto const length = static_cast<unsigned>(std::string_view(c.wanted).size());
+    EXPECT_EQ(text.pos(c.start, c.wanted, length), c.pos);
+    EXPECT_EQ(text.lastPos(c.start, c.wanted, length), c.lastPos);
+  }
+  EXPECT_EQ(text.posOf(1, String8("ab")), 3);
+  EXPECT_EQ(text.pos(0, "abXX", 2), 0) << "only the given length counts";
+  EXPECT_EQ(String8().pos(0, "a", 1), -1);
+  EXPECT_EQ(String8().lastPos(-1, "a", 1), -1);
+}
+
+TEST(Strings, Parts) {
+  String8 const text("Xcvr5");
+  struct Case {
+    long long start;
+    unsigned length;
+    char const* part;
+  };
+  for (Case const& c : {Case{0, ~0U, "Xcvr5"}, Case{4, ~0U, "5"}, Case{1, 3, "cvr"}, Case{4, 9, "5"}, Case{5, ~0U, ""},
+                        Case{9, 1, ""}, Case{0, 0, ""}}) {
+    EXPECT_EQ(text.substr(c.start, c.length), c.part) << c.start << ", " << c.length;
+  }
+  EXPECT_EQ(String8("FanTRAY 1").lowerCase(~0U), "fantray 1");
+  EXPECT_EQ(String8("FanTRAY 1").lowerCase(4), "fantRAY 1");
+  EXPECT_EQ(String8("FanTRAY 1").lowerCase(0), "FanTRAY 1");
+  EXPECT_EQ(String8("\xc4z").lowerCase(~0U), "\xc4z");
+}
+
+TEST(Strings, OrderIsByUnsignedBytes) {
+  std::vector<char const*> const ordered = {"", "A", "AB", "B", "a", "a\x01", "aa", "z", "\x80", "\xff"};
+  for (std::size_t i = 0; i < ordered.size(); ++i) {
+    for (std::size_t j = 0; j < ordered.size(); ++j) {
+      String8 const left(ordered[i]);
+      String8 const right(ordered[j]);
+      EXPECT_EQ(left < right, i < j) << ordered[i] << ", " << ordered[j];
+      EXPECT_EQ(left == right, i == j);
+      EXPECT_EQ(Zef::Name(left) < Zef::Name(right), i < j);
+    }
+  }
+}
+
+TEST(Strings, HashesOfShortNamesSpread) {
+  std::unordered_set<U32> all;
+  std::vector<unsigned> buckets(64);
+  for (int slot = 0; slot < 16; ++slot) {
+    for (int port = 0; port < 64; ++port) {
+      U32 const hash = Zef::Name(Zef::format("Ethernet%d/%d", slot, port)).hash();
+      all.insert(hash);
+      ++buckets[Zef::bitReverse(hash) >> 26U];
+    }
+  }
+  EXPECT_EQ(all.size(), 1024U);
+  EXPECT_LT(*std::max_element(buckets.begin(), buckets.end()), 40U);  // 16 each, were they even
+}
+
+TEST(Strings, Format) {
+  EXPECT_EQ(Zef::format("%s at %lld: %5.2f%%", "x", -7LL, 1.5), "x at -7:  1.50%");
+  EXPECT_EQ(Zef::format("%s", "").length(), 0U);
+  std::string const lengthy(10000, 'y');
+  EXPECT_EQ(Zef::format("<%s>", lengthy.c_str()).length(), 10002U);
+}
+
+TEST(Exceptions, CarryTheirTextAndIds) {
+  try {
+    Zef::throwRangeException(String8("out of it"));
+    FAIL();
+  } catch (Zef::Exception const& exception) {
+    EXPECT_STREQ(exception.what(), "out of it");
+    EXPECT_NE(dynamic_cast<Zef::RangeException const*>(&exception), nullptr);
+    for (Zef::Exception::Id id = 0; id < 64; ++id) EXPECT_FALSE(exception.ids().has(id));
+  }
+  EXPECT_THROW(Zef::throwNameInUseException("taken"), Zef::NameInUseException);
+}
+
+TEST(Exceptions, AreExpectedWithinTheScopeThatSaysSo) {
+  Zef::Exception const twelve("", Zef::Exception::IdBitArray().add(12));
+  Zef::Exception const both("", Zef::Exception::IdBitArray().add(12).add(63));
+  Zef::Exception const none("");
+  EXPECT_FALSE(Zef::Expect::isExpected(twelve));
+  {
+    Zef::Expect const outer(12);
+    try {
+      Zef::Expect const inner(63);
+      EXPECT_TRUE(Zef::Expect::isExpected(twelve));
+      EXPECT_FALSE(Zef::Expect::isExpected(none));
+      throw Zef::RangeException("leaves the scope");
+    } catch (Zef::RangeException const&) {
+      EXPECT_FALSE(Zef::Expect::isExpected(Zef::Exception("", Zef::Exception::IdBitArray().add(63))));
+      EXPECT_TRUE(Zef::Expect::isExpected(both));
+    }
+  }
+  EXPECT_FALSE(Zef::Expect::isExpected(both));
+}
+
+}  // namespace
