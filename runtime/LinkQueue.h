@@ -96,7 +96,7 @@ class LinkQueue {
   }
 
   // Removes the head; null when the queue is empty.
-  Ptr<Member> memberDel() { return count_ == 0 ? nullptr : memberDel(meta_.head); }
+  Ptr<Member> memberDel() { return head_ ? memberDel(head_->zef_index()) : nullptr; }
 
   // Removes the member with that index; null when there is none.
   Ptr<Member> memberDel(Index const& index) {
