@@ -204,6 +204,14 @@ class RbTreeMap<Member, Key>::IteratorConst {
     advance();
     return *this;
   }
+  // Goes to the member with exactly this key. Where there is none it stays, and says false.
+  bool seek(Key const& key) {
+    Member* const member = map_->lookup(key);
+    if (member == nullptr) return false;
+    version_ = map_->version();
+    at_ = member;
+    return true;
+  }
 
  private:
   Ptr<PtrInterface const> owner_;

@@ -1,0 +1,233 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/agent/Conversion.h"
+#include "platform/agent/Registration.h"
+#include "platform/agent/SnmpUtil.h"
+#include "runtime/Exception.h"
+#include "runtime/System.h"
+
+// The agent's own variable behind netsnmp_get_agent_starttime().
+extern "C" timeval starttime;
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// What a functor wrote; nothing when it failed. Fails the test when it wrote past the capacity.
+template <class T, class F>
+std::optional<Bytes> converted(T value, int capacity = 1024) {
+  constexpr unsigned char untouched = 0xa5;
+  Bytes buffer(2048, untouched);
+  int const count = SnmpConvert<T, F>(value, buffer.data(), capacity);
+  for (std::size_t i = static_cast<std::size_t>(capacity); i < buffer.size(); ++i) EXPECT_EQ(buffer[i], untouched) << i;
+  if (count < 0) return std::nullopt;
+  buffer.resize(static_cast<std::size_t>(std::min(count, capacity)));
+  return buffer;
+}
+
+template <class T, class F>
+std::optional<long> convertedLong(T value) {
+  auto const bytes = converted<T, F>(value);
+  if (!bytes || bytes->size() != sizeof(long)) return std::nullopt;
+  long number = 0;
+  std::memcpy(&number, bytes->data(), sizeof number);
+  return number;
+}
+
+TEST(Conversion, NumbersAreLongs) {
+  EXPECT_EQ((convertedLong<int, S32ToAsnIntegerF>(-1000000000)), -1000000000L);
+  EXPECT_EQ((convertedLong<int, S32ToAsnIntegerF>(std::numeric_limits<S32>::max())), 2147483647L);
+  EXPECT_EQ((convertedLong<unsigned, U32ToAsnUnsignedF>(4294967295U)), 4294967295L);
+  EXPECT_EQ((convertedLong<bool, BoolToAsnIntegerF>(true)), 1L);
+  EXPECT_EQ((convertedLong<bool, BoolToAsnIntegerF>(false)), 2L);
+  EXPECT_FALSE((converted<int, S32ToAsnIntegerF>(1, sizeof(long) - 1)));
+}
+
+TEST(Conversion, TextIsCutInTheBufferAndCountedWhole) {
+  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>("fan")), (Bytes{'f', 'a', 'n'}));
+  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>(Zef::String8())), Bytes());
+  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>("fan", 2)), (Bytes{'f', 'a'}));
+  unsigned char buffer[2];
+  EXPECT_EQ(StringToAsnOctetStringF()("fan", buffer, 2), 3);
+}
+
+TEST(Conversion, Oid) {
+  std::string deep = "1.3";
+  for (int i = 2; i < MAX_OID_LEN; ++i) deep += ".1";
+  struct Case {
+    std::string text;
+    std::optional<std::vector<oid>> parts;
+  };
+  std::vector<oid> deepest(MAX_OID_LEN, 1);
+  deepest[1] = 3;
+  Case const cases[] = {
+      {"0", {{0, 0}}},
+      {"1.3.6.1.4.1.59871", {{1, 3, 6, 1, 4, 1, 59871}}},
+      {".1.3", {{1, 3}}},
+      {"2.999", {{2, 999}}},
+      {"1.3.4294967295", {{1, 3, 4294967295U}}},
+      {deep, deepest},
+      {deep + ".1", {}},
+      {"1.3.4294967296", {}},
+      {"", {}},
+      {".", {}},
+      {"1..3", {}},
+      {"1.3.", {}},
+      {"1.3x", {}},
+      {"1.-3", {}},
+      {"3.1", {}},
+      {"1.40", {}},
+  };
+  for (auto const& [text, parts] : cases) {
+    std::optional<Bytes> expected;
+    if (parts) {
+      auto const* const bytes = reinterpret_cast<unsigned char const*>(parts->data());
+      expected = Bytes(bytes, bytes + parts->size() * sizeof(oid));
+    }
+    EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOidF>(Zef::String8(text.c_str()))), expected) << text;
+  }
+  EXPECT_FALSE((converted<Zef::String8 const&, StringToAsnOidF>("1.3.6", 2 * sizeof(oid)))) << "an OID is never cut";
+}
+
+TEST(Conversion, DateAndTime) {
+  struct Case {
+    double seconds;
+    std::optional<Bytes> octets;
+  };
+  Case const cases[] = {
+      {0.0, {{7, 178, 1, 1, 0, 0, 0, 0, '+', 0, 0}}},
+      {1709210096.75, {{7, 232, 2, 29, 12, 34, 56, 7, '+', 0, 0}}},
+      {1700000000.3, {{7, 231, 11, 14, 22, 13, 20, 3, '+', 0, 0}}},
+      {-0.15, {{7, 177, 12, 31, 23, 59, 59, 8, '+', 0, 0}}},
+      {std::nan(""), {}},
+      {-1e300, {}},
+      {1e12, {}},
+  };
+  for (auto const& [seconds, octets] : cases) {
+    EXPECT_EQ((converted<double, SecondsToAsnDateAndTimeF>(seconds)), octets) << seconds;
+  }
+  EXPECT_FALSE((converted<double, SecondsToAsnDateAndTimeF>(0.0, 10)));
+}
+
+long ticks(double seconds) {
+  auto const result = convertedLong<double, SecondsToTimeTicksF>(seconds);
+  EXPECT_EQ(result, (convertedLong<double, NowSecondsToUptimeTimeTicksF>(seconds)));
+  return result.value_or(-1);
+}
+
+TEST(Conversion, TimeTicksStandOnTheScaleOfSysUpTime) {
+  for (u_long const uptime : {0UL, 1UL, 12345UL, 4294967295UL}) {
+    netsnmp_set_agent_uptime(uptime);
+    int otherTick = 0;
+    for (int i = 0; i < 200; ++i) {
+      u_long const before = netsnmp_get_agent_uptime();
+      double const now = Zef::System::currentTime();
+      if (netsnmp_get_agent_uptime() != before) continue;
+      if (ticks(now) != static_cast<long>(static_cast<U32>(before))) ++otherTick;
+      usleep(137);
+    }
+    EXPECT_LE(otherTick, 4) << "from " << uptime << ": more than a microsecond at the edge of a tick explains";
+  }
+}
+
+TEST(Conversion, OneMomentIsOneTick) {
+  netsnmp_set_agent_uptime(100000);
+  double const now = Zef::System::currentTime();
+  long const first = ticks(now);
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_EQ(ticks(now), first);
+    usleep(331);
+  }
+  EXPECT_EQ(ticks(now + 0.01) - first, 1);
+  EXPECT_EQ(ticks(now + 12.34) - first, 1234);
+}
+
+TEST(Conversion, TimeTicksAreNeverNegative) {
+  netsnmp_set_agent_uptime(50);
+  double const now = Zef::System::currentTime();
+  EXPECT_EQ(ticks(0.0), 0);
+  EXPECT_EQ(ticks(now - 10), 0);
+  EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(std::nan(""))));
+  EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(std::numeric_limits<double>::infinity())));
+}
+
+// The agent's wall clock start is then no help, but its uptime still is.
+TEST(Conversion, TimeTicksSurviveAWallClockThatWasSet) {
+  netsnmp_set_agent_uptime(100000);
+  for (long const step : {-86400L, 86400L}) {
+    starttime.tv_sec += step;
+    u_long const uptime = netsnmp_get_agent_uptime();
+    EXPECT_NEAR(static_cast<double>(ticks(Zef::System::currentTime())), static_cast<double>(uptime), 1.5);
+  }
+}
+
+TEST(Conversion, IntegerOfAVarbind) {
+  for (long const fits : {0L, -5L, 2147483647L, -2147483648L}) EXPECT_EQ(AsnIntegerToS32(&fits), fits);
+  for (long const tooWide : {2147483648L, 4294967295L, -2147483649L}) {
+    try {
+      AsnIntegerToS32(&tooWide);
+      FAIL() << tooWide;
+    } catch (Zef::RangeException const& exception) {
+      Zef::Expect const expected(Zef::RangeException::id);
+      EXPECT_TRUE(Zef::Expect::isExpected(exception));
+      EXPECT_THAT(exception.text(), testing::HasSubstr(std::to_string(tooWide)));
+    }
+  }
+}
+
+TEST(AppendToOid, FillsTheArrayAndNoMore) {
+  unsigned long oid[3] = {1, 3, 99};
+  EXPECT_EQ(Snmp::AppendToOid(oid, 2, sizeof oid, -1), 3);
+  EXPECT_EQ(oid[2], 4294967295UL);
+  EXPECT_THROW(Snmp::AppendToOid(oid, 3, sizeof oid, 1), Zef::RangeException);
+}
+
+TEST(SnmpUtil, EntitiesByPath) {
+  auto const root = Zef::make<Zef::Dir>("vorlin");
+  auto const snmp = Zef::make<Zef::Dir>("snmp");
+  auto const leaf = Zef::make<Zef::Entity>("leaf");
+  root->entityIs(snmp);
+  snmp->entityIs(leaf);
+  EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp")) << "no root yet";
+  SnmpUtil::systemRootIs(root);
+  EXPECT_EQ(SnmpUtil::getEntityRelative("snmp").get(), snmp.get());
+  EXPECT_EQ(SnmpUtil::getEntityRelative("snmp/leaf").get(), leaf.get());
+  for (char const* path : {"", "/snmp", "snmp/", "snmp/other", "snmp/leaf/below", "leaf"}) {
+    EXPECT_FALSE(SnmpUtil::getEntityRelative(path)) << path;
+  }
+  SnmpUtil::systemRootIs(nullptr);
+  EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp"));
+}
+
+TEST(AutoRegistree, EachIsInitialisedOnceWhileItIsListed) {
+  struct Registration : Snmp::HandlerRegistration {
+    explicit Registration(std::string& theLog, char theMark) : log(theLog), mark(theMark) {}
+    void init() override { log += mark; }
+    std::string& log;
+    char mark;
+  };
+  std::string log;
+  Registration a(log, 'a'), b(log, 'b'), c(log, 'c'), d(log, 'd');
+  Snmp::AutoRegistree const first(&a);
+  {
+    Snmp::AutoRegistree const gone(&b);
+    Snmp::AutoRegistree const second(&c);
+  }
+  Snmp::AutoRegistree const third(&c);
+  Snmp::AutoRegistree::initAll();
+  Snmp::AutoRegistree const late(&d);
+  Snmp::AutoRegistree::initAll();
+  EXPECT_EQ(log, "acd");
+}
+
+}  // namespace
