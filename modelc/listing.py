@@ -1,0 +1,48 @@
+"""The list of types: what a change of a model changes for everyone who relies on names, ids and slots."""
+from model import Function
+
+
+def listing(models):
+    lines = ['# Written by modelc --list: change the models, then renew this list with scripts/types.',
+             '# Each type with its base; below it: attribute id, slots of its notifiee, name, form.']
+    for model in models:
+        lines += ['', f'[{model.file}]']
+        for type_ in model.types:
+            lines += _type(type_)
+    return '\n'.join(lines) + '\n'
+
+
+def _type(type_):
+    lines = []
+    if type_.kind == 'enum':
+        lines.append(_enum(type_))
+    elif type_.kind == 'number':
+        lines.append(f'number {type_.qualified}: {type_.base.name}')
+    elif type_.kind == 'value':
+        fields = ', '.join(f'{f.name} {f.type.cpp(None)}' for f in type_.fields)
+        lines.append(f'value {type_.qualified}: {fields}')
+    elif type_.kind == 'external':
+        lines.append(f'external {type_.qualified}')
+    else:
+        root = 'Zef::Entity' if type_.is_entity else 'Zef::PtrInterface'
+        base = type_.base.qualified if type_.base else root
+        key = f', key {type_.key.name}' if type_.key else ''
+        lines.append(f'{type_.kind} {type_.qualified}: {base}{key}')
+        lines += [f'  {_enum(e)}' for e in type_.enums]
+        lines += [f'  {c.id} - {c.name} constant {c.type.qualified} {c.value}' for c in type_.constants]
+        members = sorted(type_.attributes + type_.functions, key=lambda member: member.id)
+        lines += [f'  {m.id} - {m.name} function' if isinstance(m, Function) else f'  {m.id} {_slots(m)} {m.name} {m.describe()}'
+                  for m in members]
+    return lines
+
+
+def _slots(attribute):
+    if not attribute.has_slot:
+        return '-'
+    first, count = attribute.first_slot, len(attribute.slots)
+    return str(first) if count == 1 else f'{first}..{first + count - 1}'
+
+
+def _enum(enum):
+    values = ' '.join(f'{v.name}={v.number}' for v in enum.values)
+    return f'enum {enum.qualified}{" open" if enum.open else ""}: {values}'

@@ -1,0 +1,380 @@
+"""What a model says, and how it is written in C++."""
+from dataclasses import dataclass, field
+
+FIRST_ATTRIBUTE_ID = 258
+
+
+@dataclass
+class Type:
+    """Anything that a model can name: a built-in type or one that a model declares."""
+
+    name: str
+    namespace: str
+    doc: str = ''
+    file: str = ''
+    line: int = 0
+
+    is_key = False         # may be the key of a collection
+    by_value = False       # small: passed and returned by value
+    stands_alone = False   # may be the type of a plain attribute
+    is_object = False      # lives behind a Zef::Ptr
+
+    @property
+    def qualified(self):
+        return f'{self.namespace}::{self.name}' if self.namespace else self.name
+
+    def cpp(self, namespace):
+        """The name as code in `namespace` writes it."""
+        return self.name if self.namespace == namespace else self.qualified
+
+
+@dataclass
+class Builtin(Type):
+    is_key: bool = False
+    by_value: bool = True
+    stands_alone = True
+    low: int = 0
+    high: int = 0
+
+
+BUILTINS = {
+    type_.qualified: type_
+    for type_ in (
+        Builtin('bool', ''),
+        Builtin('U8', '', is_key=True, high=0xFF),
+        Builtin('U32', '', is_key=True, high=0xFFFFFFFF),
+        Builtin('S32', '', low=-0x80000000, high=0x7FFFFFFF),
+        Builtin('float', ''),
+        Builtin('double', ''),
+        Builtin('String8', 'Zef', is_key=True, by_value=False),
+        Builtin('Name', 'Zef', is_key=True, by_value=False),
+    )
+}
+
+
+@dataclass
+class Enumerator:
+    name: str
+    number: int
+    doc: str = ''
+
+
+@dataclass
+class Enum(Type):
+    open: bool = False
+    values: list = field(default_factory=list)
+    owner: 'Class' = None  # the class that it is nested in
+
+    kind = 'enum'
+    by_value = True
+    stands_alone = True
+
+    @property
+    def qualified(self):
+        return f'{self.owner.qualified}::{self.name}' if self.owner else super().qualified
+
+    def cpp(self, namespace):
+        return f'{self.owner.cpp(namespace)}::{self.name}' if self.owner else super().cpp(namespace)
+
+
+@dataclass
+class Number(Type):
+    """A strong integer."""
+
+    base: Builtin = None
+
+    kind = 'number'
+    is_key = True
+    by_value = True
+    stands_alone = True
+
+
+@dataclass
+class Field:
+    name: str
+    type: 'Use'
+    default: str = ''
+    doc: str = ''
+
+
+@dataclass
+class Value(Type):
+    fields: list = field(default_factory=list)
+    ordered: bool = False
+    empty_test: bool = False
+
+    kind = 'value'
+    stands_alone = True
+
+    @property
+    def is_key(self):
+        return self.ordered
+
+
+@dataclass
+class External(Type):
+    """A hand-written class."""
+
+    header: str = ''
+    is_key: bool = False
+
+    kind = 'external'
+
+    @property
+    def stands_alone(self):
+        return self.is_key
+
+    @property
+    def is_object(self):
+        return not self.is_key
+
+
+@dataclass
+class Use:
+    """A type as an attribute, a parameter or a result uses it: by itself, or behind a pointer."""
+
+    type: Type
+    pointer: bool = False
+    const: bool = False
+
+    def cpp(self, namespace):
+        name = self.type.cpp(namespace)
+        return f'Zef::Ptr<{name}{" const" if self.const else ""}>' if self.pointer else name
+
+    @property
+    def by_value(self):
+        return self.type.by_value and not self.pointer
+
+    def parameter(self, namespace):
+        """As a setter takes it. A double goes by reference, as the clock's values do everywhere."""
+        if self.by_value and self.type.name != 'double':
+            return self.cpp(namespace)
+        return f'{self.cpp(namespace)} const&'
+
+    def result(self, namespace):
+        """As a reader of a stored value gives it."""
+        return self.cpp(namespace) if self.by_value else f'{self.cpp(namespace)} const&'
+
+
+@dataclass
+class Attribute:
+    name: str
+    owner: 'Class'
+    form: str              # value, record, entity, hash, tree, map, optional, lazy, reactor
+    use: Use               # the value, the child, the member
+    line: int
+    key: Use = None        # of a collection
+    doc: str = ''
+    default: str = ''
+    fixed: bool = False    # set at construction
+    argument: bool = False  # of the constructor, with a setter all the same
+    placed: bool = False   # written by the hand-written hook that runs when the object gets its place
+    virtual: bool = False
+    override: bool = False
+    computed: bool = False  # the reader is written by hand
+    of: str = ''           # the reader gives a part of another attribute
+    given: bool = False    # the collection takes existing objects in
+    changed: bool = False  # a hand-written handler runs before anyone is told
+    args: list = field(default_factory=list)  # of the hand-written operation that makes a reactor
+    id: int = 0
+    first_slot: int = 0
+
+    @property
+    def cap(self):
+        return self.name[0].upper() + self.name[1:]
+
+    @property
+    def is_collection(self):
+        return self.form in ('hash', 'tree')
+
+    @property
+    def is_made(self):
+        """The owner makes the object by itself, and nobody sets it."""
+        return self.form in ('lazy', 'reactor')
+
+    @property
+    def is_keyed(self):
+        return self.key is not None
+
+    @property
+    def is_stored(self):
+        return not self.of
+
+    @property
+    def is_argument(self):
+        return self.fixed or self.argument
+
+    @property
+    def has_setter(self):
+        return not (self.fixed or self.placed or self.of or self.is_keyed or self.is_made)
+
+    @property
+    def has_slot(self):
+        return self.owner.observed and not (self.fixed or self.placed or self.of or self.is_made)
+
+    @property
+    def slots(self):
+        if not self.has_slot:
+            return []
+        if self.is_keyed:
+            return [f'on{self.cap}(key)', f'on{self.cap}zefImmediate', f'on{self.cap}']
+        return [f'on{self.cap}']
+
+    @property
+    def entry(self):
+        """The entry class of a collection of given objects."""
+        return f'Zef{self.cap}'
+
+    @property
+    def members(self):
+        """The names that this attribute takes in its class."""
+        names = {self.name, f'{self.name}Attr'}
+        if self.has_setter:
+            names.add(f'{self.name}Is')
+        if self.form == 'optional':
+            names |= {f'{self.name}Valid', f'{self.name}Del'}
+        if self.form == 'map':
+            names |= {f'{self.name}{end}' for end in ('Valid', 'Is', 'Del', 'DelAll', 'Map', 'Notify')}
+        if self.is_collection:
+            names |= {f'{self.name}{end}' for end in ('Is', 'Del', 'DelAll', 'Notify', 'Count', 'Iterator', 'IteratorConst')}
+            names |= {f'new{self.cap}', f'{self.cap}Iterator', f'{self.cap}IteratorConst'}
+        if self.is_made:
+            names |= {f'{self.name}Is', f'{self.name}Del'}
+        if self.form == 'lazy':
+            names.add(f'new{self.cap}')
+        return names
+
+    def describe(self):
+        """The attribute's form in the list of types."""
+        if self.form in ('hash', 'tree', 'map'):
+            text = f'{self.form} of {self.use.type.qualified} by {self.key.type.qualified}'
+        elif self.form == 'value':
+            text = self.use.cpp(None)
+        else:
+            text = f'{self.form} {self.use.type.qualified}'
+        flags = [flag for flag in ('fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'given') if getattr(self, flag)]
+        return ' '.join([text] + flags + ([f'of {self.of}'] if self.of else []))
+
+
+@dataclass
+class Constant:
+    name: str
+    type: Builtin
+    value: str
+    doc: str = ''
+    id: int = 0
+
+    @property
+    def cpp_type(self):
+        return 'char const*' if self.type.name == 'String8' else self.type.name
+
+
+@dataclass
+class Parameter:
+    name: str
+    use: Use
+
+
+@dataclass
+class Function:
+    name: str
+    result: Use
+    parameters: list
+    const: bool
+    doc: str = ''
+    id: int = 0
+
+
+@dataclass
+class Class(Type):
+    kind: str = 'entity'
+    base: 'Class' = None
+    key: Attribute = None
+    member: str = ''       # hash or tree: what kind of collection it carries the links of
+    observed: bool = False
+    virtual_setters: bool = False
+    factory: str = ''
+    enums: list = field(default_factory=list)
+    constants: list = field(default_factory=list)
+    attributes: list = field(default_factory=list)
+    functions: list = field(default_factory=list)
+    defaults: list = field(default_factory=list)  # of base attributes: (attribute, C++ value)
+    destructor: bool = False  # written by hand
+
+    is_object = True
+
+    def chain(self):
+        """This class, its base, and so on up."""
+        at = self
+        while at is not None:
+            yield at
+            at = at.base
+
+    def find(self, name):
+        return next((a for c in self.chain() for a in c.attributes if a.name == name), None)
+
+    @property
+    def is_entity(self):
+        return self.kind == 'entity'
+
+    @property
+    def key_attribute(self):
+        return next((c.key for c in self.chain() if c.key), None)
+
+    def key_type(self):
+        """The type of the key by which a collection knows this class: an entity without a `key` is known by its name."""
+        key = self.key_attribute
+        if key:
+            return key.use.type
+        return BUILTINS['Zef::Name'] if self.is_entity else None
+
+    def member_kind(self):
+        return next((c.member for c in self.chain() if c.member), '')
+
+    @property
+    def arguments(self):
+        """The constructor's arguments behind the name, the base's first."""
+        base = self.base.arguments if self.base else []
+        return base + [a for a in self.attributes if a.is_argument and not a.override]
+
+    @property
+    def last_id(self):
+        own = [x.id for x in self.constants + self.attributes + self.functions]
+        return max(own) if own else (self.base.last_id if self.base else FIRST_ATTRIBUTE_ID - 1)
+
+    @property
+    def slot_count(self):
+        """Slots up to and with this class; slot 0 is onIsNondestructing."""
+        if not self.observed:
+            return 0
+        before = self.base.slot_count if self.base else 1
+        return before + sum(len(a.slots) for a in self.attributes)
+
+    @property
+    def owns(self):
+        """The attributes whose objects have this one for a parent."""
+        return [a for a in self.attributes
+                if a.form == 'entity' or a.is_collection and not a.given and a.use.type.is_entity]
+
+    @property
+    def is_placed(self):
+        return any(a.placed for a in self.attributes)
+
+
+@dataclass
+class Model:
+    file: str              # relative to the root
+    uses: list = field(default_factory=list)
+    blocks: list = field(default_factory=list)  # (namespace, doc, types) in their order
+
+    @property
+    def types(self):
+        return [type_ for _, _, types in self.blocks for type_ in types]
+
+    @property
+    def header(self):
+        return self.file.removesuffix('.yaml') + '.h'
+
+    @property
+    def stem(self):
+        return self.file.rsplit('/', 1)[-1].removesuffix('.yaml')

@@ -1,0 +1,309 @@
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <span>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "runtime/Exception.h"
+#include "runtime/Name.h"
+#include "runtime/Ptr.h"
+#include "runtime/String8.h"
+
+namespace Zef {
+
+// What crosses the reflective interface: nothing, a boolean, a number, a text, a record (names with values, in order) or an
+// object. It knows no model type; toValue and fromValue convert, and fromValue throws RangeException with the reason when a
+// value does not fit.
+class Value {
+ public:
+  using Record = std::vector<std::pair<String8, Value>>;
+
+  Value() = default;
+  Value(bool value) : value_(value) {}  // NOLINT(google-explicit-constructor): a Value is whatever it is made from
+  template <std::integral T>
+  Value(T value) : value_(static_cast<std::int64_t>(value)) {}  // NOLINT(google-explicit-constructor)
+  Value(double value) : value_(value) {}                        // NOLINT(google-explicit-constructor)
+  Value(String8 value) : value_(std::move(value)) {}            // NOLINT(google-explicit-constructor)
+  Value(char const* value) : value_(String8(value)) {}          // NOLINT(google-explicit-constructor)
+  Value(Record value) : value_(std::move(value)) {}             // NOLINT(google-explicit-constructor)
+  Value(Ptr<PtrInterface> value) : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+
+  bool isNull() const { return std::holds_alternative<std::monostate>(value_); }
+  // Null when it holds something else.
+  template <class T>
+  T const* get() const {
+    return std::get_if<T>(&value_);
+  }
+  bool operator==(Value const& other) const = default;
+
+  // How an error message shows it: `the text "up"`, `the number 7`.
+  String8 description() const;
+
+ private:
+  std::variant<std::monostate, bool, std::int64_t, double, String8, Record, Ptr<PtrInterface>> value_;
+};
+
+// Throws RangeException: what was needed, and what came.
+[[noreturn]] void throwUnfit(String8 const& needed, Value const& value);
+
+// What an enumeration of a model knows about itself. An open one admits numbers without a name.
+struct Enumerator {
+  char const* name;
+  U32 number;
+};
+struct EnumTable {
+  char const* qualifiedName;
+  std::span<Enumerator const> enumerators;
+  bool open;
+};
+
+// The number that a name or a number stands for.
+U32 enumFromValue(EnumTable const& table, Value const& value);
+// The name, or the number in decimal when it has none.
+String8 enumText(EnumTable const& table, U32 number);
+
+// An enumeration of a model: the generated code declares enumTable(E) beside it.
+template <class E>
+concept ModelEnum = std::is_enum_v<E> && requires(E e) {
+  { enumTable(e) } -> std::convertible_to<EnumTable const&>;
+};
+
+// A field of a value type; T::fwkFields() gives them all, in order.
+template <class T, class F>
+struct Field {
+  char const* name;
+  F T::*member;
+};
+template <class T, class F>
+Field(char const*, F T::*) -> Field<T, F>;
+
+// A value type of a model: a plain struct whose fields are known.
+template <class T>
+concept ModelValue = requires {
+  T::fwkFields();
+  { T::fwkName() } -> std::convertible_to<char const*>;
+};
+
+// A strong integer: a number with a type of its own, usable as a key.
+template <class Derived, std::unsigned_integral T>
+class Number {
+ public:
+  using Representation = T;
+
+  constexpr Number() = default;
+  constexpr explicit Number(T value) : value_(value) {}
+  constexpr T value() const { return value_; }
+  constexpr U32 hash() const { return value_; }
+
+  friend constexpr bool operator==(Derived const& left, Derived const& right) { return left.value() == right.value(); }
+  friend constexpr auto operator<=>(Derived const& left, Derived const& right) { return left.value() <=> right.value(); }
+  friend std::ostream& operator<<(std::ostream& stream, Derived const& number) {
+    return stream << static_cast<unsigned>(number.value());
+  }
+
+ private:
+  T value_ = 0;
+};
+template <class T>
+concept ModelNumber = requires { typename T::Representation; } &&
+                      std::derived_from<T, Number<T, typename T::Representation>>;
+
+// A hand-written identifier that is built from a text and gives it back.
+template <class T>
+concept Identifier = requires(T id, String8 const& text) {
+  id.handleInitialized(text);
+  { id.stringValue() } -> std::convertible_to<String8>;
+};
+
+template <class T>
+struct PointerTo {};
+template <class T>
+struct PointerTo<Ptr<T>> {
+  using Pointee = T;
+};
+
+// The type's name as a model writes it.
+template <class T>
+String8 typeText() {
+  if constexpr (std::same_as<T, bool>) {
+    return "bool";
+  } else if constexpr (std::same_as<T, U8>) {
+    return "U8";
+  } else if constexpr (std::same_as<T, U32>) {
+    return "U32";
+  } else if constexpr (std::same_as<T, S32>) {
+    return "S32";
+  } else if constexpr (std::same_as<T, float>) {
+    return "float";
+  } else if constexpr (std::same_as<T, double>) {
+    return "double";
+  } else if constexpr (std::same_as<T, String8>) {
+    return "Zef::String8";
+  } else if constexpr (std::same_as<T, Name>) {
+    return "Zef::Name";
+  } else if constexpr (ModelEnum<T>) {
+    return enumTable(T()).qualifiedName;
+  } else if constexpr (requires { typename PointerTo<T>::Pointee; }) {
+    return "an object";
+  } else {
+    return T::fwkName();
+  }
+}
+
+std::int64_t integerFromValue(Value const& value, std::int64_t low, std::int64_t high);
+double realFromValue(Value const& value, double limit);
+String8 textFromValue(Value const& value);
+
+template <class T>
+Value toValue(T const& value) {
+  if constexpr (std::same_as<T, bool> || std::integral<T>) {
+    return Value(value);
+  } else if constexpr (std::floating_point<T>) {
+    return Value(static_cast<double>(value));
+  } else if constexpr (std::same_as<T, String8>) {
+    return Value(value);
+  } else if constexpr (std::same_as<T, Name> || Identifier<T>) {
+    return Value(String8(value.stringValue()));
+  } else if constexpr (ModelEnum<T>) {
+    return Value(enumText(enumTable(value), static_cast<U32>(value)));
+  } else if constexpr (ModelNumber<T>) {
+    return Value(value.value());
+  } else if constexpr (requires { typename PointerTo<T>::Pointee; }) {
+    // A value carries objects as they are; whether an attribute gives write access to one is the attribute's type.
+    using Object = std::remove_const_t<typename PointerTo<T>::Pointee>;
+    return value ? Value(Ptr<PtrInterface>(const_cast<Object*>(value.get()))) : Value();
+  } else {
+    static_assert(ModelValue<T>);
+    Value::Record record;
+    std::apply([&](auto const&... fields) { (record.emplace_back(fields.name, toValue(value.*fields.member)), ...); },
+               T::fwkFields());
+    return Value(std::move(record));
+  }
+}
+
+template <class T>
+T fromValue(Value const& value);
+
+// Reads one entry of a record into the field of its name; false when the field has another name.
+template <class T, class F>
+bool fieldFromValue(T& target, Field<T, F> const& field, String8 const& name, Value const& value) {
+  if (!(name == field.name)) return false;
+  try {
+    target.*field.member = fromValue<F>(value);
+  } catch (RangeException const& error) {
+    throwRangeException(format("%s: %s", field.name, error.what()));
+  }
+  return true;
+}
+
+// A field that the record leaves out keeps its default.
+template <ModelValue T>
+T recordFromValue(Value const& value) {
+  auto const* record = value.get<Value::Record>();
+  if (record == nullptr) throwUnfit(format("a %s", T::fwkName()), value);
+  T result;
+  for (auto const& [name, entry] : *record) {
+    bool const known = std::apply(
+        [&](auto const&... fields) { return (fieldFromValue(result, fields, name, entry) || ...); }, T::fwkFields());
+    if (!known) throwRangeException(format("%s: no such field in %s", name.charPtr(), T::fwkName()));
+  }
+  return result;
+}
+
+template <class T>
+T fromValue(Value const& value) {
+  if constexpr (std::same_as<T, bool>) {
+    auto const* flag = value.get<bool>();
+    if (flag == nullptr) throwUnfit("true or false", value);
+    return *flag;
+  } else if constexpr (std::integral<T>) {
+    return static_cast<T>(integerFromValue(value, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
+  } else if constexpr (std::floating_point<T>) {
+    return static_cast<T>(realFromValue(value, std::numeric_limits<T>::max()));
+  } else if constexpr (std::same_as<T, String8>) {
+    return textFromValue(value);
+  } else if constexpr (std::same_as<T, Name>) {
+    return Name(textFromValue(value));
+  } else if constexpr (Identifier<T>) {
+    T id;
+    id.handleInitialized(textFromValue(value));
+    return id;
+  } else if constexpr (ModelEnum<T>) {
+    return static_cast<T>(enumFromValue(enumTable(T()), value));
+  } else if constexpr (ModelNumber<T>) {
+    return T(fromValue<typename T::Representation>(value));
+  } else if constexpr (requires { typename PointerTo<T>::Pointee; }) {
+    if (value.isNull()) return T();
+    auto const* object = value.get<Ptr<PtrInterface>>();
+    if (object == nullptr) throwUnfit("an object", value);
+    T const result = dynamicCast<typename PointerTo<T>::Pointee>(*object);
+    if (!result) throwUnfit("an object of another type", value);
+    return result;
+  } else {
+    return recordFromValue<T>(value);
+  }
+}
+
+// The text of a collection's key, as an inventory and a path write it. A key of several fields is their texts with a "/"
+// between; only the last may hold one itself.
+template <class Key>
+String8 keyText(Key const& key) {
+  if constexpr (std::integral<Key>) {
+    return format("%u", static_cast<unsigned>(key));
+  } else if constexpr (ModelNumber<Key>) {
+    return keyText(key.value());
+  } else if constexpr (std::same_as<Key, String8>) {
+    return key;
+  } else if constexpr (std::same_as<Key, Name> || Identifier<Key>) {
+    return key.stringValue();
+  } else {
+    String8 text;
+    std::apply(
+        [&](auto const&... fields) { ((text += (text.empty() ? String8() : "/") + keyText(key.*fields.member)), ...); },
+        Key::fwkFields());
+    return text;
+  }
+}
+
+U32 numberFromKeyText(String8 const& text, U32 high);
+// Takes the text up to the first "/" off the front of `text`; all of it when `last`.
+String8 cutKeyField(String8& text, bool last);
+
+// Reads such a text; RangeException when it is no key of that type.
+template <class Key>
+Key keyFromText(String8 const& text) {
+  if constexpr (std::integral<Key>) {
+    return static_cast<Key>(numberFromKeyText(text, std::numeric_limits<Key>::max()));
+  } else if constexpr (ModelNumber<Key>) {
+    return Key(keyFromText<typename Key::Representation>(text));
+  } else if constexpr (std::same_as<Key, String8> || std::same_as<Key, Name>) {
+    if (text.empty()) throwRangeException("a key cannot be empty");
+    return Key(text);
+  } else if constexpr (Identifier<Key>) {
+    Key key;
+    key.handleInitialized(text);
+    return key;
+  } else {
+    Key key;
+    String8 rest = text;
+    std::apply(
+        [&](auto const&... fields) {
+          std::size_t left = sizeof...(fields);
+          auto const read = [&](auto const& field) {
+            using F = std::remove_cvref_t<decltype(key.*field.member)>;
+            key.*field.member = keyFromText<F>(cutKeyField(rest, --left == 0));
+          };
+          (read(fields), ...);
+        },
+        Key::fwkFields());
+    return key;
+  }
+}
+
+}  // namespace Zef
