@@ -56,6 +56,7 @@ void ActivitySm::deliver(Pending& pending) {
 }
 
 void ActivitySm::run() {
+  if (batches_ != 0) return;
   unsigned const outer = deliveries_;
   deliveries_ = 1;
   while (!queue_.empty()) {
@@ -67,7 +68,7 @@ void ActivitySm::run() {
 }
 
 void ActivitySm::runIfIdle() {
-  if (batches_ == 0 && deliveries_ == 0 && !queue_.empty()) run();
+  if (deliveries_ == 0 && !queue_.empty()) run();
 }
 
 void ActivitySm::deliveryIs(bool begins) {

@@ -55,7 +55,8 @@ class ActivitySm {
   bool mustDefer() const { return batches_ != 0 || deliveries_ > 1; }
   void enq(PtrInterface::NotifieeConst& notifiee, AttributeId attribute);
   void enq(std::unique_ptr<KeyedChange> change);
-  // Delivers what is pending, and what that causes. Safe to call from within a delivery.
+  // Delivers what is pending, and what that causes. Safe to call from within a delivery; does nothing while a batch is
+  // open.
   void run();
   std::size_t pendingCount() const { return queue_.size(); }
 
@@ -90,6 +91,15 @@ class ActivityConfig : public Entity {
   ActivitySm activitySm_;
 };
 
+// For the time of one call-out to notifiees: what arises within it waits for its end.
+class Delivery {
+ public:
+  Delivery() { ActivitySm::process().deliveryIs(true); }
+  ~Delivery() { ActivitySm::process().deliveryIs(false); }
+  Delivery(Delivery const&) = delete;
+  Delivery& operator=(Delivery const&) = delete;
+};
+
 // While a batch is open, every notification of a reactor waits: what is published within it is whole before anything
 // reacts to it. Batches nest; the outermost one delivers at its end.
 class Batch {
@@ -106,24 +116,19 @@ void guarded(PtrInterface::NotifieeConst& notifiee, AttributeId attribute, Call&
   try {
     call();
   } catch (...) {
-    if (attribute == 0) {
-      notifiee.onNotificationException();
-    } else {
-      notifiee.onNotificationException(attribute);
-    }
+    notifiee.zefNotificationException(attribute);
   }
 }
 
 template <class TNotifiee, class Call>
 void Entity::notify(AttributeId attribute, Call&& call) const {
   if (notifiees_.empty()) return;
-  ActivitySm& activity = ActivitySm::process();
-  activity.deliveryIs(true);
+  PtrInterface const* const self = this;  // a notifiee may end this object, or go over to another one
+  Delivery const delivery;
   for (SnapshotIterator<ListRaw<PtrInterface::NotifieeConst>> at(notifiees_); at; ++at) {
-    if (at->zefObservedDepth() < TNotifiee::zefDepth || !at->isRegisteredNotifiee()) continue;
+    if (at->zefObservedDepth() < TNotifiee::zefDepth || !at->isRegisteredNotifiee() || at->notifier_ != self) continue;
     guarded(*at.ptr(), attribute, [&] { call(static_cast<TNotifiee&>(*at.ptr())); });
   }
-  activity.deliveryIs(false);
 }
 
 }  // namespace Zef

@@ -31,29 +31,39 @@ Name PtrInterface::NotifieeConst::name() const { return {}; }
 
 void PtrInterface::NotifieeConst::zefNotifierIs(PtrInterface const* notifier) {
   if (notifier == notifier_) return;
-  if (registered_) NotifieeConst::isRegisteredNotifieeIs(false);
+  registered_ = false;
+  listedIs(false);
   PtrInterface const* const old = notifier_;
   if (!weak_ && notifier != nullptr) notifier->newReference();
   notifier_ = notifier;
+  listedIs(weak_);
   if (!weak_ && old != nullptr) old->deleteReference();
+}
+
+void PtrInterface::NotifieeConst::listedIs(bool listed) {
+  if (listed == listed_) return;
+  auto const* const entity = dynamic_cast<Entity const*>(notifier_);
+  if (entity == nullptr) return;
+  listed_ = listed;
+  if (listed) {
+    entity->notifiees().enq(this);
+  } else {
+    entity->notifiees().del(this);
+  }
 }
 
 void PtrInterface::NotifieeConst::zefNotifierGone() {
   registered_ = false;
+  listed_ = false;
   notifier_ = nullptr;
 }
 
 void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& notifier) { zefNotifierIs(notifier.get()); }
 
 void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
-  auto const* const entity = dynamic_cast<Entity const*>(notifier_);
-  if (registered == registered_ || entity == nullptr) return;
-  registered_ = registered;
-  if (registered) {
-    entity->notifiees().enq(this);
-  } else {
-    entity->notifiees().del(this);
-  }
+  if (registered == registered_) return;
+  listedIs(registered || weak_);
+  registered_ = registered && listed_;
 }
 
 void PtrInterface::NotifieeConst::handleNotification(ActivityConfig* activity) {
@@ -85,6 +95,19 @@ void PtrInterface::NotifieeConst::handleNotificationException() {
   ZEF_TRACE(zefTrace(), 0) << "exception in a handler of " << name() << ": " << textOf(std::current_exception());
 }
 
+void PtrInterface::NotifieeConst::zefNotificationException(AttributeId attribute) {
+  try {
+    if (attribute == 0) {
+      onNotificationException();
+    } else {
+      onNotificationException(attribute);
+    }
+  } catch (...) {
+    ZEF_TRACE(zefTrace(), 0) << "exception in the exception handler of " << name() << ": "
+                             << textOf(std::current_exception());
+  }
+}
+
 ActivityConfig* PtrInterface::NotifieeConst::activityPtr() const {
   return actsm() == nullptr ? nullptr : actsm()->config();
 }
@@ -107,8 +130,6 @@ bool PtrInterface::NotifieeConst::zefOnAttribute(AttributeId attribute, unsigned
   return true;
 }
 
-void PtrInterface::NotifieeConst::redispatch(ActivitySm* activity) {
-  (activity == nullptr ? ActivitySm::process() : *activity).run();
-}
+void PtrInterface::NotifieeConst::redispatch(ActivitySm* /*activity*/) { ActivitySm::process().run(); }
 
 }  // namespace Zef

@@ -34,6 +34,8 @@ class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrI
   virtual void onNotificationException(AttributeId attribute);
   virtual void handleNotificationException(AttributeId attribute);
   virtual void handleNotificationException();
+  // To be called where such an exception is caught; attribute 0 stands for none in particular. Throws nothing itself.
+  void zefNotificationException(AttributeId attribute);
   // The notifier's last pointer has gone. The default leaves the notifiee in place with a dead notifier.
   virtual void onZeroReferences() {}
   virtual ActivityConfig* activityPtr() const;
@@ -43,7 +45,8 @@ class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrI
 
   U32 zef_bitSet() const { return bits_; }
   bool isRegisteredNotifiee() const { return registered_; }
-  // A weak notifiee does not keep its notifier alive. To be said before there is a notifier.
+  // A weak notifiee does not keep its notifier alive, and has none once that has gone. To be said before there is a
+  // notifier.
   void isWeakReferenceIs(bool weak) { weak_ = weak; }
   AttributeId pendingAttribute() const { return pending_; }
   void pendingAttributeIs(AttributeId attribute) { pending_ = attribute; }
@@ -67,11 +70,13 @@ class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrI
   static constexpr U32 wasRegisteredBit = 1U << 19U;
 
   void zefNotifierGone();
+  void listedIs(bool listed);
 
   U32 bits_ = 0;
   AttributeId pending_ = 0;
   PtrInterface const* notifier_ = nullptr;
   bool registered_ = false;
+  bool listed_ = false;  // registered, or weak: the notifier's end has to reach a weak notifiee that is not registered
   bool weak_ = false;
   U8 depth_ = 0;
 };
