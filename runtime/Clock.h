@@ -22,13 +22,19 @@ class Clock : public Entity {
   double time() const { return System::currentTime(); }
   // When the next registered notifiee is due; `never` when none is.
   double timeMin() const;
-  // Fires every registered notifiee whose time has come, once each.
+  // Fires every registered notifiee whose time has come, once each, in the order in which they became due. What one of
+  // them causes is delivered before the next one fires.
   void run();
   // Called whenever timeMin() may have become earlier, so that the event loop can arm itself anew.
   void timeMinSinkIs(std::function<void()> sink) { sink_ = std::move(sink); }
 
  private:
   friend class NotifieeConst;
+
+  // For each registered one, in the order of registration; the call must not change who is registered.
+  template <class Call>
+  void forEachTimer(Call const& call) const;
+
   std::function<void()> sink_;
 };
 
