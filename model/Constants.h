@@ -1,0 +1,3 @@
+#pragma once
+
+#include "model/OrvaneLib.h"  // declares Orvane::Constants
