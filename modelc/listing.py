@@ -1,10 +1,13 @@
 """The list of types: what a change of a model changes for everyone who relies on names, ids and slots."""
 from model import Function
 
+RENEW = '/usr/bin/python3 -B modelc/modelc.py --list model/types.txt model/input/*.yaml model/*.yaml sm/*.yaml'
+
 
 def listing(models):
-    lines = ['# Written by modelc --list: change the models, then renew this list with scripts/types.',
-             '# Each type with its base; below it: attribute id, slots of its notifiee, name, form.']
+    lines = ['# What the models declare, as others rely on it. Renew it from the root of the repository, and read the difference:',
+             f'#   {RENEW}',
+             '# Each type with its base; below it: attribute id, slots of its notifiee (0 is onIsNondestructing), name, form.']
     for model in models:
         lines += ['', f'[{model.file}]']
         for type_ in model.types:
