@@ -1,0 +1,179 @@
+#include "sm/AttributesSm.h"
+
+#include "model/Constants.h"
+#include "model/input/Helper.h"
+#include "runtime/System.h"
+#include "sm/Root.h"
+#include "sm/Trace.h"
+
+namespace Orvane {
+
+void refuseReinstantiation(char const* parameter, void const* given, void const* current) {
+  if (given == current) return;
+  Zef::throwNameInUseException(Zef::format(
+      "Reinstantiating the pointer interface where constructor parameter attribute %s has a different value of "
+      "%p than the current value of %p not allowed",
+      parameter, given, current));
+}
+
+void AttributesSm::handleInitialized(char const* className) {
+  ORVANE_ENTRY(className);
+  initializedIs(true);
+}
+
+void AttributesSm::configurationChanged() {
+  root_.entityMib()->lastChangeTimeIs(Zef::System::currentTime());
+  root_.configTrapFlagIs(true);
+}
+
+// Physical.
+
+PhysicalAttributesSm::PhysicalAttributesSm(U32 index, Zef::Ptr<PhysicalEntity> const& entity,
+                                           Zef::Ptr<Input const> const& input, Root& root)
+    : AttributesSm(index, entity, root) {
+  physicalEntity_.is(input);
+  handleInitialized("PhysicalAttributesSm");
+}
+
+std::span<PhysicalAttributesSm::ZefPhysicalEntity::Slot const> PhysicalAttributesSm::ZefPhysicalEntity::slots() const {
+  static constexpr Slot watched[] = {
+      {Input::descriptionAttr, &Input::NotifieeConst::onDescription},
+      {Input::labelAttr, &Input::NotifieeConst::onLabel},
+  };
+  return watched;
+}
+
+void PhysicalAttributesSm::handleDescription() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void PhysicalAttributesSm::handleLabel() {
+  ORVANE_ENTRY();
+  PhysicalEntity& row = *entity();
+  Zef::Ptr<Input const> const live(input());
+  Zef::String8 const newName = root().constants()->helperIs()->componentName(live);
+  Zef::String8 const oldName = row.componentName();
+  Zef::String8 identifier = newName;
+  if (root().component(oldName)) {
+    root().componentDel(oldName);
+    root().componentIs(newName)->entityIs(entity());
+  } else if (row.tag() == "Xcvr" && row.alias().empty()) {
+    if (root().xcvr(oldName)) {
+      root().xcvrDel(oldName);
+      root().xcvrIs(newName)->entityIs(entity());
+    }
+  } else if (row.zefTypeName() == "Card") {
+    identifier = root().constants()->cardNameFromComponentName(entity());
+    if (root().card(identifier)) {
+      root().cardDel(identifier);
+      identifier = root().constants()->cardName(live);
+      root().cardIs(identifier)->entityIs(entity());
+    }
+  }
+  row.componentNameIs(newName);
+  root().updateSensorStatus(identifier);
+  configurationChanged();
+}
+
+// Hardware.
+
+HardwareAttributesSm::HardwareAttributesSm(U32 index, Zef::Ptr<PhysicalEntity> const& entity,
+                                           Zef::Ptr<Input const> const& input, Root& root)
+    : AttributesSm(index, entity, root) {
+  hardware_.is(input);
+  handleInitialized("HardwareAttributesSm");
+}
+
+std::span<HardwareAttributesSm::ZefHardware::Slot const> HardwareAttributesSm::ZefHardware::slots() const {
+  static constexpr Slot watched[] = {
+      {Input::hardwareRevAttr, &Input::NotifieeConst::onHardwareRev},
+      {Input::firmwareRevAttr, &Input::NotifieeConst::onFirmwareRev},
+      {Input::softwareRevAttr, &Input::NotifieeConst::onSoftwareRev},
+      {Input::serialNumAttr, &Input::NotifieeConst::onSerialNum},
+      {Input::mfgNameAttr, &Input::NotifieeConst::onMfgName},
+      {Input::modelNameAttr, &Input::NotifieeConst::onModelName},
+      {Input::mfgDateAttr, &Input::NotifieeConst::onMfgDate},
+  };
+  return watched;
+}
+
+void HardwareAttributesSm::handleModelName() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void HardwareAttributesSm::handleMfgName() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void HardwareAttributesSm::handleMfgDate() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void HardwareAttributesSm::handleSerialNum() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void HardwareAttributesSm::handleSoftwareRev() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void HardwareAttributesSm::handleFirmwareRev() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void HardwareAttributesSm::handleHardwareRev() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+// Fru.
+
+FruAttributesSm::FruAttributesSm(U32 index, Zef::Ptr<PhysicalEntity> const& entity, Zef::Ptr<Input const> const& input,
+                                 Root& root)
+    : AttributesSm(index, entity, root) {
+  fru_.is(input);
+  handleInitialized("FruAttributesSm");
+}
+
+std::span<FruAttributesSm::ZefFru::Slot const> FruAttributesSm::ZefFru::slots() const {
+  static constexpr Slot watched[] = {
+      {Input::aliasAttr, &Input::NotifieeConst::onAlias},
+      {Input::assetIdAttr, &Input::NotifieeConst::onAssetId},
+      {Input::swappabilityAttr, &Input::NotifieeConst::onSwappability},
+  };
+  return watched;
+}
+
+void FruAttributesSm::handleAlias() {
+  ORVANE_ENTRY();
+  PhysicalEntity& row = *entity();
+  Zef::String8 const alias = input()->alias();
+  if (row.tag() == "Xcvr") {
+    Zef::String8 const oldKey = row.alias().empty() ? row.componentName() : row.alias();
+    if (root().xcvr(oldKey)) {
+      root().xcvrDel(oldKey);
+      root().xcvrIs(alias.empty() ? row.componentName() : alias)->entityIs(entity());
+    }
+  }
+  row.aliasIs(alias);
+  configurationChanged();
+}
+
+void FruAttributesSm::handleAssetId() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+void FruAttributesSm::handleSwappability() {
+  ORVANE_ENTRY();
+  configurationChanged();
+}
+
+}  // namespace Orvane

@@ -1,0 +1,198 @@
+// The only way in or out of the entity tables: Root's operations that add and remove a component's rows as one thing.
+
+#include <array>
+
+#include "model/Constants.h"
+#include "model/input/Helper.h"
+#include "runtime/Assert.h"
+#include "runtime/System.h"
+#include "sm/EntitySm.h"
+#include "sm/Root.h"
+#include "sm/SystemSm.h"
+#include "sm/Trace.h"
+
+namespace Orvane {
+
+namespace {
+
+// What a name map knows a row by: a transceiver by its alias when it has one, a card by its card name, all else by its
+// component name.
+Zef::String8 identifierOf(PhysicalEntity const& row, Zef::String8 const& cardName) {
+  if (row.tag() == "Xcvr" && !row.alias().empty()) return row.alias();
+  return row.zefTypeName() == "Card" ? cardName : row.componentName();
+}
+
+bool hasThreshold(Sensor const& sensor) {
+  return sensor.lowCritThreshold() != Constants::defaultLowThreshold ||
+         sensor.lowWarnThreshold() != Constants::defaultLowThreshold ||
+         sensor.highCritThreshold() != Constants::defaultHighThreshold ||
+         sensor.highWarnThreshold() != Constants::defaultHighThreshold;
+}
+
+bool offersThresholds(Sensor const& sensor) {
+  auto const& status = static_cast<DomSensor const&>(sensor).status();
+  return status && status->domThresholdValid() && hasThreshold(sensor);
+}
+
+// The class of a sensor follows from its tag; a null test: it never has a threshold row.
+struct SensorKind {
+  char const* tag;
+  Zef::Ptr<Sensor> (*create)(U32 index);
+  bool (*thresholdTest)(Sensor const& sensor);
+  char const* record;
+};
+
+template <class T>
+Zef::Ptr<Sensor> create(U32 index) {
+  return Zef::make<T>(index);
+}
+
+constexpr std::array sensorKinds = {
+    SensorKind{"TempSensor", &create<TemperatureSensor>, &hasThreshold, "Added Temp Sensor "},
+    SensorKind{"VoltageSensor", &create<VoltageSensor>, nullptr, nullptr},
+    SensorKind{"FanSensor", &create<FanSensor>, nullptr, nullptr},
+    SensorKind{"CurrentSensor", &create<CurrentSensor>, nullptr, nullptr},
+    SensorKind{"DomTemperatureSensor", &create<DomTemperatureSensor>, &offersThresholds, "Added DOM Temp Sensor "},
+    SensorKind{"DomVoltageSensor", &create<DomVoltageSensor>, &offersThresholds, "Added DOM Voltage Sensor "},
+    SensorKind{"DomTxBiasSensor", &create<DomTxBiasSensor>, &offersThresholds, "Added DOM TxBias Sensor "},
+    SensorKind{"DomTxPowerSensor", &create<DomTxPowerSensor>, &offersThresholds, "Added DOM TxPower Sensor "},
+    SensorKind{"DomRxPowerSensor", &create<DomRxPowerSensor>, &offersThresholds, "Added DOM RxPower Sensor "},
+};
+
+void addSensorRow(Root& root, PhysicalEntity const& row) {
+  static std::array<Scrivo::MsgId, sensorKinds.size()> records{};
+  for (std::size_t at = 0; at != sensorKinds.size(); ++at) {
+    SensorKind const& kind = sensorKinds[at];
+    if (!(row.tag() == kind.tag)) continue;
+    Zef::Ptr<Sensor> const sensor = kind.create(row.index());
+    root.sensorMib()->sensorEntityIs(sensor);
+    if (kind.thresholdTest != nullptr && kind.thresholdTest(*sensor)) {
+      root.sensorMib()->thresholdEntityIs(sensor);
+      Scrivo::RingBuf::record(records[at], __FILE__, __LINE__, kind.record, row.index());
+    }
+    return;
+  }
+}
+
+}  // namespace
+
+Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity const> const& entity, bool addState,
+                                           bool addSensor) {
+  ORVANE_ENTRY(entity, addState, addSensor);
+  U32 const index = entity->physicalIndex().value();
+  ORVANE_TRACE(9) << "index is: " << index;
+  if (entityMib()->physicalEntityIteratorConst().isMemberOf(index)) {
+    Zef::assertionFailed("!entityMib()->physicalEntityIteratorConst().isMemberOf( index )", __FILE__, __LINE__,
+                         __PRETTY_FUNCTION__);
+  }
+  Zef::String8 const& type = entity->fwkType()->name().stringValue();
+  auto const parent = Zef::dynamicCast<EntityMib::PhysicalEntity const>(Zef::Ptr<Zef::Entity const>(entity->parent()));
+  auto const row = entityMib()->physicalEntityIs(index);
+
+  // Below the virtual container for its class, where the parent has one, and else below the parent itself.
+  U32 containedIn = 0;
+  if (parent) {
+    containedIn = parent->physicalIndex().value();
+    auto const container = entityMib()->virtualContainer({containedIn, type});
+    if (container && container->entity()->index() != index) containedIn = container->entity()->index();
+  }
+  row->containedInIs(containedIn);
+  row->componentNameIs(constants()->helperIs()->componentName(entity));
+  row->physicalClassIs(constants()->entityPhysicalClass(type));
+  row->relPosIs(entity->parentIndex().value());
+  row->tagIs(entity->tag());
+  row->zefTypeNameIs(type);
+  row->phyAttrIs(entity);
+  if (auto const fru = Zef::dynamicCast<EntityMib::Fru const>(entity)) row->aliasIs(fru->alias());
+  if (containedIn != 0) entityMib()->containsIs({containedIn, index});
+
+  // The transceiver is known by its tag, the card by its class.
+  Zef::String8 const identifier = identifierOf(*row, type == "Card" ? constants()->cardName(entity) : Zef::String8());
+  ORVANE_TRACE(9) << "identifier is: " << identifier;
+  if (row->tag() == "Xcvr") {
+    xcvrIs(identifier)->entityIs(row);
+  } else if (type == "Card") {
+    cardIs(identifier)->entityIs(row);
+  } else {
+    componentIs(identifier)->entityIs(row);
+  }
+
+  if (addState) {
+    auto const state = stateMib()->stateEntityIs(index);
+    if (type == "Chassis" || type == "FixedSystem") {
+      state->operStateIs(Constants::operStateEnabled);
+      state->adminStateIs(Constants::adminStateUnlocked);
+    }
+    state->lastChangedIs(Zef::System::currentTimeUtc());
+  }
+  if (addSensor) addSensorRow(*this, *row);
+  entityMib()->lastChangeTimeIs(Zef::System::currentTime());
+  configTrapFlagIs(true);
+  return row;
+}
+
+void Root::doCreateVirtualContainer(Zef::Ptr<EntityMib::PhysicalEntity const> const& entity, Zef::String8 type,
+                                    EntityMib::ParentIndex relPos) {
+  ORVANE_ENTRY(entity, type);
+  // Callers pass 0 where a grouping is not wanted in the tables.
+  if (relPos.value() == 0) return;
+  VirtualContainer const info = constants()->virtualContainerInfo(entity, type);
+  auto const row = entityMib()->physicalEntityIs(info.index);
+  row->containedInIs(entity->physicalIndex().value());
+  row->componentNameIs(info.name);
+  row->descriptionIs(info.description);
+  row->relPosIs(relPos.value());
+  row->physicalClassIs(Constants::physicalClassContainer);
+  entityMib()->containsIs({row->containedIn(), row->index()});
+  row->zefTypeNameIs(type);
+  entityMib()->virtualContainerIs({row->containedIn(), type})->entityIs(row);
+  entityMib()->lastChangeTimeIs(Zef::System::currentTime());
+}
+
+void Root::doRemoveEntity(U32 index) {
+  ORVANE_ENTRY(index);
+  auto const row = entityMib()->physicalEntity(index);
+  if (!row) return;
+  // The notification speaks of the row's description, so it is queued while the row still stands.
+  if (stateMib()->stateEntity(index))
+    doAppendStateTrap(index, Constants::operStateDisabled, Constants::adminStateUnknown);
+
+  Zef::String8 const identifier =
+      identifierOf(*row, row->zefTypeName() == "Card" ? constants()->cardNameFromComponentName(row) : Zef::String8());
+  ORVANE_TRACE(9) << "Deleting component Entry for " << identifier;
+  if (row->tag() == "Xcvr") {
+    xcvrDel(identifier);
+  } else if (row->zefTypeName() == "Card") {
+    cardDel(identifier);
+  } else {
+    componentDel(identifier);
+  }
+  if (SystemSm* const system = entitySm() ? entitySm()->systemSm() : nullptr) system->doRemoveAttributeSm(index);
+
+  // Both collections are ordered by the containing row first, so what concerns this row stands together.
+  OrvaneEntityMib& mib = *entityMib();
+  for (auto at = mib.virtualContainerStartAt({index, ""}); at && at.key().containedIn == index; ++at) {
+    ORVANE_TRACE(9) << "Deleting virtual container for " << at.key().containerType;
+    mib.virtualContainerDel(at.key());
+  }
+  ContainsEntry const own{row->containedIn(), index};
+  auto const leaveContainer = [&] {
+    if (!mib.containsDel(own)) return;
+    ORVANE_TRACE(9) << "Deleting entry from containerContainee ";
+  };
+  // In key order: the row's own entry and those of its children, each child with all that is below it.
+  if (own.container < index) leaveContainer();
+  for (auto at = mib.containsStartAt({index, 0}); at && at.key().container == index; ++at) {
+    doRemoveEntity(at.key().containee);
+  }
+  if (own.container > index) leaveContainer();
+
+  mib.physicalEntityDel(index);
+  stateMib()->stateEntityDel(index);
+  sensorMib()->sensorEntityDel(index);
+  sensorMib()->thresholdEntityDel(index);
+  mib.lastChangeTimeIs(Zef::System::currentTime());
+  configTrapFlagIs(true);
+}
+
+}  // namespace Orvane

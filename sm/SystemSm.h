@@ -1,0 +1,158 @@
+#pragma once
+
+#include "model/input/EntityMib.h"
+#include "sm/AttributesSm.h"
+#include "sm/Handling.h"
+
+namespace Orvane {
+
+class Root;
+
+// Calls the keyed form of a handler for each member of a collection, in its order.
+template <class Iterator, class Self>
+void walk(Iterator at, Self& self, void (Self::*handler)(EntityMib::ParentIndex)) {
+  for (; at; ++at) (self.*handler)(at.key());
+}
+
+// A fan, in a supply or in a tray (the owner), and its sensors.
+template <class Owner>
+class FanReactor : public Zef::Reactor<EntityMib::Fan>,
+                   public Zef::KeyedReactor<EntityMib::ParentIndex>,
+                   public Zef::Owned<Owner> {
+ public:
+  FanReactor(Owner& owner, EntityMib::ParentIndex key) : KeyedReactor(key), Zef::Owned<Owner>(owner) {}
+  void handleAll() override { handleSensor(); }
+  void onSensor(EntityMib::ParentIndex key) override;
+  void handleSensor(EntityMib::ParentIndex key);
+  void handleSensor();
+};
+
+// What the reactors of a fixed system and of a chassis share: the mirrors of every row of their tree, and the reactors
+// that follow power supply slots and fan tray slots with what is in them.
+//
+// The reactors nest as the inventory does, one for each object that has children of its own. A handler adds the rows of
+// an object that has come and removes those of one that has gone, in the way that its row in Handling.h says. Deleting
+// a reactor removes no row.
+class SystemSm : public Zef::StateMachine {
+ public:
+  class ZefPowerSupplySlot final : public Zef::Reactor<EntityMib::PowerSupplySlot>,
+                                   public Zef::KeyedReactor<EntityMib::ParentIndex>,
+                                   public Zef::Owned<SystemSm> {
+   public:
+    class ZefPowerSupply final : public Zef::Reactor<EntityMib::PowerSupply>, public Zef::Owned<ZefPowerSupplySlot> {
+     public:
+      using ZefFan = FanReactor<ZefPowerSupply>;
+      static constexpr Handling const& fanSensorHandling = handling::supplyFanSensor;
+
+      explicit ZefPowerSupply(ZefPowerSupplySlot& owner);
+      SystemSm& system() const { return owner().system(); }
+      Zef::String8 classPath() const { return system().classPath() + "::ZefPowerSupplySlot::ZefPowerSupply"; }
+
+      void handleAll() override;
+      void onFan(EntityMib::ParentIndex key) override;
+      void onSensor(EntityMib::ParentIndex key) override;
+      void handleFan(EntityMib::ParentIndex key);
+      void handleFan();
+      void handleSensor(EntityMib::ParentIndex key);
+      void handleSensor();
+
+     private:
+      Zef::Children<ZefFan, EntityMib::ParentIndex, ZefPowerSupply> fan_;
+    };
+
+    ZefPowerSupplySlot(SystemSm& owner, EntityMib::ParentIndex key);
+    SystemSm& system() const { return owner(); }
+
+    void handleAll() override { handlePowerSupply(); }
+    std::span<Slot const> slots() const override;
+    void onPowerSupply() override;
+    void handlePowerSupply();
+
+   private:
+    Zef::Child<ZefPowerSupply, ZefPowerSupplySlot> powerSupply_;
+  };
+
+  class ZefFanTraySlot final : public Zef::Reactor<EntityMib::FanTraySlot>,
+                               public Zef::KeyedReactor<EntityMib::ParentIndex>,
+                               public Zef::Owned<SystemSm> {
+   public:
+    class ZefFanTray final : public Zef::Reactor<EntityMib::FanTray>, public Zef::Owned<ZefFanTraySlot> {
+     public:
+      using ZefFan = FanReactor<ZefFanTray>;
+      static constexpr Handling const& fanSensorHandling = handling::trayFanSensor;
+
+      explicit ZefFanTray(ZefFanTraySlot& owner);
+      SystemSm& system() const { return owner().system(); }
+      Zef::String8 classPath() const { return system().classPath() + "::ZefFanTraySlot::ZefFanTray"; }
+
+      void handleAll() override { handleFan(); }
+      void onFan(EntityMib::ParentIndex key) override;
+      void handleFan(EntityMib::ParentIndex key);
+      void handleFan();
+
+     private:
+      Zef::Children<ZefFan, EntityMib::ParentIndex, ZefFanTray> fan_;
+    };
+
+    ZefFanTraySlot(SystemSm& owner, EntityMib::ParentIndex key);
+    SystemSm& system() const { return owner(); }
+
+    void handleAll() override { handleFanTray(); }
+    std::span<Slot const> slots() const override;
+    void onFanTray() override;
+    void handleFanTray();
+
+   private:
+    Zef::Child<ZefFanTray, ZefFanTraySlot> fanTray_;
+  };
+
+  Root& root() const { return root_; }
+  // As errors name it: "Orvane::FixedSystemSm".
+  virtual Zef::String8 classPath() const = 0;
+
+  // Get or create a row's mirror; NameInUseException when it stands there with another input, row or root.
+  Zef::Ptr<PhysicalAttributesSm> physicalAttributesIs(Zef::Ptr<Zef::ActivityConfig> const& activity, U32 index,
+                                                      Zef::Ptr<PhysicalEntity> const& row,
+                                                      Zef::Ptr<EntityMib::PhysicalEntity const> const& input,
+                                                      Root& root);
+  Zef::Ptr<HardwareAttributesSm> hardwareAttributesIs(Zef::Ptr<Zef::ActivityConfig> const& activity, U32 index,
+                                                      Zef::Ptr<PhysicalEntity> const& row,
+                                                      Zef::Ptr<EntityMib::Hardware const> const& input, Root& root);
+  Zef::Ptr<FruAttributesSm> fruAttributesIs(Zef::Ptr<Zef::ActivityConfig> const& activity, U32 index,
+                                            Zef::Ptr<PhysicalEntity> const& row,
+                                            Zef::Ptr<EntityMib::Fru const> const& input, Root& root);
+  // Drops the mirrors of a row; no event when it has none.
+  void doRemoveAttributeSm(U32 index);
+  unsigned mirrorCount() const;
+
+  // A null slot is refused with a RangeException.
+  void powerSupplySlotIs(Zef::Ptr<EntityMib::PowerSupplySlot const> const& slot);
+  void powerSupplySlotDel(EntityMib::ParentIndex key);
+  void fanTraySlotIs(Zef::Ptr<EntityMib::FanTraySlot const> const& slot);
+  void fanTraySlotDel(EntityMib::ParentIndex key);
+
+  // One object of the tree, at the place that `parent` and `key` say (key 0: the one object of its kind there): adds
+  // its rows, mirrors and containers when it is there, and removes the rows of its place when it is null.
+  void handleObject(Handling const& handling, EntityMib::PhysicalEntity const* parent, EntityMib::ParentIndex key,
+                    Zef::Ptr<EntityMib::PhysicalEntity const> const& object);
+
+ protected:
+  explicit SystemSm(Root& root);
+
+  // How every construction ends: with the rows of the system itself.
+  void handleInitialized(char const* className, Zef::Ptr<EntityMib::Fru const> const& system);
+
+ private:
+  void mirror(Zef::Ptr<PhysicalEntity> const& row, Zef::Ptr<EntityMib::PhysicalEntity const> const& object,
+              bool hardware, bool fru);
+  void removePort(EntityMib::PhysicalEntity const* parent, EntityMib::ParentIndex key);
+
+  Root& root_;
+  Mirrors<PhysicalAttributesSm> physicalAttributes_;
+  Mirrors<HardwareAttributesSm> hardwareAttributes_;
+  Mirrors<FruAttributesSm> fruAttributes_;
+  Zef::Children<ZefPowerSupplySlot, EntityMib::ParentIndex, SystemSm> powerSupplySlot_{*this, "powerSupplySlot"};
+  Zef::Children<ZefFanTraySlot, EntityMib::ParentIndex, SystemSm> fanTraySlot_{*this, "fanTraySlot"};
+};
+
+}  // namespace Orvane
