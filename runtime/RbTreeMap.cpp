@@ -14,10 +14,10 @@ RbTreeLink* RbTreeMapGeneric::next(RbTreeLink* link) {
     while (at->left_ != nullptr) at = at->left_;
     return at;
   }
-  RbTreeLink* parent = link->parent();
+  RbTreeLink* parent = link->up();
   while (parent != nullptr && parent->right_ == link) {
     link = parent;
-    parent = link->parent();
+    parent = link->up();
   }
   return parent;
 }
@@ -40,16 +40,16 @@ void RbTreeMapGeneric::rotate(RbTreeLink* pivot, bool toLeft) {
   RbTreeLink* const rising = side(pivot, !toLeft);
   RbTreeLink* const inner = side(rising, toLeft);
   side(pivot, !toLeft) = inner;
-  if (inner != nullptr) inner->parentIs(pivot);
-  rising->parentIs(pivot->parent());
-  childReplace(pivot->parent(), pivot, rising);
+  if (inner != nullptr) inner->upIs(pivot);
+  rising->upIs(pivot->up());
+  childReplace(pivot->up(), pivot, rising);
   side(rising, toLeft) = pivot;
-  pivot->parentIs(rising);
+  pivot->upIs(rising);
 }
 
 void RbTreeMapGeneric::memberNewChild(RbTreeLink* parent, RbTreeLink* member, bool left) {
   clear(member);
-  member->parentIs(parent);
+  member->upIs(parent);
   member->isRedIs(true);
   if (parent == nullptr) {
     root_ = member;
@@ -62,9 +62,9 @@ void RbTreeMapGeneric::memberNewChild(RbTreeLink* parent, RbTreeLink* member, bo
 }
 
 void RbTreeMapGeneric::rebalanceAfterInsert(RbTreeLink* member) {
-  while (member->parent() != nullptr && member->parent()->isRed()) {
-    RbTreeLink* parent = member->parent();
-    RbTreeLink* const grandparent = parent->parent();
+  while (member->up() != nullptr && member->up()->isRed()) {
+    RbTreeLink* parent = member->up();
+    RbTreeLink* const grandparent = parent->up();
     bool const onLeft = grandparent->left_ == parent;
     RbTreeLink* const uncle = side(grandparent, !onLeft);
     if (!isBlack(uncle)) {
@@ -90,9 +90,9 @@ void RbTreeMapGeneric::memberReplace(RbTreeLink* old, RbTreeLink* member) {
   member->parentAndColour_ = old->parentAndColour_;
   member->left_ = old->left_;
   member->right_ = old->right_;
-  if (member->left_ != nullptr) member->left_->parentIs(member);
-  if (member->right_ != nullptr) member->right_->parentIs(member);
-  childReplace(old->parent(), old, member);
+  if (member->left_ != nullptr) member->left_->upIs(member);
+  if (member->right_ != nullptr) member->right_->upIs(member);
+  childReplace(old->up(), old, member);
   clear(old);
   ++version_;
 }
@@ -106,22 +106,22 @@ void RbTreeMapGeneric::memberDelG(RbTreeLink* member) {
     RbTreeLink* const heir = next(member);
     child = heir->right_;
     blackGone = !heir->isRed();
-    parent = heir->parent() == member ? heir : heir->parent();
+    parent = heir->up() == member ? heir : heir->up();
     if (parent != heir) {
-      childReplace(heir->parent(), heir, child);
-      if (child != nullptr) child->parentIs(parent);
+      childReplace(heir->up(), heir, child);
+      if (child != nullptr) child->upIs(parent);
       heir->right_ = member->right_;
-      heir->right_->parentIs(heir);
+      heir->right_->upIs(heir);
     }
     heir->left_ = member->left_;
-    heir->left_->parentIs(heir);
-    childReplace(member->parent(), member, heir);
+    heir->left_->upIs(heir);
+    childReplace(member->up(), member, heir);
     heir->parentAndColour_ = member->parentAndColour_;
   } else {
     child = member->left_ != nullptr ? member->left_ : member->right_;
-    parent = member->parent();
+    parent = member->up();
     blackGone = !member->isRed();
-    if (child != nullptr) child->parentIs(parent);
+    if (child != nullptr) child->upIs(parent);
     childReplace(parent, member, child);
   }
   if (blackGone) rebalanceAfterDelete(child, parent);
@@ -143,7 +143,7 @@ void RbTreeMapGeneric::rebalanceAfterDelete(RbTreeLink* child, RbTreeLink* paren
     if (isBlack(sibling->left_) && isBlack(sibling->right_)) {
       sibling->isRedIs(true);
       child = parent;
-      parent = child->parent();
+      parent = child->up();
       continue;
     }
     if (isBlack(side(sibling, !onLeft))) {

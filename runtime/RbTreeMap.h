@@ -19,9 +19,9 @@ class RbTreeLink {
  private:
   friend class RbTreeMapGeneric;
 
-  RbTreeLink* parent() const { return reinterpret_cast<RbTreeLink*>(parentAndColour_ & ~std::uintptr_t{1}); }
+  RbTreeLink* up() const { return reinterpret_cast<RbTreeLink*>(parentAndColour_ & ~std::uintptr_t{1}); }
   bool isRed() const { return (parentAndColour_ & 1U) != 0; }
-  void parentIs(RbTreeLink* parent) {
+  void upIs(RbTreeLink* parent) {
     parentAndColour_ = reinterpret_cast<std::uintptr_t>(parent) | (parentAndColour_ & 1U);
   }
   void isRedIs(bool red) { parentAndColour_ = (parentAndColour_ & ~std::uintptr_t{1}) | std::uintptr_t{red}; }
@@ -203,14 +203,6 @@ class RbTreeMap<Member, Key>::IteratorConst {
   IteratorConst& operator++() {
     advance();
     return *this;
-  }
-  // Goes to the member with exactly this key. Where there is none it stays, and says false.
-  bool seek(Key const& key) {
-    Member* const member = map_->lookup(key);
-    if (member == nullptr) return false;
-    version_ = map_->version();
-    at_ = member;
-    return true;
   }
 
  private:
