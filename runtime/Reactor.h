@@ -92,11 +92,14 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
   using Watched = T;
 
   // The order of birth: notifier, handlers, registration (so that a handler's own writes do not come back), children.
+  // What the handlers cause elsewhere comes after it all. A reactor that its own handler drops ends there.
   void start(Ptr<T const> const& notifier, ActivitySm* activity = nullptr) {
+    Delivery const delivery;
     actsm_ = activity;
     this->zefNotifierIs(notifier.get());
     PtrInterface::hasNotificationActiveIs(true);
     if (this->notifier() != nullptr) handleAll();
+    if (!alive()) return;
     this->isRegisteredNotifieeIs(true);
     childrenReconcile();
   }
@@ -104,8 +107,12 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
   void notifierIs(Ptr<PtrInterface const> const& notifier) override {
     auto const* const watched = dynamic_cast<T const*>(notifier.get());
     if (watched == this->notifier()) return;
+    Delivery const delivery;
     this->zefNotifierIs(watched);
-    if (watched != nullptr && alive()) handleAll();
+    if (watched != nullptr && alive()) {
+      handleAll();
+      if (!alive()) return;
+    }
     childrenReconcile();
     this->isRegisteredNotifieeIs(true);
   }
@@ -216,11 +223,15 @@ class Child final : public ChildBase {
   void is(Ptr<Watched const> const& input) {
     if (!input) {
       del();
-    } else if (!child_) {
-      child_ = make<R>(owner_);
-      child_->start(input);
-    } else if (child_->notifier() != input.get()) {
-      child_->notifierIs(input);
+      return;
+    }
+    Ptr<R> child = child_;  // a handler may drop the child that runs it
+    if (!child) {
+      child = make<R>(owner_);
+      child_ = child;
+      child->start(input);
+    } else if (child->notifier() != input.get()) {
+      child->notifierIs(input);
     }
     if (child_) child_->zefDoZombieReactors(owner_.zefIsZombie());
   }
@@ -280,7 +291,8 @@ class Children final : public ChildBase {
     } else if (child->notifier() != member.get()) {
       child->notifierIs(member);
     }
-    child->zefDoZombieReactors(owner_.zefIsZombie());
+    // Unless a handler has dropped it.
+    if (map_.find(key) == child) child->zefDoZombieReactors(owner_.zefIsZombie());
     return child;
   }
   Ptr<R> del(Key const& key) {

@@ -78,8 +78,6 @@ class Shelf : public Zef::Entity {
   Zef::Ptr<Box> newBox(Zef::Name const& name);
   Zef::Ptr<Box> boxDel(Zef::Name const& name);
   BoxIteratorConst boxIterator() const { return box_.iterator(Zef::Ptr<PtrInterface const>(this)); }
-  // Tells all that observe the shelf that its boxes are to be taken in as a whole.
-  void boxImmediate();
 
  private:
   void boxNotify(Zef::Name const& name);
@@ -96,7 +94,6 @@ class Shelf::NotifieeConst : public Zef::NotifieeOf<Shelf, Zef::Entity::Notifiee
   virtual void onSign() {}
   virtual void onLid() {}
   virtual void onBox(Zef::Name /*name*/) {}
-  virtual void onBoxzefImmediate() {}
 };
 
 inline void Shelf::levelIs(int level) {
@@ -132,10 +129,6 @@ inline Zef::Ptr<Box> Shelf::boxDel(Zef::Name const& name) {
   Zef::Ptr<Box> const box = box_.del(name);
   if (box) boxNotify(name);
   return box;
-}
-
-inline void Shelf::boxImmediate() {
-  notify<NotifieeConst>(boxAttr, [](NotifieeConst& n) { n.onBoxzefImmediate(); });
 }
 
 class TallShelf : public Shelf {
