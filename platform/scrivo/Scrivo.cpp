@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <deque>
 
 namespace Scrivo {
 
@@ -13,6 +14,20 @@ void theTraceFileIs(std::unique_ptr<TraceFile> file) {
   theTraceFile = file.release();
 }
 
+namespace {
+std::deque<std::string>& messages() {
+  static auto* const all = new std::deque<std::string>;  // blocks may close after this unit's statics have gone
+  return *all;
+}
+}  // namespace
+
+std::string const& TraceFile::message(MsgId id) { return messages().at(id - 1); }
+
+MsgId TraceFile::newMessage(std::string text) {
+  messages().push_back(std::move(text));
+  return static_cast<MsgId>(messages().size());
+}
+
 std::vector<Record> TraceFile::records() const {
   std::size_t const kept = static_cast<std::size_t>(std::min<std::uint64_t>(written_, ring_.size()));
   std::vector<Record> result;
@@ -21,7 +36,7 @@ std::vector<Record> TraceFile::records() const {
   return result;
 }
 
-MsgDesc::MsgDesc(TraceFile& traceFile, char const* file, int line) : traceFile_(traceFile) {
+MsgDesc::MsgDesc(TraceFile& /*traceFile*/, char const* file, int line) {
   char const* const slash = std::strrchr(file, '/');
   text_ = std::string(slash == nullptr ? file : slash + 1) + ":" + std::to_string(line) + " ";
 }
@@ -31,7 +46,7 @@ MsgDesc& MsgDesc::operator<<(char const* text) {
   return *this;
 }
 
-MsgId MsgDesc::finish() { return traceFile_.newMessage(std::move(text_)); }
+MsgId MsgDesc::finish() { return TraceFile::newMessage(std::move(text_)); }
 
 double RingBuf::startMsg() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();

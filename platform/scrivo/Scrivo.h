@@ -19,17 +19,15 @@ struct Record {
   std::uint64_t value = 0;
 };
 
-// A ring of records, and the messages that they name.
+// A ring of records. The messages that they name are the process's: a place in the code gets its own once, and keeps it
+// when another ring takes this one's place.
 class TraceFile {
  public:
   TraceFile(std::string name, std::size_t capacity) : name_(std::move(name)), ring_(capacity) {}
 
   std::string const& name() const { return name_; }
-  std::string const& message(MsgId id) const { return messages_.at(id - 1); }
-  MsgId newMessage(std::string text) {
-    messages_.push_back(std::move(text));
-    return static_cast<MsgId>(messages_.size());
-  }
+  static std::string const& message(MsgId id);
+  static MsgId newMessage(std::string text);
   void append(Record const& record) { ring_[written_++ % ring_.size()] = record; }
   // Records ever written; the last ring-full of them can still be read.
   std::uint64_t written() const { return written_; }
@@ -38,7 +36,6 @@ class TraceFile {
 
  private:
   std::string name_;
-  std::vector<std::string> messages_;
   std::vector<Record> ring_;
   std::uint64_t written_ = 0;
 };
@@ -55,7 +52,6 @@ class MsgDesc {
   MsgId finish();
 
  private:
-  TraceFile& traceFile_;
   std::string text_;
 };
 
