@@ -44,11 +44,17 @@ U32 enumFromValue(EnumTable const& table, Value const& value) {
   throwUnfit(format("a %s: %s", table.qualifiedName, names.charPtr()), value);
 }
 
-String8 enumText(EnumTable const& table, U32 number) {
+Value enumToValue(EnumTable const& table, U32 number) {
   for (Enumerator const& enumerator : table.enumerators) {
     if (enumerator.number == number) return enumerator.name;
   }
-  return format("%u", number);
+  return number;
+}
+
+String8 enumText(EnumTable const& table, U32 number) {
+  Value const value = enumToValue(table, number);
+  auto const* name = value.get<String8>();
+  return name == nullptr ? format("%u", number) : *name;
 }
 
 std::int64_t integerFromValue(Value const& value, std::int64_t low, std::int64_t high) {

@@ -65,6 +65,8 @@ struct EnumTable {
 
 // The number that a name or a number stands for.
 U32 enumFromValue(EnumTable const& table, Value const& value);
+// What enumFromValue takes for the number: its name, or the number itself when it has none.
+Value enumToValue(EnumTable const& table, U32 number);
 // The name, or the number in decimal when it has none.
 String8 enumText(EnumTable const& table, U32 number);
 
@@ -171,7 +173,7 @@ Value toValue(T const& value) {
   } else if constexpr (std::same_as<T, Name> || Identifier<T>) {
     return Value(String8(value.stringValue()));
   } else if constexpr (ModelEnum<T>) {
-    return Value(enumText(enumTable(value), static_cast<U32>(value)));
+    return enumToValue(enumTable(value), static_cast<U32>(value));
   } else if constexpr (ModelNumber<T>) {
     return Value(value.value());
   } else if constexpr (requires { typename PointerTo<T>::Pointee; }) {
