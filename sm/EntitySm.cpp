@@ -52,6 +52,11 @@ Zef::Ptr<FixedSystemSm> EntitySm::fixedSystemSmDel() {
   return std::move(fixedSystemSm_);
 }
 
+void EntitySm::stop() {
+  fixedSystemSmDel();
+  zefDoZombieReactors(true);
+}
+
 void EntitySm::handleFixedSystem() {
   ORVANE_ENTRY();
   if (Zef::Ptr<EntityMib::FixedSystem const> const fixedSystem = status()->fixedSystem()) {

@@ -31,6 +31,9 @@ class EntitySm final : public Zef::StateMachine {
                                           Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem);
   Zef::Ptr<FixedSystemSm> fixedSystemSmDel();
 
+  // The root goes: whoever still holds a reactor must not reach it any more. No row is removed.
+  void stop();
+
   void handleFixedSystem();
   void handleInitialized();
 

@@ -8,7 +8,7 @@ namespace Orvane {
 
 Root::~Root() {
   constantsDel();
-  entitySmDel();
+  if (Zef::Ptr<EntitySm> const reactor = entitySmDel()) reactor->stop();
   xcvrDelAll();
   componentDelAll();
   cardDelAll();
