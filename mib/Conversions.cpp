@@ -36,8 +36,8 @@ int PhysicalMfgDate(PhysicalObject const& /*object*/, unsigned char* buffer, int
 
 int PhysicalIsFru(PhysicalObject const& object, unsigned char* buffer, int capacity) {
   auto const* const fru = dynamic_cast<EntityMib::Fru const*>(object.get());
-  return SnmpConvert<bool, BoolToAsnIntegerF>(fru != nullptr && static_cast<U32>(fru->swappability()) != 0, buffer,
-                                              capacity);
+  return SnmpConvert<bool, BoolToAsnIntegerF>(
+      fru != nullptr && fru->swappability() != EntityMib::Fru::Swappability::notSwappable, buffer, capacity);
 }
 
 int PhysicalAssetId(PhysicalObject const& object, unsigned char* buffer, int capacity) {

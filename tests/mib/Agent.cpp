@@ -1,0 +1,171 @@
+#include "tests/mib/Agent.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <regex>
+#include <stdexcept>
+
+#include "platform/agent/Registration.h"
+#include "platform/agent/SnmpUtil.h"
+#include "runtime/Trace.h"
+
+// Internal to the agent library, but what its own queries to itself go through.
+extern "C" int callback_master_num;
+
+Oid operator+(Oid left, Oid const& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+std::string text(Oid const& name) {
+  std::string result;
+  for (auto const part : name) result += (result.empty() ? "" : ".") + std::to_string(part);
+  return result;
+}
+
+bool isBelow(Oid const& name, Oid const& root) {
+  return name.size() > root.size() && std::equal(root.begin(), root.end(), name.begin());
+}
+
+void PrintTo(Answer const& answer, std::ostream* stream) {
+  *stream << text(answer.name) << " = " << answer.type << ": \"" << answer.value << '"';
+}
+
+void PrintTo(TraceLine const& line, std::ostream* stream) { *stream << line.level << ": " << line.text; }
+
+Tracing::Tracing() {
+  Zef::TraceHandle::levelsIs("Snmp", 0x3ff);
+  Zef::traceSinkIs([this](unsigned level, std::string const& line) {
+    static std::regex const pointer("0x[0-9a-f]+");
+    lines_.push_back({level, std::regex_replace(line.substr(line.find(": ") + 2), pointer, "PTR")});
+  });
+}
+
+Tracing::~Tracing() {
+  Zef::TraceHandle::levelsIs("Snmp", 0);
+  Zef::traceSinkIs(nullptr);
+}
+
+std::vector<TraceLine> Tracing::handlerLines(std::string const& table) const {
+  std::vector<TraceLine> result;
+  for (auto const& line : lines_) {
+    if (line.level == 0 || line.text.starts_with("handle_" + table) || line.text.starts_with(table + "_handler: ")) {
+      result.push_back(line);
+    }
+  }
+  return result;
+}
+
+Agent& Agent::instance() {
+  static Agent agent(Models::instance().root);
+  return agent;
+}
+
+Agent::Agent(Zef::Ptr<Zef::Dir> const& systemRoot) {
+  setenv("MIBS", "", 1);
+  netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
+  netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
+  init_agent("orvane_test");
+  SnmpUtil::systemRootIs(systemRoot);
+  Snmp::AutoRegistree::initAll();
+  init_snmp("orvane_test");
+  session_ = netsnmp_callback_open(callback_master_num, nullptr, nullptr, nullptr);
+  if (session_ == nullptr) throw std::runtime_error("no session with the agent");
+  session_->version = SNMP_VERSION_2c;
+  free(session_->community);
+  session_->community = reinterpret_cast<u_char*>(strdup("test"));
+  session_->community_len = 4;
+  session_->flags |= SNMP_FLAGS_RESP_CALLBACK | SNMP_FLAGS_DONT_PROBE;
+  session_->myvoid = reinterpret_cast<void*>(&netsnmp_check_outstanding_agent_requests);
+}
+
+Response Agent::request(int command, std::vector<Oid> const& names) {
+  netsnmp_pdu* const pdu = snmp_pdu_create(command);
+  for (auto const& name : names) snmp_add_null_var(pdu, name.data(), name.size());
+  return send(pdu);
+}
+
+Response Agent::bulk(std::vector<Oid> const& names, int repetitions) {
+  netsnmp_pdu* const pdu = snmp_pdu_create(SNMP_MSG_GETBULK);
+  pdu->non_repeaters = 0;
+  pdu->max_repetitions = repetitions;
+  for (auto const& name : names) snmp_add_null_var(pdu, name.data(), name.size());
+  return send(pdu);
+}
+
+Response Agent::set(Oid const& name, u_char type, std::string const& value) {
+  netsnmp_pdu* const pdu = snmp_pdu_create(SNMP_MSG_SET);
+  snmp_pdu_add_variable(pdu, name.data(), name.size(), type, value.data(), value.size());
+  return send(pdu);
+}
+
+Response Agent::send(netsnmp_pdu* pdu) {
+  pdu->flags |= UCD_MSG_FLAG_ALWAYS_IN_VIEW;
+  netsnmp_pdu* answer = nullptr;
+  int const status = snmp_synch_response(session_, pdu, &answer);
+  if (status != STAT_SUCCESS || answer == nullptr) {
+    throw std::runtime_error(std::string("no answer from the agent: ") + snmp_api_errstring(session_->s_snmp_errno));
+  }
+  Response response{answer->errstat, answer->errindex, {}};
+  for (auto const* variable = answer->variables; variable != nullptr; variable = variable->next_variable) {
+    Answer one{Oid(variable->name, variable->name + variable->name_length), variable->type, ""};
+    if (variable->type == ASN_OCTET_STR) {
+      one.value.assign(reinterpret_cast<char const*>(variable->val.string), variable->val_len);
+    } else if (variable->type == ASN_OBJECT_ID) {
+      one.value = text(Oid(variable->val.objid, variable->val.objid + variable->val_len / sizeof(oid)));
+    } else if (variable->val_len == sizeof(long)) {
+      one.value = std::to_string(*variable->val.integer);
+    }
+    response.answers.push_back(std::move(one));
+  }
+  snmp_free_pdu(answer);
+  return response;
+}
+
+std::vector<Answer> Agent::walk(Oid const& root) {
+  std::vector<Answer> result;
+  for (Oid at = root;;) {
+    auto const response = next({at});
+    if (response.error != 0 || response.answers.size() != 1) throw std::runtime_error("a walk failed");
+    Answer const& answer = response.answers.front();
+    if (answer.type == SNMP_ENDOFMIBVIEW || !isBelow(answer.name, root)) return result;
+    result.push_back(answer);
+    if (!(at < answer.name)) return result;
+    at = answer.name;
+  }
+}
+
+netsnmp_handler_registration& Agent::registration(Oid const& root) {
+  netsnmp_subtree* const subtree = netsnmp_subtree_find(root.data(), root.size(), nullptr, "");
+  if (subtree == nullptr || subtree->reginfo == nullptr) throw std::runtime_error("nothing is registered there");
+  return *subtree->reginfo;
+}
+
+Models& Models::instance() {
+  static Models models;
+  return models;
+}
+
+Models::Models() {
+  auto const snmp = Zef::make<Zef::Dir>("snmp");
+  root->entityIs(snmp);
+  auto const enter = [&](char const* directory, Zef::Ptr<Zef::Entity> const& entity) {
+    auto const dir = Zef::make<Zef::Dir>(directory);
+    snmp->entityIs(dir);
+    dir->entityIs(entity);
+  };
+  enter("fru", entityMib);
+  enter("sensor", sensorMib);
+  enter("state", stateMib);
+}
+
+Zef::Ptr<Zef::Dir> rootWith(char const* directory, Zef::Ptr<Zef::Entity> const& entity) {
+  auto const root = Zef::make<Zef::Dir>("Vorlin");
+  auto const snmp = Zef::make<Zef::Dir>("snmp");
+  auto const dir = Zef::make<Zef::Dir>(directory);
+  root->entityIs(snmp);
+  snmp->entityIs(dir);
+  dir->entityIs(entity);
+  return root;
+}

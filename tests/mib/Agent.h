@@ -1,0 +1,87 @@
+#pragma once
+
+#include <compare>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "model/OrvaneLib.h"
+#include "platform/agent/NetSnmp.h"
+#include "runtime/Entity.h"
+
+using Oid = std::vector<oid>;
+Oid operator+(Oid left, Oid const& right);
+std::string text(Oid const& name);
+bool isBelow(Oid const& name, Oid const& root);
+
+// One varbind of an answer. The value is the bytes of a string, and otherwise the number or OID as text; an exception
+// (noSuchInstance and its kin) has none.
+struct Answer {
+  Oid name;
+  int type;
+  std::string value;
+  bool operator==(Answer const& other) const = default;
+};
+void PrintTo(Answer const& answer, std::ostream* stream);
+
+struct Response {
+  long error;
+  long errorIndex;
+  std::vector<Answer> answers;
+};
+
+// A trace line without where it comes from; pointers read PTR.
+struct TraceLine {
+  unsigned level;
+  std::string text;
+  bool operator==(TraceLine const& other) const = default;
+};
+void PrintTo(TraceLine const& line, std::ostream* stream);
+
+// What the MIB modules trace while it lives.
+class Tracing {
+ public:
+  Tracing();
+  ~Tracing();
+  std::vector<TraceLine> const& lines() const { return lines_; }
+  // The lines of the levels that tell of failures and refusals, without the flow of iteration.
+  std::vector<TraceLine> handlerLines(std::string const& table) const;
+
+ private:
+  std::vector<TraceLine> lines_;
+};
+
+// The agent inside the test program, with the modules registered, and a manager that speaks to it without a socket.
+// There is one in a process, since what is registered with Net-SNMP stays.
+class Agent {
+ public:
+  static Agent& instance();
+  // For a process of its own: registers the modules over that directory.
+  explicit Agent(Zef::Ptr<Zef::Dir> const& systemRoot);
+
+  Response get(std::vector<Oid> const& names) { return request(SNMP_MSG_GET, names); }
+  Response next(std::vector<Oid> const& names) { return request(SNMP_MSG_GETNEXT, names); }
+  Response bulk(std::vector<Oid> const& names, int repetitions);
+  Response set(Oid const& name, u_char type, std::string const& value);
+  // The GETNEXT chain below an OID. Ends with the first name that does not ascend, too, so that a test shows it.
+  std::vector<Answer> walk(Oid const& root);
+
+  static netsnmp_handler_registration& registration(Oid const& root);
+
+ private:
+  Response request(int command, std::vector<Oid> const& names);
+  Response send(netsnmp_pdu* pdu);
+  netsnmp_session* session_;
+};
+
+// The model entities at their places, for all tests of the process.
+struct Models {
+  static Models& instance();
+  Models();
+  Zef::Ptr<Zef::Dir> root = Zef::make<Zef::Dir>("Vorlin");
+  Zef::Ptr<Orvane::OrvaneEntityMib> entityMib = Orvane::orvaneEntityMibFactory("entitymib");
+  Zef::Ptr<Orvane::OrvaneSensorMib> sensorMib = Orvane::orvaneSensorMibFactory("entitysensormib");
+  Zef::Ptr<Orvane::OrvaneStateMib> stateMib = Orvane::orvaneStateMibFactory("entitystatemib");
+};
+// A system root with that entity at a path of two directories, "snmp/fru/entitymib".
+Zef::Ptr<Zef::Dir> rootWith(char const* directory, Zef::Ptr<Zef::Entity> const& entity);

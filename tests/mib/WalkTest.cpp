@@ -1,0 +1,208 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/mib/Tables.h"
+
+// The same walk over every table: each instance once, in order, whatever happens to the rows meanwhile.
+
+namespace {
+
+class Walk : public testing::TestWithParam<TableCase> {
+ protected:
+  void SetUp() override {
+    for (auto const& each : tableCases()) each.clear();
+    for (auto const& index : table.indexes()) table.add(index);
+  }
+  void TearDown() override { table.clear(); }
+
+  // Empty at the end of everything.
+  Oid next(Oid const& name) {
+    auto const response = agent.next({name});
+    EXPECT_EQ(response.error, SNMP_ERR_NOERROR);
+    Answer const& answer = response.answers.at(0);
+    return answer.type == SNMP_ENDOFMIBVIEW ? Oid() : answer.name;
+  }
+  // What a walk of one column gives from a name on.
+  std::vector<Oid> rest(Oid at) {
+    std::vector<Oid> names;
+    Oid const column = table.instance(table.columns[0], {});
+    while (isBelow(at = next(at), column)) names.push_back(at);
+    return names;
+  }
+  Oid instance(std::size_t row) const { return table.instance(table.columns[0], table.indexes()[row]); }
+
+  TableCase const& table = GetParam();
+  Agent& agent = Agent::instance();
+};
+
+INSTANTIATE_TEST_SUITE_P(Tables, Walk, testing::ValuesIn(tableCases()),
+                         [](auto const& each) { return each.param.name; });
+
+TEST_P(Walk, EveryInstanceOnceInOrderAndAsGetAnswersIt) {
+  std::vector<Oid> expected;
+  for (oid const column : table.columns) {
+    for (auto const& index : table.indexes()) expected.push_back(table.instance(column, index));
+  }
+  auto const answers = agent.walk(table.root);
+  std::vector<Oid> names;
+  for (auto const& answer : answers) names.push_back(answer.name);
+  EXPECT_EQ(names, expected);
+
+  auto const got = agent.get(expected);
+  EXPECT_EQ(got.error, SNMP_ERR_NOERROR);
+  auto const bulk = agent.bulk({table.root}, static_cast<int>(expected.size()));
+  ASSERT_EQ(got.answers.size(), answers.size());
+  ASSERT_EQ(bulk.answers.size(), answers.size());
+  Oid const timeStamp = tableCases()[2].instance(7, {});  // of a sensor's value: the time of the request
+  for (std::size_t i = 0; i < answers.size(); ++i) {
+    if (isBelow(expected[i], timeStamp)) continue;
+    EXPECT_EQ(got.answers[i], answers[i]);
+    EXPECT_EQ(bulk.answers[i], answers[i]);
+  }
+}
+
+TEST_P(Walk, WhatIsNotThere) {
+  oid const column = table.columns.front();
+  struct Case {
+    Oid name;
+    int type;
+  };
+  Case const cases[] = {
+      {table.instance(column, table.hole(0)), SNMP_NOSUCHINSTANCE},
+      {table.instance(column, table.indexes().back() + Oid{0}), SNMP_NOSUCHINSTANCE},
+      {table.instance(column, {}), SNMP_NOSUCHINSTANCE},
+      {table.instance(table.columns.back() + 1, table.indexes()[0]), SNMP_NOSUCHOBJECT},
+      {table.instance(0, table.indexes()[0]), SNMP_NOSUCHOBJECT},
+      {table.root + Oid{2, column} + table.indexes()[0], SNMP_NOSUCHOBJECT},
+  };
+  for (auto const& [name, type] : cases) {
+    auto const response = agent.get({name});
+    EXPECT_EQ(response.error, SNMP_ERR_NOERROR);
+    EXPECT_EQ(response.answers.at(0).type, type) << text(name);
+  }
+}
+
+TEST_P(Walk, NextOfAHoleAndOfOddIndexes) {
+  oid const column = table.columns.front();
+  auto const indexes = table.indexes();
+  Oid const past = table.instance(column, Oid(table.indexParts, 4294967295U));
+  Oid const following = table.columns.size() > 1 ? table.instance(table.columns[1], indexes[0]) : next(past);
+  struct Case {
+    Oid after;
+    Oid expected;
+  };
+  Case const cases[] = {
+      {table.instance(column, {}), instance(0)},
+      {table.instance(column, {0}), instance(0)},
+      {table.instance(column, table.hole(1)), instance(2)},
+      {table.instance(column, indexes[1] + Oid{0, 9}), instance(2)},
+      {table.instance(column, {indexes[4][0]}), table.indexParts == 2 ? instance(4) : following},
+      {table.instance(column, indexes.back()), following},
+      {table.instance(column, Oid(table.indexParts, 2147483648U)), following},
+      {past, following},
+      {table.instance(0, {5}), instance(0)},
+      {table.root + Oid{0, 7}, instance(0)},
+  };
+  for (auto const& [after, expected] : cases) EXPECT_EQ(next(after), expected) << text(after);
+  Oid const behind = next(table.instance(table.columns.back(), indexes.back()));
+  EXPECT_FALSE(isBelow(behind, table.root)) << text(behind);
+}
+
+TEST_P(Walk, EmptyTable) {
+  table.clear();
+  EXPECT_THAT(agent.walk(table.root), testing::IsEmpty());
+  EXPECT_EQ(agent.get({instance(0)}).answers.at(0).type, SNMP_NOSUCHINSTANCE);
+}
+
+TEST_P(Walk, RowsComeAndGoInMidWalk) {
+  struct Case {
+    char const* what;
+    std::function<void()> change;
+    std::vector<std::size_t> expected;  // rows after the second
+  };
+  Case const cases[] = {
+      {"nothing", [] {}, {2, 3, 4}},
+      {"the current row goes", [this] { table.remove(table.indexes()[1]); }, {2, 3, 4}},
+      {"the row ahead goes", [this] { table.remove(table.indexes()[2]); }, {3, 4}},
+      {"the row behind goes", [this] { table.remove(table.indexes()[0]); }, {2, 3, 4}},
+      {"the current row and the one ahead go",
+       [this] {
+         table.remove(table.indexes()[1]);
+         table.remove(table.indexes()[2]);
+       },
+       {3, 4}},
+      {"a row comes behind", [this] { table.add(table.hole(0)); }, {2, 3, 4}},
+      {"the current row is made anew",
+       [this] {
+         table.remove(table.indexes()[1]);
+         table.add(table.indexes()[1]);
+       },
+       {2, 3, 4}},
+      {"all go", [this] { table.clear(); }, {}},
+  };
+  for (auto const& [what, change, expected] : cases) {
+    table.clear();
+    for (auto const& index : table.indexes()) table.add(index);
+    ASSERT_EQ(next(next(table.root)), instance(1));
+    change();
+    std::vector<Oid> names;
+    for (std::size_t const row : expected) names.push_back(instance(row));
+    EXPECT_EQ(rest(instance(1)), names) << what;
+  }
+  for (auto const& index : table.indexes()) table.add(index);
+  Oid const ahead = table.hole(3);
+  table.add(ahead);
+  EXPECT_THAT(rest(instance(1)),
+              testing::ElementsAre(instance(2), instance(3), table.instance(table.columns[0], ahead), instance(4)));
+}
+
+TEST_P(Walk, ManyNamesInOneRequest) {
+  std::vector<Oid> names;
+  for (oid const column : table.columns) names.push_back(table.instance(column, table.indexes()[1]));
+  names.push_back(table.instance(table.columns[0], table.hole(2)));
+  names.insert(names.begin(), {1, 3, 6, 1, 2, 1, 47, 1, 4, 1});  // entLastChangeTime
+  auto const response = agent.next(names);
+  EXPECT_EQ(response.error, SNMP_ERR_NOERROR);
+  std::vector<Oid> expected = {names[0] + Oid{0}};
+  for (oid const column : table.columns) expected.push_back(table.instance(column, table.indexes()[2]));
+  expected.push_back(instance(3));
+  std::vector<Oid> answered;
+  for (auto const& answer : response.answers) answered.push_back(answer.name);
+  EXPECT_EQ(answered, expected);
+}
+
+// What the tables lead to in one another is one chain.
+TEST(WholeWalk, TablesFollowOneAnother) {
+  for (auto const& table : tableCases()) {
+    table.clear();
+    for (auto const& index : table.indexes()) table.add(index);
+  }
+  auto const answers = Agent::instance().walk({1, 3, 6, 1});
+  EXPECT_TRUE(
+      std::is_sorted(answers.begin(), answers.end(), [](auto const& a, auto const& b) { return a.name < b.name; }));
+  std::size_t expected = 1;
+  for (auto const& table : tableCases()) expected += table.columns.size() * table.indexes().size();
+  EXPECT_EQ(std::count_if(answers.begin(), answers.end(),
+                          [](auto const& answer) {
+                            Oid const& name = answer.name;
+                            return (name[4] == 2 && name[6] != 1 && name[6] != 11) || name[4] == 4;
+                          }),
+            static_cast<long>(expected));
+  for (auto const& table : tableCases()) table.clear();
+}
+
+// Every sensor has a row among the thresholds, whether it is entered as one that has any or not.
+TEST(Thresholds, HaveTheRowsOfTheSensors) {
+  auto const sensorMib = Models::instance().sensorMib;
+  sensorMib->sensorEntityIs(Zef::make<Orvane::FanSensor>(3));
+  sensorMib->thresholdEntityIs(Zef::make<Orvane::FanSensor>(4));
+  std::vector<Oid> rows;
+  for (auto const& answer : Agent::instance().walk(tableCases()[4].instance(1, {}))) rows.push_back(answer.name);
+  EXPECT_THAT(rows, testing::ElementsAre(tableCases()[4].instance(1, {3})));
+  sensorMib->sensorEntityDelAll();
+  sensorMib->thresholdEntityDelAll();
+}
+
+}  // namespace
