@@ -1,0 +1,50 @@
+#include "host/Bootstrap.h"
+
+#include <array>
+
+#include "model/OrvaneLib.h"
+#include "model/input/Election.h"
+#include "platform/agent/Registration.h"
+#include "platform/agent/SnmpUtil.h"
+
+namespace Host {
+
+namespace {
+
+constexpr std::array inputNames{"status",        "xcvrStatusDir", "xcvrConfigDir", "intfStatusDir",
+                                "intfConfigDir", "coolingStatus", "powerStatus",   "powerConfig",
+                                "tempStatus",    "tempConfig",    "cardStatus",    "redundancy"};
+
+}  // namespace
+
+EntityTypes const& inputTypes() {
+  static EntityTypes const types = [] {
+    EntityTypes all;
+    for (char const* name : inputNames) all[name] = Orvane::Root::_fwkType()->attr(Zef::Name(name))->objectType();
+    all["redundancy/election"] = Election::Status::_fwkType();
+    return all;
+  }();
+  return types;
+}
+
+Bootstrap::Bootstrap() : inputs_(store_.dirIs("input")), root_(Orvane::rootFactory("root")) {
+  auto const model = [this](char const* attribute, char const* path, Zef::Ptr<Zef::Entity> const& entity) {
+    store_.dirIs(path)->entityIs(entity);
+    set(attribute, entity);
+  };
+  model("entityMib", "snmp/fru", Orvane::orvaneEntityMibFactory("entitymib"));
+  model("sensorMib", "snmp/sensor", Orvane::orvaneSensorMibFactory("entitysensormib"));
+  model("stateMib", "snmp/state", Orvane::orvaneStateMibFactory("entitystatemib"));
+
+  for (char const* name : inputNames) set(name, inputTypes().at(name)->newEntity(name, inputs_.get()));
+
+  SnmpUtil::systemRootIs(store_.root());
+  Snmp::AutoRegistree::initAll();
+  root_->fwkType()->attr(Zef::Name("handleInitialized"))->call(*root_, {});
+}
+
+void Bootstrap::set(char const* attribute, Zef::Ptr<Zef::Entity> const& entity) {
+  root_->fwkType()->attr(Zef::Name(attribute))->set(*root_, Zef::Value(Zef::Ptr<Zef::PtrInterface>(entity)));
+}
+
+}  // namespace Host

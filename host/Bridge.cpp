@@ -1,0 +1,107 @@
+#include "host/Bridge.h"
+
+#include <net-snmp/net-snmp-config.h>
+#include <net-snmp/net-snmp-includes.h>
+
+#include <net-snmp/library/fd_event_manager.h>
+#include <net-snmp/library/snmp_alarm.h>
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+
+#include "runtime/Assert.h"
+#include "runtime/Trace.h"
+
+namespace Host {
+
+void contained(char const* what, std::function<void()> const& call) noexcept {
+  try {
+    call();
+  } catch (std::exception const& error) {
+    snmp_log(LOG_ERR, "orvane: %s: %s\n", what, error.what());
+  } catch (...) {
+    snmp_log(LOG_ERR, "orvane: %s: an exception of an unknown kind\n", what);
+  }
+}
+
+void agentLog(Severity severity, std::string const& line) {
+  snmp_log(severity == Severity::error ? LOG_ERR : LOG_INFO, "orvane: %s\n", line.c_str());
+}
+
+Bridge::Bridge(Zef::Ptr<Zef::Clock> clock) : clock_(std::move(clock)) {
+  // Level 0 is for what should not happen; the higher ones are asked for by those who want to watch.
+  Zef::traceSinkIs([](unsigned level, std::string const& line) {
+    snmp_log(level == 0 ? LOG_WARNING : LOG_DEBUG, "orvane: %s\n", line.c_str());
+  });
+  Zef::assertionSinkIs([](char const* message) { snmp_log(LOG_CRIT, "orvane: %s\n", message); });
+  clock_->timeMinSinkIs([this] { arm(); });
+  arm();
+}
+
+Bridge::~Bridge() {
+  clock_->timeMinSinkIs(nullptr);
+  disarm();
+  for (auto const& [fd, ready] : readers_) unregister_readfd(fd);
+  Zef::traceSinkIs(nullptr);
+  Zef::assertionSinkIs(nullptr);
+}
+
+void Bridge::disarm() {
+  if (alarm_ != 0) snmp_alarm_unregister(alarm_);
+  alarm_ = 0;
+  armedFor_ = Zef::Clock::never;
+}
+
+void Bridge::arm() {
+  if (inAlarm_) return;  // the alarm's end arms the next one
+  double const due = clock_->timeMin();
+  if (due == armedFor_) return;
+  disarm();
+  if (due == Zef::Clock::never) return;
+
+  double const delay = std::max(0.0, due - clock_->time());
+  timeval wait{};
+  wait.tv_sec = static_cast<time_t>(delay);
+  wait.tv_usec = static_cast<suseconds_t>(std::ceil((delay - std::floor(delay)) * 1e6));
+  if (wait.tv_usec >= 1'000'000) {
+    wait.tv_usec -= 1'000'000;
+    ++wait.tv_sec;
+  }
+  alarm_ = snmp_alarm_register_hr(wait, 0, &Bridge::onAlarm, this);
+  if (alarm_ == 0) {
+    agentLog(Severity::error, "the agent has no alarm left for the clock");
+    return;
+  }
+  armedFor_ = due;
+}
+
+void Bridge::onAlarm(unsigned /*alarm*/, void* bridge) {
+  auto& self = *static_cast<Bridge*>(bridge);
+  self.alarm_ = 0;  // it fires once, and the agent forgets it by itself
+  self.armedFor_ = Zef::Clock::never;
+  self.inAlarm_ = true;
+  contained("timer", [&] { self.clock_->run(); });
+  self.inAlarm_ = false;
+  contained("timer", [&] { self.arm(); });
+}
+
+bool Bridge::readFdIs(int fd, std::function<void()> ready) {
+  if (register_readfd(fd, &Bridge::onReadable, this) != FD_REGISTERED_OK) return false;
+  readers_[fd] = std::move(ready);
+  return true;
+}
+
+void Bridge::readFdDel(int fd) {
+  if (readers_.erase(fd) != 0) unregister_readfd(fd);
+}
+
+void Bridge::onReadable(int fd, void* bridge) {
+  auto const& readers = static_cast<Bridge*>(bridge)->readers_;
+  auto const found = readers.find(fd);
+  if (found == readers.end()) return;
+  auto const ready = found->second;  // it may take itself off
+  contained("event", ready);
+}
+
+}  // namespace Host

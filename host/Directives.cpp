@@ -1,0 +1,145 @@
+#include "host/Directives.h"
+
+#include <net-snmp/net-snmp-config.h>
+#include <net-snmp/net-snmp-includes.h>
+
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <stdexcept>
+
+#include "host/Bridge.h"
+#include "runtime/Trace.h"
+
+namespace Host {
+
+namespace {
+
+Directives* theDirectives = nullptr;
+
+constexpr std::array notificationNames{"entConfigChange", "entStateOperEnabled", "entStateOperDisabled",
+                                       "kelvraEntSensorAlarm"};
+// Each speaks of what should not happen unless a line says otherwise.
+constexpr std::array traceHandles{"Orvane", "Snmp", "Zef"};
+constexpr U32 level0 = 1;
+
+// A line's words are refused with what was wrong; whoever reads the log knows the line already.
+[[noreturn]] void refuse(std::string const& reason) { throw std::invalid_argument(reason); }
+
+template <std::size_t size>
+void needOneOf(std::array<char const*, size> const& known, std::string const& what, std::string const& word) {
+  if (std::find(known.begin(), known.end(), word) != known.end()) return;
+  std::string names;
+  for (char const* name : known) names += (names.empty() ? "" : ", ") + std::string(name);
+  refuse("there is no " + what + " \"" + word + "\" (there are " + names + ")");
+}
+
+std::vector<std::string> wordsOf(char const* line) {
+  std::vector<std::string> words;
+  std::string word(std::strlen(line) + 1, '\0');
+  for (char const* rest = line; rest != nullptr && *rest != '\0';) {
+    rest = copy_nword_const(rest, word.data(), static_cast<int>(word.size()));
+    words.emplace_back(word.c_str());
+  }
+  return words;
+}
+
+// "0,8-9"
+U32 levelsOf(std::string const& text) {
+  auto const level = [&](std::size_t at) {
+    if (at >= text.size() || text[at] < '0' || text[at] > '9')
+      refuse("\"" + text + "\" is no list of levels, such as 0,8-9");
+    return static_cast<unsigned>(text[at] - '0');
+  };
+  U32 mask = 0;
+  for (std::size_t at = 0;; ++at) {
+    unsigned const first = level(at++);
+    unsigned last = first;
+    if (at < text.size() && text[at] == '-') {
+      last = level(at + 1);
+      at += 2;
+    }
+    if (last < first) refuse("\"" + text + "\" has a range that goes down");
+    for (unsigned each = first; each <= last; ++each) mask |= 1U << each;
+    if (at == text.size()) return mask;
+    if (text[at] != ',') level(text.size());
+  }
+}
+
+}  // namespace
+
+bool Settings::notificationEnabled(std::string const& name) const {
+  auto const found = notifications.find(name);
+  return found == notifications.end() || found->second;
+}
+
+Directives::Directive const Directives::table[] = {
+    {"orvaneInventory", "FILE", &Directives::inventory},
+    {"orvaneNotification", "NAME enable|disable", &Directives::notification},
+    {"orvaneTrace", "HANDLE/LEVELS", &Directives::trace},
+};
+
+Directives::Directives(std::function<void(Settings const&)> read) : read_(std::move(read)) {
+  theDirectives = this;
+  traceLevels();
+  for (Directive const& directive : table) {
+    // Forgetting once is enough: the agent forgets all directives before it reads any.
+    snmpd_register_config_handler(directive.token, &Directives::onLine,
+                                  &directive == table ? &Directives::onForget : nullptr, directive.help);
+  }
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, &Directives::onRead, nullptr);
+}
+
+void Directives::onLine(char const* token, char* line) {
+  auto const directive = std::find_if(std::begin(table), std::end(table),
+                                      [&](Directive const& each) { return strcasecmp(each.token, token) == 0; });
+  try {
+    (theDirectives->*directive->parse)(wordsOf(line));
+  } catch (std::exception const& error) {
+    netsnmp_config_error("%s: %s", directive->token, error.what());
+  }
+}
+
+void Directives::onForget() { theDirectives->settings_ = {}; }
+
+int Directives::onRead(int /*major*/, int /*minor*/, void* /*server*/, void* /*client*/) {
+  contained("configuration", [] {
+    theDirectives->traceLevels();
+    theDirectives->read_(theDirectives->settings_);
+  });
+  return SNMP_ERR_NOERROR;
+}
+
+void Directives::traceLevels() const {
+  for (char const* handle : traceHandles) {
+    auto const found = settings_.traceLevels.find(handle);
+    Zef::TraceHandle::levelsIs(handle, found == settings_.traceLevels.end() ? level0 : found->second);
+  }
+}
+
+void Directives::inventory(std::vector<std::string> const& words) {
+  if (words.size() != 1) refuse("one FILE is needed");
+  if (!settings_.inventory.empty()) refuse("it is given already, as " + settings_.inventory.string());
+  std::filesystem::path const file = words[0];
+  // The agent changes its directory after it has read its configuration for the first time.
+  if (!file.is_absolute()) refuse("\"" + words[0] + "\" is not an absolute path");
+  settings_.inventory = file;
+}
+
+void Directives::notification(std::vector<std::string> const& words) {
+  if (words.size() != 2) refuse("NAME and enable or disable are needed");
+  needOneOf(notificationNames, "notification", words[0]);
+  needOneOf(std::array{"enable", "disable"}, "state", words[1]);
+  settings_.notifications[words[0]] = words[1] == "enable";
+}
+
+void Directives::trace(std::vector<std::string> const& words) {
+  std::size_t const slash = words.empty() ? std::string::npos : words[0].find('/');
+  if (words.size() != 1 || slash == std::string::npos) refuse("HANDLE/LEVELS is needed, such as Orvane/0,8-9");
+  needOneOf(traceHandles, "trace handle", words[0].substr(0, slash));
+  settings_.traceLevels[words[0].substr(0, slash)] = levelsOf(words[0].substr(slash + 1));
+}
+
+}  // namespace Host

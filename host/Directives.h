@@ -1,0 +1,65 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "runtime/Types.h"
+
+namespace Host {
+
+// What the module's lines in snmpd.conf say.
+struct Settings {
+  std::filesystem::path inventory;            // empty: no switch is described
+  std::map<std::string, bool> notifications;  // the names that a line gives
+  std::map<std::string, U32> traceLevels;     // handle to a mask of levels
+
+  // A notification that no line names is enabled.
+  bool notificationEnabled(std::string const& name) const;
+};
+
+// The module's directives:
+//
+//   orvaneInventory FILE                        an absolute path
+//   orvaneNotification NAME enable|disable      entConfigChange, entStateOperEnabled, entStateOperDisabled or
+//                                               kelvraEntSensorAlarm
+//   orvaneTrace HANDLE/LEVELS                   Orvane, Snmp or Zef; such as 0,8-9
+//
+// What is wrong with a line is told to the agent, as for any directive, and the line has no effect. The agent forgets
+// all of them before it reads its configuration again.
+class Directives {
+ public:
+  // Registers with the agent. There is one object, and it outlives the agent's use of it.
+  // `read` is called when the agent has read the whole of its configuration.
+  explicit Directives(std::function<void(Settings const&)> read);
+  Directives(Directives const&) = delete;
+  Directives& operator=(Directives const&) = delete;
+
+  Settings const& settings() const { return settings_; }
+
+ private:
+  using Parser = void (Directives::*)(std::vector<std::string> const& words);
+  struct Directive {
+    char const* token;
+    char const* help;
+    Parser parse;
+  };
+  static Directive const table[];
+
+  static void onLine(char const* token, char* line);
+  static void onForget();
+  static int onRead(int major, int minor, void* server, void* client);
+
+  void traceLevels() const;
+
+  void inventory(std::vector<std::string> const& words);
+  void notification(std::vector<std::string> const& words);
+  void trace(std::vector<std::string> const& words);
+
+  std::function<void(Settings const&)> read_;
+  Settings settings_;
+};
+
+}  // namespace Host

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace Host {
+
+enum class Severity { error, info };
+
+// Takes one line, without its newline.
+using Log = std::function<void(Severity severity, std::string const& line)>;
+
+}  // namespace Host

@@ -1,0 +1,46 @@
+#include "host/Plugin.h"
+
+#include <net-snmp/net-snmp-config.h>
+#include <net-snmp/net-snmp-includes.h>
+
+#include "platform/store/Merge.h"
+
+namespace Host {
+
+Plugin& Plugin::instance() {
+  static auto* const plugin = new Plugin;
+  return *plugin;
+}
+
+Plugin::Plugin()
+    : bridge_(std::make_unique<Bridge>(Zef::processClock())),
+      system_(std::make_unique<Bootstrap>()),
+      directives_(std::make_unique<Directives>([this](Settings const& settings) { settingsAre(settings); })) {
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, &Plugin::onShutdown, this);
+}
+
+void Plugin::settingsAre(Settings const& settings) {
+  std::filesystem::path const file = loaded_ ? settings.inventory : std::filesystem::path();
+  if (file.empty()) {
+    if (!publisher_) return;
+    publisher_.reset();
+    Vorlin::merge(*system_->inputs(), *readInventory("{}", inputTypes()));
+  } else if (publisher_ && publisher_->file() == file) {
+    publisher_->read();
+  } else {
+    publisher_ =
+        std::make_unique<FilePublisher>(*bridge_, Zef::processClock(), system_->inputs(), inputTypes(), file, agentLog);
+  }
+}
+
+int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* client) {
+  contained("shutdown", [client] {
+    auto& self = *static_cast<Plugin*>(client);
+    self.publisher_.reset();
+    self.system_->rootDel();
+    self.bridge_.reset();
+  });
+  return SNMP_ERR_NOERROR;
+}
+
+}  // namespace Host

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <filesystem>
+
+#include "host/publishers/FileWatch.h"
+#include "host/publishers/Inventory.h"
+
+namespace Host {
+
+// Publishes the switch that a file describes, and follows the file. A version with an error in it is refused whole,
+// with the place and the reason in the log, and what was published before stays.
+class FilePublisher {
+ public:
+  // `inputs` is the live directory of the inputs, of the types that `types` gives.
+  FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, Zef::Ptr<Zef::Dir> inputs, EntityTypes const& types,
+                std::filesystem::path file, Log log);
+
+  std::filesystem::path const& file() const { return file_; }
+  // Reads the file now, changed or not.
+  void read();
+
+ private:
+  Zef::Ptr<Zef::Dir> inputs_;
+  EntityTypes const& types_;
+  std::filesystem::path file_;
+  Log log_;
+  FileWatch watch_;
+};
+
+}  // namespace Host

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "runtime/Type.h"
+
+// The text of a described switch: a JSON file that mirrors the model. Its top-level keys name the inputs; below them
+// stand attribute names, and a collection is an object keyed by the text of its keys.
+namespace Host {
+
+// Which entities a directory may hold, by their path from the directory of the inputs ("status",
+// "redundancy/election"). Those at the top are always there, empty when the file leaves them out.
+using EntityTypes = std::map<std::string, Zef::ZefType const*>;
+
+// What is wrong with a described switch, and where: "3:14: ..." is a line and a column, "status.fixedSystem.label: ..."
+// the names that lead to the place.
+class InventoryError : public std::runtime_error {
+ public:
+  InventoryError(std::string const& place, std::string const& reason);
+};
+
+// The directory of the inputs as the text describes them, in no tree. InventoryError when any of it does not fit.
+Zef::Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types);
+
+}  // namespace Host

@@ -1,0 +1,161 @@
+#include "model/input/EntityMib.h"
+#include "model/input/Environment.h"
+#include "model/input/Xcvr.h"
+#include "runtime/Reactor.h"
+#include "tests/host/Described.h"
+
+namespace {
+
+using EntityMib::FixedSystem;
+using EntityMib::ParentIndex;
+
+// Notes what it hears of a system, and how the system looks at that moment.
+class Watcher : public Zef::Reactor<FixedSystem> {
+ public:
+  void onLabel() override {
+    if (zefOnAttribute(FixedSystem::labelAttr, nullptr)) return;
+    heard.push_back("label " + std::string(notifier()->label().view()));
+  }
+  void onSensor(ParentIndex key) override {
+    if (zefOnKey(FixedSystem::sensorAttr, key, &Watcher::onSensor)) return;
+    auto const sensor = notifier()->sensor(key);
+    heard.push_back("sensor " + std::to_string(key.value()) +
+                    (sensor
+                         ? " is " + std::string(sensor->tag().view()) + " of " + std::string(notifier()->label().view())
+                         : " is gone"));
+  }
+  std::span<Slot const> slots() const override {
+    static Slot const watched[] = {{FixedSystem::labelAttr, &FixedSystem::NotifieeConst::onLabel}};
+    return watched;
+  }
+
+  std::vector<std::string> heard;
+};
+
+class Merge : public testing::Test {
+ protected:
+  void take(std::string const& text) { Vorlin::merge(*live, *read(text)); }
+  void takeSystem(std::string const& members) { take(R"({"status": {"fixedSystem": {)" + members + "}}}"); }
+  template <class T = EntityMib::PhysicalEntity>
+  Zef::Ptr<T> part(Steps const& below) const {
+    Steps steps{"status", "fixedSystem"};
+    steps.insert(steps.end(), below.begin(), below.end());
+    return at<T>(live, steps);
+  }
+  Zef::Ptr<Watcher> watch() const {
+    auto const watcher = Zef::make<Watcher>();
+    watcher->start(part<FixedSystem>({}));
+    return watcher;
+  }
+
+  Zef::Ptr<Zef::Dir> const live = read("{}");
+};
+
+TEST_F(Merge, BringsAnyTreeToAnyOther) {
+  std::string variant = everything;
+  for (auto const& [from, to] :
+       {std::pair<std::string, std::string>{R"("fan": { "1")", R"("fan": { "2")"},
+        {R"("0": { "temperature")", R"("3": { "temperature")"},
+        {"18000", "9000"},
+        {R"("Management")", R"("Ethernet")"},
+        {R"("sensor": "TempSensor")", R"("port": "Ethernet")"},
+        {R"("xcvrConfigDir", "xcvrConfig", "Ethernet3/5")", R"("xcvrConfigDir", "xcvrConfig", "E")"},
+        {R"("xcvrConfig": { "Ethernet3/5")", R"("xcvrConfig": { "E")"}}) {
+    auto const found = variant.find(from);
+    ASSERT_NE(found, std::string::npos) << from;
+    variant.replace(found, from.size(), to);
+  }
+  std::vector<std::string> const texts{
+      "{}", everything, variant,
+      R"({"status": {"chassis": {"cardSlot": {"3": {"card": {"sensor": {"1": {"tag": "T"}}}}}}}})",
+      R"({"xcvrStatusDir": {"xcvrStatus": {"Ethernet3/5": {}}}})"};
+  for (auto const& from : texts) {
+    for (auto const& to : texts) {
+      take(from);
+      take(to);
+      EXPECT_EQ(dump(live), dump(read(to)));
+    }
+  }
+}
+
+TEST_F(Merge, KeepsWhatStandsInBothAndTellsOnlyOfChanges) {
+  takeSystem(R"("label": "1", "sensor": {"1": {"tag": "T", "label": "1"}, "2": {"tag": "T"}})");
+  auto const system = part({});
+  auto const sensor = part({"sensor", "1"});
+  auto const watcher = watch();
+  takeSystem(R"("label": "1", "sensor": {"2": {"tag": "T"}, "1": {"label": "1", "tag": "T"}})");
+  EXPECT_TRUE(watcher->heard.empty());
+  takeSystem(R"("label": "2", "serialNum": "KV1", "sensor": {"1": {"tag": "T", "label": "one"}})");
+  EXPECT_EQ(watcher->heard, (std::vector<std::string>{"sensor 2 is gone", "label 2"}));
+  EXPECT_EQ(part({}), system);
+  EXPECT_EQ(part({"sensor", "1"}), sensor);
+  EXPECT_EQ(sensor->label(), "one");
+}
+
+TEST_F(Merge, IsOneEventHoweverMuchChanges) {
+  takeSystem(R"("label": "1")");
+  auto const watcher = watch();
+  takeSystem(R"("sensor": {"1": {"tag": "A"}, "2": {"tag": "B"}}, "label": "2")");
+  // The label is set by the time that the first new sensor is told of, and each sensor has its tag.
+  EXPECT_EQ(watcher->heard.size(), 3U);
+  EXPECT_NE(std::find(watcher->heard.begin(), watcher->heard.end(), "sensor 1 is A of 2"), watcher->heard.end());
+  EXPECT_NE(std::find(watcher->heard.begin(), watcher->heard.end(), "sensor 2 is B of 2"), watcher->heard.end());
+}
+
+TEST_F(Merge, ReplacesWhatHasBecomeAnotherThing) {
+  auto const gone = std::vector<std::string>{"sensor 1 is gone", "sensor 1 is VoltageSensor of "};
+  auto const before = R"("sensor": {"1": {"tag": "TempSensor"}})";
+  auto const after = R"("sensor": {"1": {"tag": "VoltageSensor"}})";
+  takeSystem(before);
+  auto const sensor = part({"sensor", "1"});
+  auto const watcher = watch();
+  takeSystem(after);
+  EXPECT_EQ(watcher->heard, gone);
+  EXPECT_NE(part({"sensor", "1"}), sensor);
+  EXPECT_FALSE(sensor->parent());
+
+  // The same from within a timer, where the end of a batch delivers nothing.
+  takeSystem(before);
+  watcher->heard.clear();
+  auto const clock = Zef::make<Zef::Clock>("clock");
+  auto const timer = Zef::make<Host::Timer>(clock, [&] { takeSystem(after); });
+  timer->timeMinIs(0.0);
+  clock->run();
+  EXPECT_EQ(watcher->heard, gone);
+
+  auto const fan = [](char const* maxRpm) {
+    return std::string(R"({"coolingStatus": {"fan": {"F": {"speed": 1, "properties": {"maxRpm": )") + maxRpm + "}}}}}";
+  };
+  auto const record = [&] { return at<Environment::Cooling::FanStatus>(live, {"coolingStatus", "fan", "F"}); };
+  take(fan("100"));
+  auto const status = record();
+  take(fan("100"));
+  EXPECT_EQ(record(), status);
+  take(fan("200"));
+  EXPECT_NE(record(), status);
+  EXPECT_EQ(status->properties()->maxRpm(), 100U);
+  EXPECT_EQ(record()->properties()->maxRpm(), 200U);
+}
+
+TEST_F(Merge, PointsReferencesAtTheLiveObjects) {
+  auto const text = [](char const* config, char const* target) {
+    return std::string(R"({"xcvrConfigDir": {"xcvrConfig": {)") + config +
+           R"(}}, "xcvrStatusDir": {"xcvrStatus": {"E": {)" + target + "}}}}";
+  };
+  auto const status = [&] { return at<Xcvr::XcvrStatus>(live, {"xcvrStatusDir", "xcvrStatus", "E"})->xcvrConfig(); };
+  auto const config = [&](char const* name) {
+    return at<Xcvr::XcvrConfig>(live, {"xcvrConfigDir", "xcvrConfig", name});
+  };
+
+  take(text(R"("A": {}, "B": {})", R"("xcvrConfig": ["xcvrConfigDir", "xcvrConfig", "A"])"));
+  EXPECT_EQ(status(), config("A"));
+  take(text(R"("A": {}, "B": {})", R"("xcvrConfig": ["xcvrConfigDir", "xcvrConfig", "B"])"));
+  EXPECT_EQ(status(), config("B"));
+  take(text(R"("A": {})", ""));
+  EXPECT_FALSE(status());
+  take(text(R"("A": {}, "C": {"xcvrState": true})", R"("xcvrConfig": ["xcvrConfigDir", "xcvrConfig", "C"])"));
+  ASSERT_EQ(status(), config("C"));
+  EXPECT_TRUE(status()->xcvrState());
+}
+
+}  // namespace
