@@ -111,7 +111,7 @@ class Table {
         netsnmp_create_handler_registration(T::name, callbacks.handler, T::root, std::size(T::root), T::modes);
     auto const model = bindModel<Model>(*registration, T::path);
 
-    // The agent keeps these for as long as it lives.
+    // The agent uses these for as long as it lives, and frees none of them.
     auto* const valid = SNMP_MALLOC_TYPEDEF(netsnmp_column_info);
     valid->isRange = 0;
     valid->list_count = static_cast<char>(columnCount);
@@ -134,6 +134,7 @@ class Table {
     iterator->myvoid = registration->my_reg_void;
     iterator->flags |= NETSNMP_ITERATOR_FLAG_SORTED;
     iterator->table_reginfo = table;
+    iterator_ = iterator;
 
     int const result = netsnmp_register_table_iterator(registration, iterator);
     ZEF_ASSERT(result == 0);
@@ -214,6 +215,9 @@ class Table {
   static constexpr int escaped = -1;
   static constexpr std::size_t indexCount = std::size(T::index);
   static constexpr std::size_t columnCount = std::size(T::columns);
+
+  // Reaches all that was allocated for the registration, which the agent forgets before it ends.
+  inline static netsnmp_iterator_info* iterator_ = nullptr;
 
   static constexpr bool isGapless() {
     for (std::size_t i = 0; i < columnCount; ++i) {

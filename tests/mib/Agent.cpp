@@ -66,6 +66,7 @@ Agent::Agent(Zef::Ptr<Zef::Dir> const& systemRoot) {
   setenv("MIBS", "", 1);
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_READ_CONFIGS, 1);
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
+  netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_OID_OUTPUT_FORMAT, NETSNMP_OID_OUTPUT_NUMERIC);
   init_agent("orvane_test");
   SnmpUtil::systemRootIs(systemRoot);
   Snmp::AutoRegistree::initAll();
