@@ -16,7 +16,7 @@ Plugin::Plugin()
     : bridge_(std::make_unique<Bridge>(Zef::processClock())),
       system_(std::make_unique<Bootstrap>()),
       directives_(std::make_unique<Directives>([this](Settings const& settings) { settingsAre(settings); })) {
-  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, &Plugin::onShutdown, this);
+  snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, &Plugin::onShutdown, nullptr);
 }
 
 void Plugin::settingsAre(Settings const& settings) {
@@ -33,9 +33,9 @@ void Plugin::settingsAre(Settings const& settings) {
   }
 }
 
-int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* client) {
-  contained("shutdown", [client] {
-    auto& self = *static_cast<Plugin*>(client);
+int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* /*client*/) {
+  contained("shutdown", [] {
+    Plugin& self = instance();
     self.publisher_.reset();
     self.system_->rootDel();
     self.bridge_.reset();
