@@ -1,0 +1,313 @@
+// Everything that a publisher does by name: every attribute of every type of the models can be found, set, read and
+// removed, and tells its own slot of each observer, once, when something really changes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "model/input/EntityMib.h"
+#include "model/input/Environment.h"
+#include "model/input/Interface.h"
+#include "model/input/Xcvr.h"
+#include "tests/model/Observers.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Zef::make;
+using Zef::Ptr;
+using Zef::PtrInterface;
+using Zef::Value;
+using Zef::ZefAttr;
+using Zef::ZefType;
+
+using Kind = ZefAttr::Kind;
+using Access = ZefAttr::Access;
+
+// One of them fits any attribute that is set by a value, and is not its default.
+std::vector<Value> candidates() {
+  return {Value(true), Value(false), Value(2), Value(1), Value(3.5), Value("Ethernet1"), Value(Value::Record()),
+          Value(Value::Record{{"maxRpm", Value(9000)}})};
+}
+
+std::vector<std::string> takeHeard() { return std::exchange(heard(), {}); }
+
+// Every message is expected once from each of the two observers.
+auto twice(std::string const& what) { return ElementsAre(what, what); }
+
+template <class Call>
+std::string refusal(Call call) {
+  try {
+    call();
+  } catch (Zef::RangeException const& error) {
+    return error.text();
+  }
+  return "no refusal";
+}
+
+// A value that the attribute takes and that differs from what it holds; the attribute holds it afterwards.
+Value change(ZefAttr const& attribute, PtrInterface& object) {
+  Value const before = attribute.get(object);
+  for (Value const& candidate : candidates()) {
+    try {
+      attribute.set(object, candidate);
+    } catch (Zef::RangeException const&) {
+      EXPECT_EQ(attribute.get(object), before);
+      continue;
+    }
+    if (!(attribute.get(object) == before)) return candidate;
+    takeHeard();
+  }
+  ADD_FAILURE() << "nothing fits " << attribute.name();
+  return before;
+}
+
+void checkValue(ZefAttr const& attribute, PtrInterface& object, std::string const& name) {
+  Value const before = attribute.get(object);
+  Value const value = change(attribute, object);
+  EXPECT_THAT(takeHeard(), twice(name));
+  attribute.set(object, value);
+  EXPECT_THAT(takeHeard(), IsEmpty());
+  attribute.set(object, before);
+  EXPECT_EQ(attribute.get(object), before);
+  EXPECT_THAT(takeHeard(), twice(name));
+}
+
+void checkFixed(ZefAttr const& attribute, PtrInterface& object) {
+  change(attribute, object);
+  EXPECT_THAT(takeHeard(), IsEmpty());
+}
+
+void checkReference(ZefAttr const& attribute, PtrInterface& object, std::string const& name) {
+  ASSERT_NE(attribute.objectType(), nullptr);
+  Value const other(attribute.objectType()->newObject("other"));
+  attribute.set(object, other);
+  EXPECT_EQ(attribute.get(object), other);
+  EXPECT_THAT(takeHeard(), twice(name));
+  attribute.set(object, other);
+  Ptr<PtrInterface> const stranger = make<Zef::Dir>("stranger");
+  EXPECT_THAT(refusal([&] { attribute.set(object, Value(stranger)); }), HasSubstr("object"));
+  EXPECT_EQ(attribute.get(object), other);
+  EXPECT_THAT(takeHeard(), IsEmpty());
+  attribute.set(object, Value());
+  EXPECT_THAT(takeHeard(), twice(name));
+}
+
+void checkChild(ZefAttr const& attribute, Zef::Entity& object, std::string const& name) {
+  Ptr<Zef::Entity> const child = attribute.childIs(object);
+  EXPECT_THAT(takeHeard(), twice(name));
+  EXPECT_EQ(attribute.childIs(object), child);
+  EXPECT_THAT(takeHeard(), IsEmpty());
+  EXPECT_EQ(child->parent().get(), &object);
+  EXPECT_EQ(child->parentAttr(), attribute.name());
+  attribute.childDel(object);
+  EXPECT_FALSE(attribute.child(object));
+  EXPECT_FALSE(child->parent());
+  EXPECT_THAT(takeHeard(), twice(name));
+}
+
+// A key that fits: a number, or the name of an interface.
+Zef::String8 someKey(ZefAttr const& attribute) {
+  try {
+    return attribute.key("1");
+  } catch (Zef::RangeException const&) {
+    return attribute.key("Ethernet1");
+  }
+}
+
+void checkCollection(ZefAttr const& attribute, Zef::Entity& object, std::string const& name) {
+  Zef::String8 const key = someKey(attribute);
+  std::string const slot = name + "[" + text(key) + "]";
+  Ptr<PtrInterface> const member = attribute.memberIs(object, key);
+  EXPECT_THAT(takeHeard(), twice(slot));
+  EXPECT_EQ(attribute.memberIs(object, key), member);
+  EXPECT_THAT(takeHeard(), IsEmpty());
+  EXPECT_THAT(attribute.keys(object), ElementsAre(key));
+  EXPECT_EQ(member->fwkType(), attribute.objectType());
+  if (auto const entity = Zef::dynamicCast<Zef::Entity>(member)) {
+    EXPECT_EQ(entity->parent().get(), &object);
+    EXPECT_EQ(entity->parentAttr(), attribute.name());
+  }
+  EXPECT_EQ(attribute.memberDel(object, key), member);
+  EXPECT_THAT(takeHeard(), twice(slot));
+  EXPECT_FALSE(attribute.memberDel(object, key));
+  EXPECT_THAT(attribute.keys(object), IsEmpty());
+  EXPECT_THAT(takeHeard(), IsEmpty());
+}
+
+void checkValueMap(ZefAttr const& attribute, PtrInterface& object, std::string const& name) {
+  Zef::String8 const key = someKey(attribute);
+  std::string const slot = name + "[" + text(key) + "]";
+  Value entered;
+  for (Value const& candidate : candidates()) {
+    if (refusal([&] { attribute.entryIs(object, key, candidate); }) == "no refusal") {
+      entered = candidate;
+      break;
+    }
+  }
+  EXPECT_THAT(takeHeard(), twice(slot));
+  attribute.entryIs(object, key, entered);
+  EXPECT_THAT(takeHeard(), IsEmpty());
+  EXPECT_THAT(attribute.keys(object), ElementsAre(key));
+  attribute.entryDel(object, key);
+  EXPECT_TRUE(attribute.entry(object, key).isNull());
+  EXPECT_THAT(takeHeard(), twice(slot));
+  attribute.entryDel(object, key);
+  EXPECT_THAT(takeHeard(), IsEmpty());
+}
+
+void checkAttribute(ZefAttr const& attribute, Zef::Entity& object) {
+  std::string const name = text(attribute.name());
+  EXPECT_EQ(object.attributeId(attribute.name()), attribute.id());
+  EXPECT_EQ(object.attributeString(attribute.id()), attribute.name().stringValue());
+  if (attribute.access() == Access::readOnly) {
+    EXPECT_THAT(refusal([&] { attribute.set(object, Value(1)); }), HasSubstr("cannot be set"));
+  } else if (attribute.access() == Access::fixed) {
+    checkFixed(attribute, object);
+  } else if (attribute.kind() == Kind::value || attribute.kind() == Kind::optional) {
+    checkValue(attribute, object, name);
+  } else if (attribute.kind() == Kind::reference) {
+    checkReference(attribute, object, name);
+  } else if (attribute.kind() == Kind::entity) {
+    checkChild(attribute, object, name);
+  } else if (attribute.kind() == Kind::collection) {
+    if (refusal([&] { attribute.memberIs(object, someKey(attribute)); }).find("given") == std::string::npos) {
+      attribute.memberDel(object, someKey(attribute));
+      takeHeard();
+      checkCollection(attribute, object, name);
+    }
+  } else if (attribute.kind() == Kind::valueMap) {
+    checkValueMap(attribute, object, name);
+  }
+}
+
+TEST(ReflectionTest, everyAttributeOfEveryTypeIsReachedByNameAndTellsItsOwnSlot) {
+  registerModels();
+  unsigned attributes = 0;
+  for (auto const& [typeName, makeIt] : observers()) {
+    SCOPED_TRACE(typeName);
+    ZefType const* const type = ZefType::byName(typeName.c_str());
+    ASSERT_NE(type, nullptr);
+    auto const object = Zef::dynamicCast<Zef::Entity>(type->newObject("1"));
+    ASSERT_TRUE(object);
+    EXPECT_EQ(object->fwkType(), type);
+    std::vector const notifiees = {makeIt(), makeIt()};
+    for (auto const& notifiee : notifiees) {
+      notifiee->notifierIs(object);
+      notifiee->isRegisteredNotifieeIs(true);
+    }
+    for (ZefAttr const* attribute : type->allAttributes()) {
+      SCOPED_TRACE(text(attribute->name()));
+      takeHeard();
+      checkAttribute(*attribute, *object);
+      ++attributes;
+    }
+  }
+  EXPECT_GT(attributes, 300U);
+}
+
+TEST(ReflectionTest, valuesThatDoNotFitAreRefusedInWordsAndChangeNothing) {
+  Ptr<Environment::Cooling::FanStatus> const fan = make<Environment::Cooling::FanStatus>("Fan1");
+  Ptr<Interface::IntfStatus> const interface = make<Interface::IntfStatus>("Ethernet1");
+  Ptr<Xcvr::XcvrStatus> const xcvr = make<Xcvr::XcvrStatus>("Ethernet1");
+  Value::Record const oneLimit{{"highAlarm", Value(75)}};
+  struct Case {
+    PtrInterface& object;
+    char const* attribute;
+    Value value;
+    char const* reason;
+  };
+  Case const cases[] = {
+      {*fan, "fanFault", Value(1), "true or false is needed, not the number 1"},
+      {*fan, "fanFault", Value(), "true or false is needed, not nothing"},
+      {*fan, "speedStatus", Value(-1), "a whole number from 0 to 4294967295 is needed, not the number -1"},
+      {*fan, "speedStatus", Value(std::int64_t{4294967296}), "not the number 4294967296"},
+      {*fan, "speedStatus", Value(1.5), "not the number 1.5"},
+      {*fan, "speed", Value("fast"), "a number is needed, not the text \"fast\""},
+      {*fan, "speed", Value(1e300), "a number is needed, not the number 1e+300"},
+      {*fan, "hwStatus", Value("broken"), "FanStatus::HwStatus: unknown (0), ok (1), failed (2) is needed, not the text"},
+      {*fan, "properties", Value(Value::Record{{"maxRpm", Value(-1)}}), "maxRpm: a whole number"},
+      {*fan, "properties", Value(Value::Record{{"minRpm", Value(1)}}), "minRpm: no such attribute"},
+      {*fan, "properties", Value(9000), "Environment::Cooling::FanProperties is needed, not the number 9000"},
+      {*interface, "operStatus", Value(0), "not the number 0"},
+      {*interface, "operStatus", Value(8), "not the number 8"},
+      {*xcvr, "domThreshold", Value(Value::Record{{"heat", Value(oneLimit)}}), "heat: no such field"},
+      {*xcvr, "domThreshold", Value(Value::Record{{"voltage", Value(7)}}), "voltage: a Xcvr::DomLimits is needed"},
+      {*xcvr, "domThreshold", Value(Value::Record{{"voltage", Value(Value::Record{{"highAlarm", Value("x")}})}}),
+       "voltage: highAlarm: a number is needed"},
+  };
+  for (Case const& c : cases) {
+    SCOPED_TRACE(std::string(c.attribute) + " " + text(c.value.description()));
+    ZefAttr const& attribute = *c.object.fwkType()->attr(c.attribute);
+    Value const before = attribute.get(c.object);
+    EXPECT_THAT(refusal([&] { attribute.set(c.object, c.value); }), HasSubstr(c.reason));
+    EXPECT_EQ(attribute.get(c.object), before);
+  }
+}
+
+TEST(ReflectionTest, anOpenEnumerationTakesNumbersWithoutAName) {
+  Ptr<Environment::Cooling::FanStatus> const fan = make<Environment::Cooling::FanStatus>("Fan1");
+  ZefAttr const& hwStatus = *fan->fwkType()->attr("hwStatus");
+  hwStatus.set(*fan, Value(7));
+  EXPECT_EQ(static_cast<U32>(fan->hwStatus()), 7U);
+  EXPECT_EQ(hwStatus.get(*fan), Value(7));
+  hwStatus.set(*fan, Value("ok"));
+  EXPECT_EQ(fan->hwStatus(), Environment::Cooling::FanStatus::HwStatus::ok);
+}
+
+TEST(ReflectionTest, aKeyHasOneSpelling) {
+  registerModels();
+  ZefAttr const& cardSlot = *ZefType::byName("EntityMib::Chassis")->attr("cardSlot");
+  ZefAttr const& lane = *ZefType::byName("Xcvr::XcvrStatus")->attr("domInfo");
+  ZefAttr const& interface = *ZefType::byName("Interface::AllIntfStatusDir")->attr("intfStatus");
+  EXPECT_EQ(cardSlot.key("64"), "64");
+  EXPECT_EQ(lane.key("255"), "255");
+  EXPECT_EQ(interface.key("Ethernet3/5"), "Ethernet3/5");
+  for (char const* key : {"", "x", "01", "-1", "+1", " 1", "1 ", "1.0", "4294967296"}) {
+    EXPECT_THAT(refusal([&] { cardSlot.key(key); }), HasSubstr("a key from 0 to 4294967295")) << key;
+  }
+  EXPECT_THAT(refusal([&] { lane.key("256"); }), HasSubstr("a key from 0 to 255"));
+  for (char const* key : {"", "5", "Ethernet 5", "Ethernet5\n"}) {
+    EXPECT_THAT(refusal([&] { interface.key(key); }), HasSubstr("no name of an interface")) << key;
+  }
+}
+
+TEST(ReflectionTest, anObjectThatRefusesItsPlaceLeavesTheTreeAsItWas) {
+  Ptr<EntityMib::Status> const status = make<EntityMib::Status>("status");
+  status->chassisIs(make<EntityMib::Chassis>("chassis"));
+  EntityMib::Chassis& chassis = *status->chassis();
+  ZefAttr const& cardSlot = *chassis.fwkType()->attr("cardSlot");
+  EXPECT_THAT(refusal([&] { cardSlot.memberIs(chassis, "65"); }), HasSubstr("1 to 64"));
+  EXPECT_THAT(cardSlot.keys(chassis), IsEmpty());
+}
+
+TEST(ReflectionTest, membersThatOutliveTheirOwnerHaveNoParent) {
+  Ptr<EntityMib::FanTray> tray = make<EntityMib::FanTray>("tray");
+  Ptr<EntityMib::Fan> const fan = tray->fanIs(EntityMib::ParentIndex(1));
+  Ptr<EntityMib::Fan> const other = tray->newFan(EntityMib::ParentIndex(1));
+  EXPECT_FALSE(fan->parent());
+  EXPECT_EQ(tray->fan(EntityMib::ParentIndex(1)), other);
+  EXPECT_EQ(tray->fanCount(), 1U);
+  tray = nullptr;
+  EXPECT_FALSE(other->parent());
+}
+
+TEST(ReflectionTest, aWalkMayDeleteAndTellsOfEachMember) {
+  registerModels();
+  Ptr<EntityMib::FanTray> const tray = make<EntityMib::FanTray>("tray");
+  for (U32 key = 1; key <= 5; ++key) tray->fanIs(EntityMib::ParentIndex(key));
+  auto const observer = observers().at("EntityMib::FanTray")();
+  observer->notifierIs(tray);
+  observer->isRegisteredNotifieeIs(true);
+  takeHeard();
+  for (auto at = tray->fanIterator(); at; ++at) {
+    if (at.key().value() % 2 == 1) at.deleteMember();
+  }
+  EXPECT_THAT(takeHeard(), testing::UnorderedElementsAre("fan[1]", "fan[3]", "fan[5]"));
+  tray->fanDelAll();
+  EXPECT_THAT(takeHeard(), testing::UnorderedElementsAre("fan[2]", "fan[4]"));
+  EXPECT_EQ(tray->fanCount(), 0U);
+}
+
+}  // namespace
