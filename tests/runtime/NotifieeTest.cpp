@@ -192,6 +192,10 @@ TEST(Notifiees, MayDisruptTheDelivery) {
             [](Scene& s) { s.a = nullptr; },
             {"a level", "b level", "c level"},
             {"b sign", "c sign"}},
+           {"takes one that comes off the list",
+            [](Scene& s) { s.c->isRegisteredNotifieeIs(false); },
+            {"a level", "b level"},
+            {"a sign", "b sign"}},
            {"adds one",
             [](Scene& s) { s.late->follow(s.shelf); },
             {"a level", "b level", "c level"},
@@ -249,7 +253,9 @@ TEST(Notifiees, KeepTheirNotifierUnlessTheyAreWeak) {
   ShelfListener strong("strong", log);
   ShelfListener weak("weak", log);
   ShelfListener suspended("suspended", log);
-  for (auto* notifiee : {&weak, &suspended}) notifiee->isWeakReferenceIs(true);
+  ShelfListener silent("silent", log);  // never registered
+  for (auto* notifiee : {&weak, &suspended, &silent}) notifiee->isWeakReferenceIs(true);
+  silent.notifierIs(shelf);
   for (auto* notifiee : {&strong, &weak, &suspended}) {
     notifiee->PtrInterface::hasNotificationActiveIs(true);
     notifiee->follow(shelf);
@@ -263,7 +269,7 @@ TEST(Notifiees, KeepTheirNotifierUnlessTheyAreWeak) {
   EXPECT_EQ(log, Lines());
   strong.notifierIs(nullptr);
   EXPECT_EQ(log, (Lines{"weak zeroReferences"}));
-  for (auto* notifiee : {&weak, &suspended}) {
+  for (auto* notifiee : {&weak, &suspended, &silent}) {
     EXPECT_EQ(notifiee->notifier(), nullptr);
     EXPECT_FALSE(notifiee->isRegisteredNotifiee());
     notifiee->hasNotificationActiveIs(true);
