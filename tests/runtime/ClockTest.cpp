@@ -231,10 +231,4 @@ TEST_F(Clocks, TellTheEventLoopWhenTheNextTimerMayComeEarlier) {
   EXPECT_EQ(clock_->timeMin(), 1100.0);
 }
 
-TEST(ProcessClock, IsOne) {
-  Ptr<Clock> const clock = Zef::processClock();
-  ASSERT_TRUE(clock);
-  EXPECT_EQ(Zef::processClock(), clock);
-}
-
 }  // namespace

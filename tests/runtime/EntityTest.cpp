@@ -1,0 +1,85 @@
+// Entities, directories and singletons; and how a broken invariant ends the process.
+
+#include "runtime/Entity.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "runtime/Assert.h"
+#include "runtime/Clock.h"
+#include "runtime/Type.h"
+
+namespace {
+
+using Zef::Dir;
+using Zef::Entity;
+using Zef::make;
+using Zef::Ptr;
+
+std::vector<std::string> names(Dir const& dir) {
+  std::vector<std::string> all;
+  for (auto const& entity : dir.entities()) all.emplace_back(entity->name().view());
+  return all;
+}
+
+TEST(Directories, HoldEntitiesByName) {
+  auto const root = make<Dir>("root");
+  auto const lower = make<Dir>("snmp");
+  root->entityIs(lower);
+  Ptr<Entity> const leaf = Dir::_fwkType()->newEntity("entitymib", lower.get());
+  EXPECT_EQ(leaf->fullName(), "/root/snmp/entitymib");
+  EXPECT_EQ(leaf->uriPath(), "/root/snmp/entitymib");
+  EXPECT_EQ(leaf->parent(), lower);
+  EXPECT_EQ(lower->entity("entitymib"), leaf);
+  EXPECT_FALSE(lower->entity("other"));
+  for (char const* name : {"b", "a"}) lower->entityIs(make<Dir>(name));
+  EXPECT_EQ(names(*lower), (std::vector<std::string>{"a", "b", "entitymib"})) << "in the order of their names";
+
+  auto const another = make<Dir>("entitymib");
+  lower->entityIs(another);
+  EXPECT_EQ(lower->entity("entitymib"), another) << "one of the same name leaves";
+  EXPECT_FALSE(leaf->parent());
+  EXPECT_EQ(leaf->fullName(), "/entitymib");
+  EXPECT_EQ(leaf->word(), 1U);
+  lower->entityIs(another);
+  EXPECT_EQ(another->parent(), lower);
+  EXPECT_EQ(another->word(), 2U);
+
+  EXPECT_EQ(lower->entityDel("entitymib"), another);
+  EXPECT_FALSE(another->parent());
+  EXPECT_FALSE(lower->entityDel("entitymib"));
+}
+
+TEST(Entities, NameTheirAttributes) {
+  auto const dir = make<Dir>("d");
+  EXPECT_EQ(dir->attributeString(Zef::isNondestructingAttr), "isNondestructing");
+  EXPECT_EQ(dir->attributeId("isNondestructing"), Zef::isNondestructingAttr);
+  for (Zef::AttributeId const unknown : {0, -1, 256, 258}) EXPECT_EQ(dir->attributeString(unknown), "unknown");
+  EXPECT_EQ(dir->attributeId("unknown"), 0);
+  EXPECT_EQ(dir->parentAttr(), "");
+}
+
+TEST(Singletons, AreMadeOnce) {
+  auto const* const type = Zef::ActivityManagerConfig::_fwkType();
+  EXPECT_FALSE(Entity::singletonExists("Zef::NoSuchType"));
+  Ptr<Entity> const made = Entity::singletonIs(type);
+  EXPECT_EQ(Entity::singletonIs(type), made);
+  EXPECT_EQ(Entity::singletonExists(Zef::typeName<Zef::ActivityManagerConfig>()), made);
+  EXPECT_EQ(Zef::processClock(), static_cast<Zef::ActivityManagerConfig&>(*made).clock());
+  EXPECT_EQ(made->fwkType(), type);
+}
+
+TEST(AssertionDeathTest, SaysWhatBrokeHereAndInTheSink) {
+  auto const broken = [] {
+    Zef::assertionSinkIs([](char const* message) { std::fprintf(stderr, "sink has: %s\n", message); });
+    int const physEntity = 0;
+    ZEF_ASSERT(physEntity);
+  };
+  EXPECT_DEATH(broken(), "EntityTest.cpp:[0-9]+: .*Assertion `physEntity' failed.*sink has: .*`physEntity' failed");
+  ZEF_ASSERT(1 + 1 == 2);
+}
+
+}  // namespace
