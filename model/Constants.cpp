@@ -135,7 +135,7 @@ StateRow const& supplyStateRow(Environment::Power::SupplyStatus::State state) {
 
 // Null for a number that is no card state.
 StateRow const* cardStateRow(Hardware::Card::CardStatus::CardState state) {
-  U32 const number = static_cast<U32>(state);
+  auto const number = static_cast<U32>(state);
   return number < cardStateRows.size() ? &cardStateRows[number] : nullptr;
 }
 
@@ -236,7 +236,7 @@ U32 Constants::domInfoToOperStatus(bool domInfoValid) const { return domInfoRows
 U32 Constants::domInfoToAdminState(bool domInfoValid) const { return domInfoRows[domInfoValid].state.adminState; }
 
 U32 Constants::operStateFromIntfOperStatus(bool adminEnabled, Interface::IntfOperStatus operStatus) const {
-  U32 const number = static_cast<U32>(operStatus);
+  auto const number = static_cast<U32>(operStatus);
   if (number < firstIntfOperStatus || number - firstIntfOperStatus >= intfOperStatusRows.size()) {
     Zef::assertionFailed("0", "OrvaneLib", 429,
                          "U32 Orvane::Constants::operStateFromIntfOperStatus(bool, Interface::IntfOperStatus) const");
@@ -266,9 +266,11 @@ U32 Constants::valueFromFanSpeed(Zef::Ptr<Environment::Cooling::FanProperties co
 
 U32 Constants::valueFromOpticalPower(float dBm, U32 sensorStatus) const {
   if (std::isinf(dBm)) return noValue(sensorStatus);
-  float const milliwatts = static_cast<float>(std::pow(10.0, static_cast<double>(dBm / 10.0L)));
+  auto const milliwatts = static_cast<float>(std::pow(10.0, static_cast<double>(dBm / 10.0L)));
   return low32(std::round(static_cast<double>(milliwatts * 10000.0L)));
 }
+
+// NOLINTBEGIN(performance-unnecessary-value-param): a model's functions take texts by value
 
 U32 Constants::entityPhysicalClass(String8 entity) const {
   for (ClassRow const& row : classRows) {
@@ -321,5 +323,7 @@ String8 Constants::xcvrNameFromSensorName(String8 name, String8 label) const {
   if (slash == name.lastPos(-1, "/", 1)) return result + (name == label ? upToSlash(name) : name);
   return result + name.substr(0, static_cast<unsigned>(slash) + 1) + upToSlash(label);
 }
+
+// NOLINTEND(performance-unnecessary-value-param)
 
 }  // namespace Orvane

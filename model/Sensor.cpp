@@ -26,7 +26,7 @@ U32 operStatusOf(Ptr<Status const> const& status, U32 (Constants::*convert)(type
 // The value of a sensor whose status record has one reading.
 template <class Sensor, class Status>
 U32 valueOf(Sensor const& sensor, float (Status::*reading)() const, U32 (Constants::*convert)(float, U32) const) {
-  Ptr<Status const> const status = sensor.status();
+  Ptr<Status const> const& status = sensor.status();
   return status ? ((*constantsFactory()).*convert)((*status.*reading)(), sensor.operStatus()) : 0;
 }
 

@@ -159,8 +159,8 @@ String8 Helper::componentName(Zef::Ptr<PhysicalEntity const> const& entity) cons
   return above == nullptr ? entity->tag() + entity->label() : entity->tag() + above->label() + "/" + entity->label();
 }
 
-U32 Helper::physicalIndex(Zef::Ptr<PhysicalEntity const> const& parent, String8 word, unsigned key,
-                          String8 role) const {
+U32 Helper::physicalIndex(Zef::Ptr<PhysicalEntity const> const& parent, String8 const& word, unsigned key,
+                          String8 const& role) const {
   Place const& place = placeOf(parent.get(), word);
   if (key > place.maxKey) refuseKey(place, word, key);
   U32 const number = roleNumber(place, word, role);
@@ -172,7 +172,7 @@ U32 Helper::physicalIndex(Zef::Ptr<PhysicalEntity const> const& parent, String8 
 
 // Below a parent that is in no tree yet an entity has no index either; it gets one with the parent.
 void PhysicalEntity::zefPlacedIs(Zef::Entity const* parent, Zef::Name const& attribute, String8 const& /*key*/) {
-  PhysicalEntity const* const above = dynamic_cast<PhysicalEntity const*>(parent);
+  auto const* const above = dynamic_cast<PhysicalEntity const*>(parent);
   Place const& place = placeOf(above, attribute);
   unsigned const key = parentIndex_.value();
   if (key > place.maxKey || (key == 0 && place.maxKey != 0)) refuseKey(place, attribute, key);

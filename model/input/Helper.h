@@ -27,8 +27,8 @@ class Helper : public Zef::PtrInterface {
   //
   // The number follows from the position alone: the same arguments always give the same number, and no two positions
   // share one. RangeException, with the bound in words, for a place that does not exist.
-  U32 physicalIndex(Zef::Ptr<PhysicalEntity const> const& parent, Zef::String8 word, unsigned key,
-                    Zef::String8 role) const;
+  U32 physicalIndex(Zef::Ptr<PhysicalEntity const> const& parent, Zef::String8 const& word, unsigned key,
+                    Zef::String8 const& role) const;
 };
 
 }  // namespace EntityMib
