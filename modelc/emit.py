@@ -5,8 +5,6 @@ import textwrap
 
 import jinja2
 
-from model import Function
-
 WIDTH = 120
 TEMPLATES = os.path.join(os.path.dirname(os.path.abspath(__file__)), 'templates')
 
@@ -81,7 +79,9 @@ class Cpp:
 
     def local(self, text):
         """A name as code within the class writes it."""
-        return text.replace(f'{self.t.name}::', '')
+        for enum in self.t.enums:
+            text = re.sub(rf'(?<![\w:]){self.t.name}::{enum.name}\b', enum.name, text)
+        return text
 
     def value(self, a):
         return a.use.cpp(self.t.namespace)
@@ -161,22 +161,22 @@ class Cpp:
     def iterator(self, a):
         return f'Zef::GivenIterator<{a.entry}, {self.key(a)}>' if a.given else f'{self.field(a)}::IteratorConst'
 
-    def parameters(self, parameters):
-        return joined(f'{p.use.cpp(self.t.namespace)}{" const&" if p.use.pointer else ""} {p.name}' for p in parameters)
+    def parameters(self, a):
+        return joined(f'{p.use.cpp(self.t.namespace)}{" const&" if p.use.pointer else ""} {p.name}' for p in a.args)
 
-    def signature(self, function, scope=''):
-        result = function.result.cpp(self.t.namespace) if function.result else 'void'
-        return f'{result} {scope}{function.name}({self.parameters(function.parameters)}){" const" if function.const else ""}'
+    def function(self, a):
+        result = a.use.cpp(self.t.namespace) if a.use else 'void'
+        return f'{result} {a.name}({self.parameters(a)}){"" if a.mutates else " const"}'
 
     def factory(self):
         name = self.t.name[0].lower() + self.t.name[1:]
         return f'Zef::Ptr<{self.t.name}> {name}Factory({"Zef::Name const& name" if self.t.is_entity else ""})'
 
     def builder(self, a):
-        """How the type object learns of an attribute or a function."""
+        """How the type object learns of an attribute."""
         t, name, scope = self.t.name, a.name, f'&{self.t.name}::'
-        if isinstance(a, Function):
-            return f'type.function<{scope}{name}>("{name}", {a.id})'
+        if a.form == 'function':
+            return f'type.function<{scope}{name}>("{name}", {name}Attr)'
         if a.form == 'value':
             if a.fixed and a is not self.t.key:
                 return f'type.fixed("{name}", {name}Attr, {scope}{name}_)'
@@ -215,7 +215,7 @@ class Emitter:
         externals = [t.header for t in model.types if t.kind == 'external']
         includes = sorted({'runtime/Attribute.h', *externals, *(used.header for used in model.uses)})
         return tidy(self.environment.get_template(template).render(model=model, includes=includes, registrar=registrar,
-                                                                        cpp=Cpp))
+                                                                   cpp=Cpp))
 
 
 def registrar(model):

@@ -1,6 +1,4 @@
 """The list of types: what a change of a model changes for everyone who relies on names, ids and slots."""
-from model import Function
-
 RENEW = '/usr/bin/python3 -B modelc/modelc.py --list model/types.txt model/input/*.yaml model/*.yaml sm/*.yaml'
 
 
@@ -33,9 +31,7 @@ def _type(type_):
         lines.append(f'{type_.kind} {type_.qualified}: {base}{key}')
         lines += [f'  {_enum(e)}' for e in type_.enums]
         lines += [f'  {c.id} - {c.name} constant {c.type.qualified} {c.value}' for c in type_.constants]
-        members = sorted(type_.attributes + type_.functions, key=lambda member: member.id)
-        lines += [f'  {m.id} - {m.name} function' if isinstance(m, Function) else f'  {m.id} {_slots(m)} {m.name} {m.describe()}'
-                  for m in members]
+        lines += [f'  {a.id} {_slots(a)} {a.name} {a.describe()}' for a in type_.attributes]
     return lines
 
 

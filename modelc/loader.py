@@ -3,8 +3,8 @@ import os
 import re
 
 import yamlnode
-from model import (BUILTINS, FIRST_ATTRIBUTE_ID, Attribute, Class, Constant, Enum, Enumerator, External, Field, Function, Model,
-                   Number, Parameter, Type, Use, Value)
+from model import (BUILTINS, FIRST_ATTRIBUTE_ID, Attribute, Class, Constant, Enum, Enumerator, External, Field, Model, Number,
+                   Parameter, Type, Use, Value)
 from yamlnode import Mapping, ModelError, Scalar, Sequence
 
 KEYWORDS = frozenset('''
@@ -20,7 +20,7 @@ fwkType word wordIs newReference deleteReference isNondestructing isNondestructi
 auditErrors fwkKey name parent parentIs parentAttr parentAttrId parentAttrIdIs fullName uriPath attributeString attributeId
 notify notifiees'''.split())
 
-FORMS = ('type', 'record', 'entity', 'hash', 'tree', 'map', 'optional', 'lazy', 'reactor')
+FORMS = ('type', 'record', 'entity', 'hash', 'tree', 'map', 'optional', 'lazy', 'reactor', 'function')
 # Which further keys a form of attribute takes.
 OPTIONS = {
     'type': ('default', 'fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'of', 'changed'),
@@ -32,6 +32,7 @@ OPTIONS = {
     'optional': (),
     'lazy': (),
     'reactor': ('args',),
+    'function': ('args', 'returns', 'mutates'),
 }
 
 
@@ -228,7 +229,7 @@ class Loader:
         slot = class_.base.slot_count if class_.base else 1
 
         def enter(entry, what, members, owner, attribute=None):
-            for member in members:
+            for member in sorted(members):
                 if member in INHERITED:
                     entry.fail(f'{what}: every object has `{member}` already')
                 if member in taken:
@@ -248,30 +249,12 @@ class Loader:
 
         for name, entry in self.entries(node, 'attributes'):
             check_name(node, entry.line, name, 'an attribute')
-            if isinstance(entry, Mapping) and 'function' in entry.entries:
-                # A function that stands among the attributes, and is numbered with them.
-                if not entry.flag('function'):
-                    entry.fail(f'`{name}`: `function` is true or not there')
-                function = self.function(name, entry, class_)
-                enter(entry, f'function `{name}`', {name}, function)
-                function.id, next_id = next_id, next_id + 1
-                class_.functions.append(function)
-                continue
             attribute = self.attribute(name, entry, class_)
             self.check_override(attribute, entry)
             enter(entry, f'attribute `{name}`', attribute.members, attribute, attribute)
             attribute.id, next_id = next_id, next_id + 1
             attribute.first_slot, slot = slot, slot + len(attribute.slots)
             class_.attributes.append(attribute)
-
-        for name, entry in self.entries(node, 'functions'):
-            check_name(node, entry.line, name, 'a function')
-            if not isinstance(entry, Mapping):
-                entry.fail(f'function `{name}` must be a mapping with `returns` and `args`')
-            function = self.function(name, entry, class_)
-            enter(entry, f'function `{name}`', {name}, function)
-            function.id, next_id = next_id, next_id + 1
-            class_.functions.append(function)
 
         for name, entry in self.entries(node, 'defaults'):
             attribute = class_.base.find(name) if class_.base else None
@@ -330,27 +313,30 @@ class Loader:
         if len(forms) != 1:
             entry.fail(f'{what} must have exactly one of {", ".join(FORMS)}')
         form = forms[0]
-        type_text = entry.string(form)
+        if form == 'function' and not entry.flag('function'):
+            entry.fail(f'{what}: `function` is true or not there')
+        type_text = entry.string('returns' if form == 'function' else form)
         doc = entry.string('doc', '')
         options = OPTIONS[form]
-        flags = {flag: entry.flag(flag)
-                 for flag in options if flag not in ('default', 'key', 'of', 'args')}
+        flags = {flag: entry.flag(flag) for flag in options if flag not in ('default', 'key', 'of', 'args', 'returns')}
         key_text = entry.string('key') if 'key' in options else None
         args = self.parameters(entry, class_, what) if 'args' in options else []
         of = entry.string('of', '') if 'of' in options else ''
         default = entry.take('default', Scalar) if 'default' in options else None
         entry.done(f'{what} of the form `{form}`')
-        use = self.use(type_text, entry, class_.namespace, class_)
+        use = None if type_text is None else self.use(type_text, entry, class_.namespace, class_)
+        attribute = Attribute(name, class_, 'value' if form == 'type' else form, use, entry.line, doc=doc, args=args, of=of,
+                              **flags)
+        attribute.fixed |= form == 'record'
+        if form == 'function':
+            return attribute
         if form == 'type':
             self.plain(use, entry, what)
-            attribute = Attribute(name, class_, 'value', use, entry.line, doc=doc, of=of, **flags)
             attribute.default = '' if of else self.default(use, default, class_.namespace)
             self.check_flags(attribute, entry, what)
             return attribute
         if use.pointer:
             entry.fail(f'{what}: `{form}` takes a type by its name')
-        attribute = Attribute(name, class_, form, use, entry.line, doc=doc, args=args, **flags)
-        attribute.fixed = form == 'record'
         self.check_form(attribute, entry, what)
         if 'key' in options:
             if key_text is None:
@@ -408,16 +394,6 @@ class Loader:
             entry.fail(f'{what}: `{member.qualified}` is known by {has}, not by {attribute.key.type.qualified}')
         if not attribute.given and member.member_kind() != attribute.form:
             entry.fail(f'{what}: `{member.qualified}` needs `member: {attribute.form}`')
-
-    def function(self, name, entry, class_):
-        what = f'function `{name}`'
-        result = entry.string('returns')
-        doc = entry.string('doc', '')
-        const = not entry.flag('mutates')
-        parameters = self.parameters(entry, class_, what)
-        entry.done(what)
-        result_use = None if result is None else self.use(result, entry, class_.namespace, class_)
-        return Function(name, result_use, parameters, const, doc)
 
     def parameters(self, entry, class_, what):
         parameters = []

@@ -157,11 +157,17 @@ class Use:
 
 
 @dataclass
+class Parameter:
+    name: str
+    use: Use
+
+
+@dataclass
 class Attribute:
     name: str
     owner: 'Class'
-    form: str              # value, record, entity, hash, tree, map, optional, lazy, reactor
-    use: Use               # the value, the child, the member
+    form: str              # value, record, entity, hash, tree, map, optional, lazy, reactor, function
+    use: Use               # the value, the child, the member; a function's result, or None
     line: int
     key: Use = None        # of a collection
     doc: str = ''
@@ -175,7 +181,8 @@ class Attribute:
     of: str = ''           # the reader gives a part of another attribute
     given: bool = False    # the collection takes existing objects in
     changed: bool = False  # a hand-written handler runs before anyone is told
-    args: list = field(default_factory=list)  # of the hand-written operation that makes a reactor
+    args: list = field(default_factory=list)  # of a function, or of the hand-written operation that makes a reactor
+    mutates: bool = False  # the function changes its object
     id: int = 0
     first_slot: int = 0
 
@@ -198,7 +205,7 @@ class Attribute:
 
     @property
     def is_stored(self):
-        return not self.of
+        return not self.of and self.form != 'function'
 
     @property
     def is_argument(self):
@@ -206,11 +213,11 @@ class Attribute:
 
     @property
     def has_setter(self):
-        return not (self.fixed or self.placed or self.of or self.is_keyed or self.is_made)
+        return self.form in ('value', 'entity', 'optional') and not (self.fixed or self.placed or self.of)
 
     @property
     def has_slot(self):
-        return self.owner.observed and not (self.fixed or self.placed or self.of or self.is_made)
+        return self.owner.observed and (self.has_setter or self.is_keyed)
 
     @property
     def slots(self):
@@ -248,6 +255,8 @@ class Attribute:
         """The attribute's form in the list of types."""
         if self.form in ('hash', 'tree', 'map'):
             text = f'{self.form} of {self.use.type.qualified} by {self.key.type.qualified}'
+        elif self.form == 'function':
+            return 'function'
         elif self.form == 'value':
             text = self.use.cpp(None)
         else:
@@ -270,22 +279,6 @@ class Constant:
 
 
 @dataclass
-class Parameter:
-    name: str
-    use: Use
-
-
-@dataclass
-class Function:
-    name: str
-    result: Use
-    parameters: list
-    const: bool
-    doc: str = ''
-    id: int = 0
-
-
-@dataclass
 class Class(Type):
     kind: str = 'entity'
     base: 'Class' = None
@@ -297,7 +290,6 @@ class Class(Type):
     enums: list = field(default_factory=list)
     constants: list = field(default_factory=list)
     attributes: list = field(default_factory=list)
-    functions: list = field(default_factory=list)
     defaults: list = field(default_factory=list)  # of base attributes: (attribute, C++ value)
     destructor: bool = False  # written by hand
 
@@ -339,7 +331,7 @@ class Class(Type):
 
     @property
     def last_id(self):
-        own = [x.id for x in self.constants + self.attributes + self.functions]
+        own = [x.id for x in self.constants + self.attributes]
         return max(own) if own else (self.base.last_id if self.base else FIRST_ATTRIBUTE_ID - 1)
 
     @property

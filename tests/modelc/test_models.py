@@ -1,0 +1,257 @@
+"""The model compiler: what it refuses, what it writes, and that the models are what the list of types says."""
+import difflib
+import glob
+import os
+import subprocess
+import sys
+import tempfile
+import textwrap
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, 'modelc'))
+
+from listing import RENEW, listing  # noqa: E402
+from loader import Loader  # noqa: E402
+from yamlnode import ModelError  # noqa: E402
+
+# Line 1 of every faulty model below; `types:` is line 2, so that the text of a case begins in line 3.
+HEAD = 'namespace: Shop\ntypes:\n'
+
+LAMP = '''\
+  Lamp:
+    attributes:
+      watts: U32
+'''
+
+# What is wrong, the types, the line, what the message says.
+FAULTS = [
+    ('not YAML', '  Lamp: {', 4, 'not YAML'),
+    ('an unknown key of a type', '  Lamp:\n    atributes: {}', 4, 'has no key `atributes` (it has: kind, doc, base,'),
+    ('an unknown key of an attribute', LAMP + '      hue: {type: U32, dok: red}', 6, 'has no key `dok`'),
+    ('a key of another form', LAMP + '      hue: {map: U32, key: U32, fixed: true}', 6, 'of the form `map` has no key `fixed`'),
+    ('a key twice', LAMP + '      watts: U8', 6, '`watts` stands here twice, first in line 5'),
+    ('a type twice', LAMP + '  Shade: {}\n  Lamp: {}', 7, '`Lamp` stands here twice, first in line 3'),
+    ('a boolean for a name', '  Lamp:\n    enums:\n      State: {values: {off: 0}}', 5, 'the key `off` as a boolean: quote it'),
+    ('a number for a name', '  Lamp:\n    attributes:\n      1: U32', 5, 'the key `1` as a number'),
+    ('a boolean for a text', '  Lamp:\n    doc: yes', 4, '`doc`: a text is needed, but YAML reads `yes` as a boolean'),
+    ('nothing for a type', '  Lamp:\n    attributes:\n      watts:', 5, 'YAML reads `` as nothing'),
+    ('yes for true', LAMP + '      hue: {type: U32, fixed: yes}', 6, '`fixed`: true or false is needed, not `yes`'),
+    ('an octal number', LAMP + '      hue: {type: U32, default: 010}', 6, 'a plain decimal number is needed, not `010`'),
+    ('a time of day', LAMP + '      hue: {type: U32, default: 1:30}', 6, 'a plain decimal number is needed, not `1:30`'),
+    ('an alias', LAMP + '      hue: &h U32\n      tone: *h', 6, 'anchors and aliases have no place'),
+    ('a list for a mapping', '  Lamp:\n    attributes: [watts]', 4, '`attributes` must be a mapping, and is a list'),
+    ('a mapping for a text', '  Lamp:\n    doc: {en: lamp}', 4, '`doc` must be a plain value, and is a mapping'),
+    ('a keyword', '  Lamp:\n    attributes:\n      switch: bool', 5, '`switch` is a keyword of C++'),
+    ('a name in the wrong case', '  Lamp:\n    attributes:\n      Watts: U32', 5, '`Watts` is no name for an attribute'),
+    ('an unknown kind', '  Lamp: {kind: lamp}', 3, 'there is no kind of type `lamp`'),
+    ('an unknown type', LAMP + '      hue: Colour', 6, 'type `Colour` is not declared'),
+    ('a type that stands below', LAMP + '      shade: {entity: Shade}\n  Shade: {}', 6, 'type `Shade` is not declared'),
+    ('an unknown base', '  Lamp: {base: Light}', 3, 'type `Light` is not declared'),
+    ('a record as an entity\'s base', '  Light: {kind: record}\n  Lamp: {base: Light}', 4, 'must be a declared entity'),
+    ('an attribute of the base again', LAMP + '  Spot:\n    base: Lamp\n    attributes:\n      watts: U32', 9,
+     '`watts` is declared already, in `Shop::Lamp`'),
+    ('two attributes with one operation', LAMP + '      wattsIs: U32', 6, '`wattsIs` is declared already, in `Shop::Lamp`'),
+    ('what every object has', '  Lamp:\n    attributes:\n      parent: U32', 5, 'every object has `parent` already'),
+    ('an override of nothing', LAMP + '      hue: {type: U32, override: true}', 6, 'overrides nothing'),
+    ('an override of another type', '  Light:\n    kind: record\n    attributes:\n      watts: {type: U32, virtual: true}\n'
+     '  Lamp:\n    kind: record\n    base: Light\n    attributes:\n      watts: {type: U8, override: true}', 11,
+     'must be a U32, as in `Shop::Light`'),
+    ('no form', LAMP + '      hue: {doc: red}', 6, 'must have exactly one of type, record, entity'),
+    ('two forms', LAMP + '      hue: {type: U32, map: U32}', 6, 'must have exactly one of'),
+    ('a map without a key', LAMP + '      hue: {map: U32}', 6, 'needs a `key`'),
+    ('a key type that is none', LAMP + '      hue: {map: U32, key: float}', 6, '`float` is no type of key'),
+    ('an unordered key type', '  Spot: {kind: value, fields: {x: U32}}\n  Lamp:\n    attributes:\n'
+     '      hue: {map: U32, key: Spot}', 6, '`Spot` is no type of key'),
+    ('a member without links', LAMP + '  Shop:\n    attributes:\n      lamp: {hash: Lamp, key: Zef::Name}', 8,
+     '`Shop::Lamp` needs `member: hash`'),
+    ('a member by another key', '  Lamp: {member: hash}\n  Shop:\n    attributes:\n      lamp: {hash: Lamp, key: U32}', 6,
+     '`Shop::Lamp` is known by Zef::Name, not by U32'),
+    ('a value as a child', '  Spot: {kind: value, fields: {x: U32}}\n  Lamp:\n    attributes:\n      spot: {entity: Spot}', 6,
+     '`Shop::Spot` is no entity'),
+    ('an object as a value', LAMP + '  Shop:\n    attributes:\n      lamp: Lamp', 8, 'is an object: write `Ptr<Lamp>`'),
+    ('a pointer to a value', LAMP + '      hue: Ptr<U32>', 6, 'is a value, and cannot be pointed at'),
+    ('a collection in a record', '  Lamp:\n    kind: record\n    attributes:\n      hue: {map: U32, key: U32}', 6,
+     'a record has no `map`'),
+    ('a default out of range', LAMP + '      hue: {type: U8, default: 256}', 6, '256 is not in 0 to 255'),
+    ('a default of another kind', LAMP + '      hue: {type: bool, default: 1}', 6, 'true or false is needed, not `1`'),
+    ('a default that is no enumerator', '  State: {kind: enum, values: {on: 1}}', 3, 'the key `on` as a boolean'),
+    ('an unknown enumerator', '  State: {kind: enum, values: {lit: 1}}\n  Lamp:\n    attributes:\n'
+     '      state: {type: State, default: dark}', 6, '`Shop::State` has no enumerator `dark`'),
+    ('a number twice', '  State: {kind: enum, values: {lit: 1, bright: 1}}', 3, 'has the number 1 of `lit`'),
+    ('an unknown constant', '  Limits: {kind: record, constants: {most: 9}}\n  Lamp:\n    attributes:\n'
+     '      watts: {type: U32, default: Limits::least}', 6, '`Limits` has no constant `least`'),
+    ('a constant of another type', '  Limits: {kind: record, constants: {most: 9}}\n  Lamp:\n    attributes:\n'
+     '      watts: {type: U8, default: Limits::most}', 6, 'is a U32, and a value of U8 is needed'),
+    ('a key that can change', '  Lamp:\n    key: watts\n    attributes:\n      watts: U32', 4, 'must be an attribute that is `fixed`'),
+    ('a part of nothing', LAMP + '      half: {type: U32, of: whole}', 6, '`Lamp` has no attribute `whole` above it'),
+    ('a default of no base', LAMP + '  Spot:\n    base: Lamp\n    defaults: {lumen: 7}', 8, '`lumen` is no attribute'),
+    ('a function that is none', LAMP + '      blink: {function: false}', 6, '`function` is true or not there'),
+]
+
+SHOP = '''\
+namespace: Shop
+doc: What is for sale.
+types:
+  Lamp:
+    doc: A thing that gives light.
+    member: hash
+    enums:
+      State: {values: {dark: 0, lit: 1}}
+    attributes:
+      state: {type: State, doc: Whether it is lit.}
+      watts: {type: float, default: 40}
+  Spot:
+    base: Lamp
+    attributes:
+      angle: {optional: double}
+      reading: {map: double, key: U8}
+  Shop:
+    attributes:
+      lamp: {hash: Lamp, key: Zef::Name}
+      spot: {entity: Spot}
+      sign: Ptr<Lamp const>
+      open: {function: true, mutates: true, args: {hours: U32, by: Zef::String8}, returns: bool}
+'''
+
+# What the compiler makes of it, in excerpts that stand one after the other.
+SHOP_HEADER = '''\
+// Generated by modelc from Shop.yaml: change the model, not this file.
+// What is for sale.
+namespace Shop {
+// A thing that gives light.
+class Lamp : public Zef::Entity, public Zef::HashMapLink {
+  enum class State : U32 {
+    dark = 0,
+  static constexpr Zef::AttributeId stateAttr = 258;
+  static constexpr Zef::AttributeId wattsAttr = 259;
+  // Whether it is lit.
+  State state() const { return state_; }
+  void stateIs(State state);
+  void wattsIs(float watts);
+  State state_ = State::dark;
+  float watts_ = 40.0F;
+class Lamp::NotifieeConst : public Zef::NotifieeOf<Lamp, Zef::Entity::NotifieeConst> {
+  virtual void onState() {}
+  virtual void onWatts() {}
+class Spot : public Lamp {
+  static constexpr Zef::AttributeId angleAttr = 260;
+  bool angleValid() const { return angle_.has_value(); }
+class Spot::NotifieeConst : public Zef::NotifieeOf<Spot, Lamp::NotifieeConst> {
+  virtual void onAngle() {}
+  virtual void onReading(U8 /*key*/) {}
+  virtual void onReadingzefImmediate() {}
+  virtual void onReading() {}
+class Shop : public Zef::Entity {
+  Zef::Ptr<Lamp> lampIs(Zef::Name const& key);
+  bool open(U32 hours, Zef::String8 by);
+'''
+SHOP_SOURCE = '''\
+void Lamp::stateIs(Lamp::State state) {
+  if (!Zef::assign(state_, state)) return;
+  notify<NotifieeConst>(stateAttr, [](NotifieeConst& n) { n.onState(); });
+}
+'''
+
+
+class ModelTest(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+
+    def path(self, name):
+        return os.path.join(self.folder.name, name)
+
+    def write(self, name, text):
+        os.makedirs(os.path.dirname(self.path(name)), exist_ok=True)
+        with open(self.path(name), 'w', encoding='utf-8') as stream:
+            stream.write(text)
+
+    def read(self, name):
+        with open(self.path(name), encoding='utf-8') as stream:
+            return stream.read()
+
+    def modelc(self, *arguments):
+        command = [sys.executable, '-B', os.path.join(ROOT, 'modelc', 'modelc.py'), '--root', self.folder.name, *arguments]
+        return subprocess.run(command, capture_output=True, text=True, check=False)
+
+    def compile(self, *files):
+        result = self.modelc('--out', self.path('out'), *files)
+        self.assertEqual((result.returncode, result.stderr), (0, ''))
+
+    def test_a_faulty_model_is_refused_with_its_line_and_the_reason(self):
+        for what, types, line, reason in FAULTS:
+            with self.subTest(what):
+                self.write('Faulty.yaml', HEAD + types + '\n')
+                with self.assertRaises(ModelError) as refusal:
+                    Loader(self.folder.name).load('Faulty.yaml')
+                self.assertRegex(str(refusal.exception), f'^Faulty.yaml:{line}: ')
+                self.assertIn(reason, str(refusal.exception))
+
+    def test_a_fault_in_a_used_model_is_shown_where_it_stands(self):
+        self.write('Base.yaml', 'namespace: Shop\ntypes:\n  Lamp:\n    attributes:\n      watts: U33\n')
+        self.write('User.yaml', 'uses: [Base.yaml]\n' + HEAD + '  Shade: {}\n')
+        result = self.modelc('--out', self.path('out'), 'User.yaml')
+        self.assertEqual(result.returncode, 1)
+        self.assertRegex(result.stderr, '^Base.yaml:5: type `U33` is not declared')
+        self.assertFalse(os.path.exists(self.path('out')))
+
+    def test_models_that_use_each_other_are_refused(self):
+        self.write('One.yaml', 'uses: [Other.yaml]\n' + HEAD + LAMP)
+        self.write('Other.yaml', 'uses: [One.yaml]\n' + HEAD + '  Shade: {}\n')
+        with self.assertRaisesRegex(ModelError, '^Other.yaml:1: One.yaml uses itself'):
+            Loader(self.folder.name).load('One.yaml')
+
+    def test_the_generated_code_reads_as_expected_and_compiles_without_a_warning(self):
+        self.write('Shop.yaml', SHOP)
+        self.compile('Shop.yaml')
+        header = self.read('out/Shop.h')
+        at = 0
+        for line in SHOP_HEADER.splitlines():
+            at = header.find(line + '\n', at)
+            self.assertGreaterEqual(at, 0, f'{line!r} is missing, or not in its place, in:\n{header}')
+        self.assertIn(SHOP_SOURCE, self.read('out/Shop.cpp'))
+        for text in (header, self.read('out/Shop.cpp')):
+            self.assertLessEqual(max(map(len, text.splitlines())), 120)
+            self.assertNotIn('\n\n\n', text)
+        warnings = ['-Wall', '-Wextra', '-Wpedantic', '-Wshadow', '-Wconversion', '-Wno-sign-conversion', '-Werror']
+        result = subprocess.run([os.environ.get('CXX', 'c++'), '-std=c++20', '-fsyntax-only', *warnings, '-I', ROOT,
+                                 '-I', self.path('out'), self.path('out/Shop.cpp')],
+                                capture_output=True, text=True, check=False)
+        self.assertEqual((result.returncode, result.stderr), (0, ''))
+
+    def test_a_change_touches_what_rests_on_it_and_nothing_else(self):
+        self.write('Base.yaml', HEAD + LAMP)
+        self.write('User.yaml', 'uses: [Base.yaml]\nnamespace: User\ntypes:\n  Owner:\n    attributes:\n'
+                                '      lamp: Ptr<Shop::Lamp const>\n')
+        self.write('Other.yaml', 'namespace: Other\ntypes:\n  Thing: {}\n')
+        self.compile('Base.yaml', 'User.yaml', 'Other.yaml')
+        self.assertIn('Base.yaml', self.read('out/User.d'))
+        self.assertNotIn('Base.yaml', self.read('out/Other.d'))
+        for part in ('loader.py', 'class.h.j2'):
+            self.assertIn(part, self.read('out/Other.d'))
+
+        outputs = [f'out/{name}.{end}' for name in ('Base', 'User', 'Other') for end in ('h', 'cpp')]
+        for output in outputs:
+            os.utime(self.path(output), (1, 1))
+        self.write('Base.yaml', HEAD + LAMP + '      hue: U32\n')
+        self.compile('Base.yaml', 'User.yaml', 'Other.yaml')
+        rewritten = [output for output in outputs if os.stat(self.path(output)).st_mtime != 1]
+        self.assertEqual(rewritten, ['out/Base.h', 'out/Base.cpp'])
+
+    def test_the_list_of_types_is_what_the_models_declare(self):
+        files = [file for pattern in ('model/input/*.yaml', 'model/*.yaml', 'sm/*.yaml')
+                 for file in sorted(glob.glob(pattern, root_dir=ROOT))]
+        loader = Loader(ROOT)
+        declared = listing([loader.load(file) for file in files])
+        with open(os.path.join(ROOT, 'model/types.txt'), encoding='utf-8') as stream:
+            checked_in = stream.read()
+        difference = ''.join(difflib.unified_diff(checked_in.splitlines(True), declared.splitlines(True),
+                                                  'model/types.txt', 'the models', n=0))
+        self.assertEqual(difference, '', textwrap.dedent(f'''
+            The models declare something else than the list says. If that is meant, renew the list and commit it:
+              {RENEW}'''))
+
+
+if __name__ == '__main__':
+    unittest.main()
