@@ -130,14 +130,14 @@ class Mirrors {
   // Get or create.
   Zef::Ptr<Mirror> is(Zef::Ptr<Zef::ActivityConfig> const& activity, U32 index, Zef::Ptr<PhysicalEntity> const& entity,
                       Zef::Ptr<Input const> const& input, Root& root) {
-    if (Zef::Ptr<Mirror> const old = map_.find(index)) {
+    if (Zef::Ptr<Mirror> old = map_.find(index)) {
       refuseReinstantiation("_entity", entity.get(), old->entity().get());
       refuseReinstantiation(Mirror::inputName, input.get(), old->input());
       refuseReinstantiation("_root", &root, &old->root());
       old->zefFwkActivityIs(activity);
       return old;
     }
-    auto const mirror = Zef::make<Mirror>(index, entity, input, root);
+    auto mirror = Zef::make<Mirror>(index, entity, input, root);
     mirror->zefFwkActivityIs(activity);
     map_.insert(mirror);
     return mirror;

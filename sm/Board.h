@@ -32,20 +32,23 @@ class BoardHandlers {
 
   void handleSensor() {
     ORVANE_ENTRY_OF(self());
-    if (auto const* board = self().board()) walk(board->sensorIteratorConst(), self(), &BoardHandlers::handleSensor);
+    if (auto const* board = self().board())
+      walk(board->sensorIteratorConst(), [this](EntityMib::ParentIndex key) { handleSensor(key); });
   }
   void handlePort() {
     ORVANE_ENTRY_OF(self());
-    if (auto const* board = self().board()) walk(board->portIteratorConst(), self(), &BoardHandlers::handlePort);
+    if (auto const* board = self().board())
+      walk(board->portIteratorConst(), [this](EntityMib::ParentIndex key) { handlePort(key); });
   }
   void handleXcvrSlot() {
     ORVANE_ENTRY_OF(self());
     if (auto const* board = self().board())
-      walk(board->xcvrSlotIteratorConst(), self(), &BoardHandlers::handleXcvrSlot);
+      walk(board->xcvrSlotIteratorConst(), [this](EntityMib::ParentIndex key) { handleXcvrSlot(key); });
   }
   void handleChip() {
     ORVANE_ENTRY_OF(self());
-    if (auto const* board = self().board()) walk(board->chipIteratorConst(), self(), &BoardHandlers::handleChip);
+    if (auto const* board = self().board())
+      walk(board->chipIteratorConst(), [this](EntityMib::ParentIndex key) { handleChip(key); });
   }
 
  private:

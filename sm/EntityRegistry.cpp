@@ -87,7 +87,7 @@ Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity co
   }
   Zef::String8 const& type = entity->fwkType()->name().stringValue();
   auto const parent = Zef::dynamicCast<EntityMib::PhysicalEntity const>(Zef::Ptr<Zef::Entity const>(entity->parent()));
-  auto const row = entityMib()->physicalEntityIs(index);
+  auto row = entityMib()->physicalEntityIs(index);
 
   // Below the virtual container for its class, where the parent has one, and else below the parent itself.
   U32 containedIn = 0;
@@ -131,6 +131,7 @@ Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity co
   return row;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): as the model declares it
 void Root::doCreateVirtualContainer(Zef::Ptr<EntityMib::PhysicalEntity const> const& entity, Zef::String8 type,
                                     EntityMib::ParentIndex relPos) {
   ORVANE_ENTRY(entity, type);

@@ -20,9 +20,9 @@ constexpr std::array<Handling::Container, 6> fixedSystemContainers = {
 
 }  // namespace
 
-EntitySm::EntitySm(Root& root, Zef::Ptr<EntityMib::Status const> const& status,
-                   Zef::Ptr<Zef::Clock const> const& pollerClock, Zef::Ptr<Zef::Clock const> const& sensorPollerClock)
-    : root_(root), pollerClock_(pollerClock), sensorPollerClock_(sensorPollerClock) {
+EntitySm::EntitySm(Root& root, Zef::Ptr<EntityMib::Status const> const& status, Zef::Ptr<Zef::Clock const> pollerClock,
+                   Zef::Ptr<Zef::Clock const> sensorPollerClock)
+    : root_(root), pollerClock_(std::move(pollerClock)), sensorPollerClock_(std::move(sensorPollerClock)) {
   status_.is(status);
   handleFixedSystem();
   handleInitialized();

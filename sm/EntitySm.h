@@ -13,8 +13,8 @@ class SystemSm;
 // virtual containers and its projection. The whole inventory is projected before the constructor ends.
 class EntitySm final : public Zef::StateMachine {
  public:
-  EntitySm(Root& root, Zef::Ptr<EntityMib::Status const> const& status, Zef::Ptr<Zef::Clock const> const& pollerClock,
-           Zef::Ptr<Zef::Clock const> const& sensorPollerClock);
+  EntitySm(Root& root, Zef::Ptr<EntityMib::Status const> const& status, Zef::Ptr<Zef::Clock const> pollerClock,
+           Zef::Ptr<Zef::Clock const> sensorPollerClock);
   ~EntitySm() override;
 
   Root& root() const { return root_; }

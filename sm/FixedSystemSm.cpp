@@ -28,7 +28,8 @@ void FixedSystemSm::handlePowerSupplySlot(ParentIndex key) {
 
 void FixedSystemSm::handlePowerSupplySlot() {
   ORVANE_ENTRY();
-  if (board() != nullptr) walk(board()->powerSupplySlotIteratorConst(), *this, &FixedSystemSm::handlePowerSupplySlot);
+  if (board() != nullptr)
+    walk(board()->powerSupplySlotIteratorConst(), [this](ParentIndex key) { handlePowerSupplySlot(key); });
 }
 
 void FixedSystemSm::handleFanTraySlot(ParentIndex key) {
@@ -38,14 +39,16 @@ void FixedSystemSm::handleFanTraySlot(ParentIndex key) {
 
 void FixedSystemSm::handleFanTraySlot() {
   ORVANE_ENTRY();
-  if (board() != nullptr) walk(board()->fanTraySlotIteratorConst(), *this, &FixedSystemSm::handleFanTraySlot);
+  if (board() != nullptr)
+    walk(board()->fanTraySlotIteratorConst(), [this](ParentIndex key) { handleFanTraySlot(key); });
 }
 
 void FixedSystemSm::handleStorageDevices(ParentIndex key) { ORVANE_ENTRY(key); }
 
 void FixedSystemSm::handleStorageDevices() {
   ORVANE_ENTRY();
-  if (board() != nullptr) walk(board()->storageDevicesIteratorConst(), *this, &FixedSystemSm::handleStorageDevices);
+  if (board() != nullptr)
+    walk(board()->storageDevicesIteratorConst(), [this](ParentIndex key) { handleStorageDevices(key); });
 }
 
 void FixedSystemSm::ZefFixedSystem::onPowerSupplySlot(ParentIndex key) {

@@ -150,7 +150,7 @@ void ZefPowerSupply::handleFan(ParentIndex key) {
 
 void ZefPowerSupply::handleFan() {
   ORVANE_ENTRY();
-  walk(notifier()->fanIteratorConst(), *this, &ZefPowerSupply::handleFan);
+  walk(notifier()->fanIteratorConst(), [this](ParentIndex key) { handleFan(key); });
 }
 
 void ZefPowerSupply::handleSensor(ParentIndex key) {
@@ -160,7 +160,7 @@ void ZefPowerSupply::handleSensor(ParentIndex key) {
 
 void ZefPowerSupply::handleSensor() {
   ORVANE_ENTRY();
-  walk(notifier()->sensorIteratorConst(), *this, &ZefPowerSupply::handleSensor);
+  walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
 }
 
 // A fan tray slot, likewise.
@@ -207,7 +207,7 @@ void ZefFanTray::handleFan(ParentIndex key) {
 
 void ZefFanTray::handleFan() {
   ORVANE_ENTRY();
-  walk(notifier()->fanIteratorConst(), *this, &ZefFanTray::handleFan);
+  walk(notifier()->fanIteratorConst(), [this](ParentIndex key) { handleFan(key); });
 }
 
 // A fan in either.
@@ -227,7 +227,7 @@ void FanReactor<Owner>::handleSensor(ParentIndex key) {
 template <class Owner>
 void FanReactor<Owner>::handleSensor() {
   ORVANE_ENTRY();
-  walk(notifier()->sensorIteratorConst(), *this, &FanReactor::handleSensor);
+  walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
 }
 
 template class FanReactor<ZefPowerSupply>;

@@ -9,9 +9,9 @@ namespace Orvane {
 class Root;
 
 // Calls the keyed form of a handler for each member of a collection, in its order.
-template <class Iterator, class Self>
-void walk(Iterator at, Self& self, void (Self::*handler)(EntityMib::ParentIndex)) {
-  for (; at; ++at) (self.*handler)(at.key());
+template <class Iterator, class Handler>
+void walk(Iterator at, Handler handler) {
+  for (; at; ++at) handler(at.key());
 }
 
 // A fan, in a supply or in a tray (the owner), and its sensors.
