@@ -11,6 +11,7 @@ AddressSanitizer that includes every leak that was allocated by the module.
 """
 
 import collections
+import ctypes
 import os
 import pathlib
 import re
@@ -58,6 +59,12 @@ def wait_until(condition, timeout=10.0, message='it did not come about'):
             raise AssertionError(f'{message} within {timeout} s')
         time.sleep(0.05)
     return result
+
+
+def die_with_parent():
+    """In the child, before it becomes snmpd: no agent outlives a test that is killed."""
+    pr_set_pdeathsig = 1
+    ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGKILL)
 
 
 def parse_value(text):
@@ -118,7 +125,8 @@ class Agent:
                 self.port = probe.getsockname()[1]
             self.write_config()
             with open(self.log_path, 'wb') as log:
-                self._process = subprocess.Popen(self._command, stdout=log, stderr=log, env=self._environment())
+                self._process = subprocess.Popen(self._command, stdout=log, stderr=log, env=self._environment(),
+                                                 preexec_fn=die_with_parent)
             wait_until(lambda: self._answers() or self._process.poll() is not None, 60, 'no answer and no end of snmpd')
             if self._process.poll() is None:
                 return
