@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <map>
 #include <type_traits>
 
@@ -19,7 +20,7 @@ template <class T>
 bool assign(T& field, T const& value) {
   if (field == value) return false;
   if constexpr (std::floating_point<T>) {
-    if (field != field && value != value) return false;
+    if (std::isnan(field) && std::isnan(value)) return false;
   }
   field = value;
   return true;
@@ -82,7 +83,8 @@ bool assignChild(Entity& owner, AttributeId attribute, char const* attributeName
 // Enters a member under its key, in the place of any that was there.
 template <class Map, class T>
 void enterMember(Entity& owner, AttributeId attribute, char const* attributeName, Map& map, Ptr<T> const& member) {
-  place(owner, attribute, attributeName, member, keyText(std::remove_cvref_t<decltype(member->fwkKey())>(member->fwkKey())));
+  place(owner, attribute, attributeName, member,
+        keyText(std::remove_cvref_t<decltype(member->fwkKey())>(member->fwkKey())));
   unplace(map.insert(member));
 }
 
@@ -94,8 +96,8 @@ auto removeMember(Map& map, Key const& key) {
   return member;
 }
 
-// A walk that may delete. What it removes goes through the owner's own xDel, so that everyone is told; the walk goes on at
-// the member that follows.
+// A walk that may delete. What it removes goes through the owner's own xDel, so that everyone is told; the walk goes on
+// at the member that follows.
 template <class IteratorConst, class Owner, class Key, auto del>
 class DeletingIterator : public IteratorConst {
  public:
@@ -154,10 +156,8 @@ void writeText(std::ostream& stream, S32 value);
 void writeText(std::ostream& stream, double value);
 void writeText(std::ostream& stream, String8 const& value);
 template <class T>
-  requires ModelNumber<T>
-void writeText(std::ostream& stream, T const& value) {
-  writeText(stream, static_cast<U32>(value.value()));
-}
+requires ModelNumber<T>
+void writeText(std::ostream& stream, T const& value) { writeText(stream, static_cast<U32>(value.value())); }
 template <ModelEnum T>
 void writeText(std::ostream& stream, T value) {
   stream << value;

@@ -91,7 +91,7 @@ void Dir::entityIs(Ptr<Entity> const& entity) {
 Ptr<Entity> Dir::entityDel(Name const& name) {
   auto const found = entities_.find(name);
   if (found == entities_.end()) return nullptr;
-  Ptr<Entity> const entity = found->second;
+  Ptr<Entity> entity = found->second;
   entities_.erase(found);
   entity->parentIs(nullptr);
   return entity;

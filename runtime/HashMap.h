@@ -68,7 +68,7 @@ class HashMapGeneric {
   HashMapLink* chain(unsigned bucket) const { return buckets_[bucket]; }
 
   // Links a member that is in no chain before the first one with a larger hash, or an equal hash and a larger key.
-  void newMember(VTable const& table, HashMapLink* member, U32 hash);
+  void newMember(VTable const& table, HashMapLink* t, U32 hash);
   void memberDelG(VTable const& table, HashMapLink* member);
   // The member that follows the key in hash order; `bucket` becomes its bucket. A null member: none follows.
   HashMapLink* findNextG(VTable const& table, U32 hash, void const* key, unsigned& bucket) const;

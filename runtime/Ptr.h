@@ -22,17 +22,17 @@ class Ptr {
   Ptr(T* raw) : raw_(raw) { hold(raw_); }  // NOLINT(google-explicit-constructor): as a plain pointer converts
   Ptr(Ptr const& other) : raw_(other.raw_) { hold(raw_); }
   Ptr(Ptr&& other) noexcept : raw_(std::exchange(other.raw_, nullptr)) {}
+  // As plain pointers convert.
+  // NOLINTBEGIN(google-explicit-constructor)
   template <class U>
-  requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other)
-      : raw_(other.get()) {  // NOLINT(google-explicit-constructor)
-    hold(raw_);
-  }
+  requires std::convertible_to<U*, T*> Ptr(Ptr<U> const& other) : raw_(other.get()) { hold(raw_); }
   template <class U>
   requires std::convertible_to<U*, T*> Ptr(Ptr<U>&& other)
-  noexcept : raw_(other.release()) {}  // NOLINT(google-explicit-constructor)
+  noexcept : raw_(other.release()) {}
+  // NOLINTEND(google-explicit-constructor)
   ~Ptr() { drop(raw_); }
 
-  Ptr& operator=(Ptr const& other) {
+  Ptr& operator=(Ptr const& other) {  // NOLINT(bugprone-unhandled-self-assignment): equal pointers change nothing
     if (raw_ != other.raw_) {
       T* const old = raw_;
       hold(other.raw_);

@@ -97,7 +97,8 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
     Delivery const delivery;
     actsm_ = activity;
     this->zefNotifierIs(notifier.get());
-    PtrInterface::hasNotificationActiveIs(true);
+    // The bit alone: registration comes after the handlers.
+    PtrInterface::hasNotificationActiveIs(true);  // NOLINT(bugprone-parent-virtual-call)
     if (this->notifier() != nullptr) handleAll();
     if (!alive()) return;
     this->isRegisteredNotifieeIs(true);
@@ -238,7 +239,7 @@ class Child final : public ChildBase {
 
   // The child can never run a handler again, even if a queued notification still reaches it.
   Ptr<R> del() {
-    Ptr<R> const old = std::move(child_);
+    Ptr<R> old = std::move(child_);
     if (old) old->zefDoZombieReactors(true);
     return old;
   }
@@ -296,7 +297,7 @@ class Children final : public ChildBase {
     return child;
   }
   Ptr<R> del(Key const& key) {
-    Ptr<R> const old = map_.del(key);
+    Ptr<R> old = map_.del(key);
     if (old) old->zefDoZombieReactors(true);
     return old;
   }

@@ -39,8 +39,8 @@ class StringN {
   };
 
   StringN() = default;
-  StringN(char const* text)
-      : StringN(std::string_view(text)) {}  // NOLINT(google-explicit-constructor): a text is a text
+  // NOLINTNEXTLINE(google-explicit-constructor): a text is a text
+  StringN(char const* text) : StringN(std::string_view(text)) {}
   explicit StringN(std::string_view text);
   StringN(StringN const& other) : data_(other.data_) { hold(); }
   StringN(StringN&& other) noexcept : data_(std::exchange(other.data_, nullptr)) {}

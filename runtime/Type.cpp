@@ -102,7 +102,7 @@ Ptr<PtrInterface> ZefType::newObject(Name const& name) const {
 }
 
 Ptr<Entity> ZefType::newEntity(Name const& name, Dir* dir) const {
-  Ptr<Entity> const entity = dynamicCast<Entity>(newObject(name));
+  Ptr<Entity> entity = dynamicCast<Entity>(newObject(name));
   if (!entity) throwRangeException(format("a %s is no entity", qualifiedName_.charPtr()));
   dir->entityIs(entity);
   return entity;
@@ -131,7 +131,8 @@ ZefType const* Dir::_fwkType() {
 }
 
 ZefType const* ActivityManagerConfig::_fwkType() {
-  static ZefType const* const type = TypeBuilder<ActivityManagerConfig>("Zef::ActivityManagerConfig", entityType()).done();
+  static ZefType const* const type =
+      TypeBuilder<ActivityManagerConfig>("Zef::ActivityManagerConfig", entityType()).done();
   return type;
 }
 

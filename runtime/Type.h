@@ -130,8 +130,8 @@ class ZefType : public PtrInterface {
 // The type of Zef::Entity, base of all entities' types.
 ZefType const* entityType();
 
-// Calls back for every entity that the object owns, in declaration order, each with its attribute and its key (empty for a
-// single child).
+// Calls back for every entity that the object owns, in declaration order, each with its attribute and its key (empty
+// for a single child).
 void forEachChild(Entity const& object,
                   std::function<void(Entity& child, ZefAttr const& attribute, String8 const& key)> const& call);
 

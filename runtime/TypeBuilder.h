@@ -9,8 +9,8 @@
 //
 //   ZefType const* Lamp::_fwkType() {
 //     static ZefType const* const type = TypeBuilder<Lamp>("Shop::Lamp", entityType())
-//                                            .value<&Lamp::brightness, &Lamp::brightnessIs>("brightness", brightnessAttr)
-//                                            .done();
+//                                            .value<&Lamp::brightness, &Lamp::brightnessIs>("brightness",
+//                                            brightnessAttr) .done();
 //     return type;
 //   }
 
@@ -54,7 +54,8 @@ ZefType const* pointeeType() {
 
 template <class T>
 constexpr ZefAttr::Kind kindOf() {
-  return requires { typename PointerTo<T>::Pointee; } ? ZefAttr::Kind::reference : ZefAttr::Kind::value;
+  return requires { typename PointerTo<T>::Pointee; }
+  ? ZefAttr::Kind::reference : ZefAttr::Kind::value;
 }
 
 template <class Owner, auto reader, auto setter>
@@ -153,7 +154,8 @@ class ChildAttr final : public AttrOf<Owner> {
 
  public:
   ChildAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::entity, ZefAttr::Access::writable, Object::_fwkType()->qualifiedName()) {}
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::entity, ZefAttr::Access::writable, Object::_fwkType()->qualifiedName()) {
+  }
   ZefType const* objectType() const override { return Object::_fwkType(); }
   Ptr<Entity> child(PtrInterface const& object) const override { return (this->of(object).*reader)(); }
   Ptr<Entity> childIs(PtrInterface& object) const override {
@@ -163,8 +165,8 @@ class ChildAttr final : public AttrOf<Owner> {
   void childDel(PtrInterface& object) const override { (this->of(object).*setter)(nullptr); }
 };
 
-// find is x, create is xIs, del is xDel, iterator is xIteratorConst. A collection of objects that stand elsewhere creates
-// none: its create is null.
+// find is x, create is xIs, del is xDel, iterator is xIteratorConst. A collection of objects that stand elsewhere
+// creates none: its create is null.
 template <class Owner, auto find, auto create, auto del, auto iterator>
 class CollectionAttr final : public AttrOf<Owner> {
   using Key = ArgumentOf<find>;
@@ -252,8 +254,8 @@ class FunctionAttr final : public AttrOf<Owner> {
       : AttrOf<Owner>(name, id, ZefAttr::Kind::function, ZefAttr::Access::readOnly, "function") {}
   Value call(PtrInterface& object, std::vector<Value> const& arguments) const override {
     if (arguments.size() != std::tuple_size_v<Arguments>) {
-      throwRangeException(
-          format("%s takes %zu arguments, not %zu", this->name().charPtr(), std::tuple_size_v<Arguments>, arguments.size()));
+      throwRangeException(format("%s takes %zu arguments, not %zu", this->name().charPtr(),
+                                 std::tuple_size_v<Arguments>, arguments.size()));
     }
     return callWith(this->of(object), arguments, std::make_index_sequence<std::tuple_size_v<Arguments>>());
   }
@@ -292,8 +294,12 @@ class TypeBuilder {
   TypeBuilder& record(char const* name, AttributeId id, Ptr<Record const> T::*field) {
     return add<RecordAttr<T, Record>>(name, id, field);
   }
-  TypeBuilder& constant(char const* name, AttributeId id, U32 value) { return add<ConstantAttr<T, U32>>(name, id, value); }
-  TypeBuilder& constant(char const* name, AttributeId id, U8 value) { return add<ConstantAttr<T, U8>>(name, id, value); }
+  TypeBuilder& constant(char const* name, AttributeId id, U32 value) {
+    return add<ConstantAttr<T, U32>>(name, id, value);
+  }
+  TypeBuilder& constant(char const* name, AttributeId id, U8 value) {
+    return add<ConstantAttr<T, U8>>(name, id, value);
+  }
   TypeBuilder& constant(char const* name, AttributeId id, char const* value) {
     return add<ConstantAttr<T, String8>>(name, id, value);
   }

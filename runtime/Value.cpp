@@ -60,7 +60,8 @@ String8 enumText(EnumTable const& table, U32 number) {
 std::int64_t integerFromValue(Value const& value, std::int64_t low, std::int64_t high) {
   auto const* number = value.get<std::int64_t>();
   if (number == nullptr || *number < low || *number > high) {
-    throwUnfit(format("a whole number from %lld to %lld", static_cast<long long>(low), static_cast<long long>(high)), value);
+    throwUnfit(format("a whole number from %lld to %lld", static_cast<long long>(low), static_cast<long long>(high)),
+               value);
   }
   return *number;
 }
@@ -93,12 +94,12 @@ U32 numberFromKeyText(String8 const& text, U32 high) {
 String8 cutKeyField(String8& text, bool last) {
   long long const slash = last ? -1 : text.pos(0, "/", 1);
   if (slash < 0) {
-    String8 const field = text;
+    String8 field = text;
     if (!last) throwRangeException(format("\"%s\" has too few parts for its key", text.charPtr()));
     text = String8();
     return field;
   }
-  String8 const field = text.substr(0, static_cast<unsigned>(slash));
+  String8 field = text.substr(0, static_cast<unsigned>(slash));
   text = text.substr(slash + 1, static_cast<unsigned>(-1));
   return field;
 }

@@ -17,9 +17,9 @@
 
 namespace Zef {
 
-// What crosses the reflective interface: nothing, a boolean, a number, a text, a record (names with values, in order) or an
-// object. It knows no model type; toValue and fromValue convert, and fromValue throws RangeException with the reason when a
-// value does not fit.
+// What crosses the reflective interface: nothing, a boolean, a number, a text, a record (names with values, in order)
+// or an object. It knows no model type; toValue and fromValue convert, and fromValue throws RangeException with the
+// reason when a value does not fit.
 class Value {
  public:
   using Record = std::vector<std::pair<String8, Value>>;
@@ -104,7 +104,9 @@ class Number {
   constexpr U32 hash() const { return value_; }
 
   friend constexpr bool operator==(Derived const& left, Derived const& right) { return left.value() == right.value(); }
-  friend constexpr auto operator<=>(Derived const& left, Derived const& right) { return left.value() <=> right.value(); }
+  friend constexpr auto operator<=>(Derived const& left, Derived const& right) {
+    return left.value() <=> right.value();
+  }
   friend std::ostream& operator<<(std::ostream& stream, Derived const& number) {
     return stream << static_cast<unsigned>(number.value());
   }
@@ -113,8 +115,10 @@ class Number {
   T value_ = 0;
 };
 template <class T>
-concept ModelNumber = requires { typename T::Representation; } &&
-                      std::derived_from<T, Number<T, typename T::Representation>>;
+concept ModelNumber = requires {
+  typename T::Representation;
+}
+&&std::derived_from<T, Number<T, typename T::Representation>>;
 
 // A hand-written identifier that is built from a text and gives it back.
 template <class T>
@@ -210,10 +214,11 @@ T recordFromValue(Value const& value) {
   auto const* record = value.get<Value::Record>();
   if (record == nullptr) throwUnfit(format("a %s", T::fwkName()), value);
   T result;
-  for (auto const& [name, entry] : *record) {
+  for (auto const& entry : *record) {
     bool const known = std::apply(
-        [&](auto const&... fields) { return (fieldFromValue(result, fields, name, entry) || ...); }, T::fwkFields());
-    if (!known) throwRangeException(format("%s: no such field in %s", name.charPtr(), T::fwkName()));
+        [&](auto const&... fields) { return (fieldFromValue(result, fields, entry.first, entry.second) || ...); },
+        T::fwkFields());
+    if (!known) throwRangeException(format("%s: no such field in %s", entry.first.charPtr(), T::fwkName()));
   }
   return result;
 }
@@ -252,8 +257,8 @@ T fromValue(Value const& value) {
   }
 }
 
-// The text of a collection's key, as an inventory and a path write it. A key of several fields is their texts with a "/"
-// between; only the last may hold one itself.
+// The text of a collection's key, as an inventory and a path write it. A key of several fields is their texts with a
+// "/" between; only the last may hold one itself.
 template <class Key>
 String8 keyText(Key const& key) {
   if constexpr (std::integral<Key>) {
