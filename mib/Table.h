@@ -175,7 +175,7 @@ class Table {
       }
       ZEF_TRACE(traceHandle(), 2) << T::name << "_get_next_data_point - advancing loop context " << loop
                                   << " ; data context " << *dataContext;
-      loop->advance(); loop->advance();
+      loop->advance();
       if (*dataContext != nullptr) *static_cast<Iterator*>(*dataContext) = *loop;
       return iterationHelper(*loop, index);
     });
