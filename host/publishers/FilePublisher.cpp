@@ -13,7 +13,7 @@ namespace Host {
 namespace {
 
 // A hundred thousand parts take some twenty megabytes; far more is no description of a switch.
-constexpr off_t largest = 256 * 1024 * 1024;
+constexpr off_t largest = off_t{256} << 20U;
 
 class Descriptor {
  public:

@@ -92,7 +92,7 @@ void FileWatch::troubleIs(std::string const& trouble) {
 }
 
 void FileWatch::events() {
-  alignas(inotify_event) std::array<char, 16 * 1024> buffer;
+  alignas(inotify_event) std::array<char, 16'384> buffer;
   for (;;) {
     ssize_t const size = read(inotify_, buffer.data(), buffer.size());
     if (size <= 0) return;

@@ -123,8 +123,16 @@ String8 textOf(std::string const& text, Place const& place) {
   return String8(std::string_view(text));
 }
 
+char const* kindOf(json const& value) {
+  if (value.is_array()) return "a list";
+  if (value.is_object()) return "an object in braces";
+  if (value.is_string()) return "a text";
+  if (value.is_number()) return "a number";
+  return value.is_boolean() ? "true or false" : "null";
+}
+
 json::object_t const& objectOf(json const& value, Place const& place) {
-  if (!value.is_object()) place.refuse(std::string("an object in braces is needed, not a ") + value.type_name());
+  if (!value.is_object()) place.refuse(std::string("an object in braces is needed, not ") + kindOf(value));
   return value.get_ref<json::object_t const&>();
 }
 
@@ -152,8 +160,8 @@ Zef::Value valueOf(json const& value, Place const& place) {
       return record;
     }
     default:
-      place.refuse(std::string("a value is needed, not ") + value.type_name() +
-                   (value.is_null() ? "; leave the name out for none" : ""));
+      if (value.is_null()) place.refuse("a value is needed, not null; leave the name out for none");
+      place.refuse(std::string("a value is needed, not ") + kindOf(value));
   }
 }
 
@@ -197,9 +205,10 @@ Ptr<Zef::Dir> Reader::read(json const& document) {
 }
 
 void Reader::directory(Zef::Dir& dir, std::string const& path, json const& value, Place const& place) {
+  std::string const prefix = path.empty() ? "" : path + "/";
   for (auto const& [name, below] : objectOf(value, place)) {
     Place const there(place, name);
-    auto const type = types_.find(path.empty() ? name : path + "/" + name);
+    auto const type = types_.find(std::string(prefix).append(name));
     if (type == types_.end()) there.refuse(path.empty() ? "no such input" : "no such entity");
     Zef::Name const entityName(name.c_str());
     Ptr<Zef::Entity> entity = dir.entity(entityName);
@@ -220,14 +229,14 @@ void Reader::fill(PtrInterface& object, std::string const& path, json const& val
 }
 
 void Reader::attributes(PtrInterface& object, json::object_t const& members, Place const& place) {
-  for (auto const& [name, value] : members) {
-    Place const there(place, name);
-    ZefAttr const* const attribute = object.fwkType()->attr(Zef::Name(name.c_str()));
+  for (auto const& member : members) {
+    Place const there(place, member.first);
+    ZefAttr const* const attribute = object.fwkType()->attr(Zef::Name(member.first.c_str()));
     if (attribute == nullptr || attribute->kind() == Kind::function) there.refuse("no such attribute");
     if (attribute->access() == ZefAttr::Access::readOnly) {
       there.refuse("it follows from the place in the tree or from other values, and is not written in a file");
     }
-    fitting(there, [&] { own(object, *attribute, value, there); });
+    fitting(there, [&] { own(object, *attribute, member.second, there); });
   }
 }
 
@@ -251,9 +260,11 @@ void Reader::own(PtrInterface& object, ZefAttr const& attribute, json const& val
 }
 
 void Reader::entries(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place) {
-  for (auto const& [key, entry] : objectOf(value, place)) {
-    Place const there(place, key);
-    fitting(there, [&] { attribute.entryIs(object, attribute.key(textOf(key, there)), valueOf(entry, there)); });
+  for (auto const& entry : objectOf(value, place)) {
+    Place const there(place, entry.first);
+    fitting(there, [&] {
+      attribute.entryIs(object, attribute.key(textOf(entry.first, there)), valueOf(entry.second, there));
+    });
   }
 }
 
@@ -280,14 +291,14 @@ void Reader::children(PtrInterface& object, json::object_t const& members, Place
 }
 
 void Reader::collection(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place) {
-  for (auto const& [text, member] : objectOf(value, place)) {
-    Place const there(place, text);
+  for (auto const& member : objectOf(value, place)) {
+    Place const there(place, member.first);
     auto const entered = fitting(there, [&] {
-      String8 const key = attribute.key(textOf(text, there));
+      String8 const key = attribute.key(textOf(member.first, there));
       if (attribute.member(object, key)) there.refuse("it is another spelling of a key that stands there already");
       return attribute.memberIs(object, key);
     });
-    fill(*entered, "", member, there);
+    fill(*entered, "", member.second, there);
   }
 }
 

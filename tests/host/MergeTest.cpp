@@ -32,8 +32,7 @@ class Watcher : public Zef::Reactor<FixedSystem> {
   std::vector<std::string> heard;
 };
 
-class Merge : public testing::Test {
- protected:
+struct Merge : testing::Test {
   void take(std::string const& text) { Vorlin::merge(*live, *read(text)); }
   void takeSystem(std::string const& members) { take(R"({"status": {"fixedSystem": {)" + members + "}}}"); }
   template <class T = EntityMib::PhysicalEntity>
@@ -43,7 +42,7 @@ class Merge : public testing::Test {
     return at<T>(live, steps);
   }
   Zef::Ptr<Watcher> watch() const {
-    auto const watcher = Zef::make<Watcher>();
+    auto watcher = Zef::make<Watcher>();
     watcher->start(part<FixedSystem>({}));
     return watcher;
   }

@@ -40,8 +40,7 @@ class HandLoop : public Host::EventLoop {
   std::map<int, std::function<void()>> readers;
 };
 
-class Publisher : public testing::Test {
- protected:
+struct Publisher : testing::Test {
   void SetUp() override { fs::create_directory(folder); }
   void TearDown() override { fs::remove_all(top); }
 
