@@ -20,7 +20,8 @@ def comment(text, indent=0):
 
 
 def tidy(text):
-    """Breaks what is too long for a line, closes empty bodies, and keeps single blank lines where they belong."""
+    """Lays the text out as clang-format would, near enough to read like the rest of the code: breaks what is too long for a
+    line, closes short bodies on their line, and keeps single blank lines where they belong."""
     lines = []
     for line in text.split('\n'):
         line = line.rstrip()
@@ -30,18 +31,36 @@ def tidy(text):
             continue
         if line.strip() in ('}', '};') and not before:
             lines.pop()
-        if line == '}' and lines[-1].endswith(') {'):
-            lines[-1] += '}'
+        if line in ('}', '};') and close(lines, line):
             continue
         body = re.fullmatch(r'( *)(\S.*\)(?: const| override)*) \{ (.*) \}', line)
-        if len(line) > WIDTH and body:
+        constructor = re.fullmatch(r'(\w+::\w+\(.*\)) : (.*)', line)
+        if len(line) <= WIDTH or line.lstrip().startswith('//'):
+            lines.append(line)
+        elif body:
             lines += [f'{body[1]}{body[2]} {{', f'{body[1]}  {body[3]}', f'{body[1]}}}']
-            continue
-        while len(line) > WIDTH and not line.lstrip().startswith('//'):
-            head, line = split(line)
-            lines.append(head)
-        lines.append(line)
+        elif constructor:
+            lines += [constructor[1], f'    : {constructor[2]}']
+        else:
+            while len(line) > WIDTH:
+                head, line = split(line)
+                lines.append(head)
+            lines.append(line)
     return '\n'.join(lines).strip('\n') + '\n'
+
+
+def close(lines, line):
+    """Closes the last of `lines`, an empty class or function or a function of one short statement, on its own line."""
+    if lines[-1].endswith((') {', '> {')):
+        lines[-1] += line
+        return True
+    head, statement = lines[-2:] if len(lines) > 1 else ('', '')
+    one_line = f'{head} {statement.strip()} {line}'
+    if not head.startswith((' ', 'class')) and head.endswith((') {', ') const {')) and len(one_line) <= WIDTH:
+        if statement.endswith(';') and not statement.strip().startswith(('if ', 'while ')):
+            lines[-2:] = [one_line]
+            return True
+    return False
 
 
 def split(line):
@@ -157,6 +176,13 @@ class Cpp:
         name = '' if not member.is_entity else 'Zef::Name(Zef::keyText(key))' if member.key_attribute else 'key'
         values = ['key' if m is member.key_attribute else m.name for m in member.arguments]
         return f'Zef::make<{self.value(a)}>({joined([name] + values)})'
+
+    def writable_iterator(self, a):
+        """Its declaration, which seldom fits on one line."""
+        name, t = a.cap, self.t.name
+        head = f'  using {name}Iterator ='
+        type_ = f'Zef::DeletingIterator<{name}IteratorConst, {t}, {self.key(a)}, &{t}::{a.name}Del>;'
+        return f'{head} {type_}' if len(f'{head} {type_}') <= WIDTH else f'{head}\n      {type_}'
 
     def iterator(self, a):
         return f'Zef::GivenIterator<{a.entry}, {self.key(a)}>' if a.given else f'{self.field(a)}::IteratorConst'

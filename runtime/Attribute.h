@@ -41,14 +41,15 @@ void requireGiven(Ptr<T> const& object, char const* attribute, char const* owner
   }
 }
 
-// Gives an object its place below its owner. When the object refuses the place (RangeException) it has none.
-template <class T>
-void place(Entity& owner, AttributeId attribute, char const* attributeName, Ptr<T> const& object, String8 const& key) {
+// Gives an object its place below its owner. When the object refuses the place (RangeException) it has none. A record
+// has no place to be given.
+template <class T, class Key>
+void place(Entity& owner, AttributeId attribute, char const* attributeName, Ptr<T> const& object, Key const& key) {
   if constexpr (std::derived_from<T, Entity>) {
     object->parentIs(Ptr<Entity>(&owner));
     object->parentAttrIdIs(attribute);
     try {
-      object->zefPlacedIs(&owner, attributeName, key);
+      object->zefPlacedIs(&owner, attributeName, keyText(key));
     } catch (...) {
       object->parentIs(nullptr);
       throw;
@@ -83,8 +84,7 @@ bool assignChild(Entity& owner, AttributeId attribute, char const* attributeName
 // Enters a member under its key, in the place of any that was there.
 template <class Map, class T>
 void enterMember(Entity& owner, AttributeId attribute, char const* attributeName, Map& map, Ptr<T> const& member) {
-  place(owner, attribute, attributeName, member,
-        keyText(std::remove_cvref_t<decltype(member->fwkKey())>(member->fwkKey())));
+  place(owner, attribute, attributeName, member, std::remove_cvref_t<decltype(member->fwkKey())>(member->fwkKey()));
   unplace(map.insert(member));
 }
 

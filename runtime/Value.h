@@ -25,9 +25,15 @@ class Value {
   using Record = std::vector<std::pair<String8, Value>>;
 
   Value() = default;
-  Value(bool value) : value_(value) {}  // NOLINT(google-explicit-constructor): a Value is whatever it is made from
   template <std::integral T>
-  Value(T value) : value_(static_cast<std::int64_t>(value)) {}  // NOLINT(google-explicit-constructor)
+  Value(
+      T value) {  // NOLINT(google-explicit-constructor): a Value is whatever it is made from; but no pointer is a bool
+    if constexpr (std::same_as<T, bool>) {
+      value_ = value;
+    } else {
+      value_ = static_cast<std::int64_t>(value);
+    }
+  }
   Value(double value) : value_(value) {}                        // NOLINT(google-explicit-constructor)
   Value(String8 value) : value_(std::move(value)) {}            // NOLINT(google-explicit-constructor)
   Value(char const* value) : value_(String8(value)) {}          // NOLINT(google-explicit-constructor)

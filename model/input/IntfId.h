@@ -13,8 +13,8 @@ class IntfId {
   IntfId() = default;
   explicit IntfId(Zef::String8 const& name) { handleInitialized(name); }
 
-  // Builds the identifier; RangeException when the text is no name of an interface: it must begin with a letter and hold
-  // no blanks.
+  // Builds the identifier; RangeException when the text is no name of an interface: it must begin with a letter and
+  // hold no blanks.
   void handleInitialized(Zef::String8 const& name);
   Zef::String8 const& stringValue() const { return name_; }
   U32 hash() const { return name_.hash(); }

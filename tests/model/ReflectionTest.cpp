@@ -27,7 +27,13 @@ using Access = ZefAttr::Access;
 
 // One of them fits any attribute that is set by a value, and is not its default.
 std::vector<Value> candidates() {
-  return {Value(true), Value(false), Value(2), Value(1), Value(3.5), Value("Ethernet1"), Value(Value::Record()),
+  return {Value(true),
+          Value(false),
+          Value(2),
+          Value(1),
+          Value(3.5),
+          Value("Ethernet1"),
+          Value(Value::Record()),
           Value(Value::Record{{"maxRpm", Value(9000)}})};
 }
 
@@ -226,7 +232,8 @@ TEST(ReflectionTest, valuesThatDoNotFitAreRefusedInWordsAndChangeNothing) {
       {*fan, "speedStatus", Value(1.5), "not the number 1.5"},
       {*fan, "speed", Value("fast"), "a number is needed, not the text \"fast\""},
       {*fan, "speed", Value(1e300), "a number is needed, not the number 1e+300"},
-      {*fan, "hwStatus", Value("broken"), "FanStatus::HwStatus: unknown (0), ok (1), failed (2) is needed, not the text"},
+      {*fan, "hwStatus", Value("broken"),
+       "FanStatus::HwStatus: unknown (0), ok (1), failed (2) is needed, not the text"},
       {*fan, "properties", Value(Value::Record{{"maxRpm", Value(-1)}}), "maxRpm: a whole number"},
       {*fan, "properties", Value(Value::Record{{"minRpm", Value(1)}}), "minRpm: no such attribute"},
       {*fan, "properties", Value(9000), "Environment::Cooling::FanProperties is needed, not the number 9000"},
