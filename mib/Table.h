@@ -13,12 +13,12 @@
 // model entity, read at the moment of the request. A table is a struct of traits, which Mib::Table<> turns into the
 // callbacks:
 //
-//   name, path, modelType       texts: the table's name, where its model entity stands below the system root, its type
-//   root, modes                 the table's OID; what the registration admits (HANDLER_CAN_...)
-//   Model, Iterator, Key, Row   the model entity, the iterator of the collection walked, its key; what a column is read
-//   from keyType                     the key's type as a message names it walk(model)                 an iterator at
-//   the collection's first row index, columns              the index variables and the columns served, in the order of
-//   their numbers
+//   - name, path, modelType: the table's name, where its model entity stands below the system root, that entity's type
+//   - root, modes: the table's OID; what the registration admits (HANDLER_CAN_...)
+//   - Model, Iterator, Key, Row: the model entity, the iterator of the collection walked, its key; what a column reads
+//   - keyType: the key's type as a message names it
+//   - walk(model), startAt(model, key): an iterator at the collection's first row, and at a key or what follows it
+//   - index, columns: the index variables; the columns served, in the order of their numbers
 namespace Mib {
 
 inline constexpr int bufferSize = 1024;
