@@ -25,9 +25,9 @@ class Value {
   using Record = std::vector<std::pair<String8, Value>>;
 
   Value() = default;
+  // A Value is whatever it is made from; but no pointer is a bool.
   template <std::integral T>
-  Value(
-      T value) {  // NOLINT(google-explicit-constructor): a Value is whatever it is made from; but no pointer is a bool
+  Value(T value) {  // NOLINT(google-explicit-constructor)
     if constexpr (std::same_as<T, bool>) {
       value_ = value;
     } else {
