@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
-#include <unordered_set>
 #include <vector>
 
 #include "platform/store/Vorlin.h"
@@ -56,35 +55,6 @@ auto fitting(Place const& place, Call&& call) {
   }
 }
 
-// The parser keeps the last of several equal keys. It tells of each key in passing, which is when a second one shows.
-class KeyCheck {
- public:
-  void see(json::parse_event_t event, json const& parsed) {
-    if (event == json::parse_event_t::object_start) {
-      objects_.emplace_back();
-    } else if (event == json::parse_event_t::object_end) {
-      objects_.pop_back();
-    } else if (event == json::parse_event_t::key) {
-      objects_.back().key = parsed.get_ref<std::string const&>();
-      if (!objects_.back().keys.insert(objects_.back().key).second) refuse();
-    }
-  }
-
- private:
-  struct Object {
-    std::string key;
-    std::unordered_set<std::string> keys;
-  };
-
-  [[noreturn]] void refuse() const {
-    std::string place;
-    for (Object const& object : objects_) place += (place.empty() ? "" : ".") + object.key;
-    throw InventoryError(place, "it stands there twice");
-  }
-
-  std::vector<Object> objects_;
-};
-
 // Line and column of the last byte that the parser took.
 std::string position(std::string_view text, std::size_t byte) {
   std::string_view const taken = text.substr(0, byte == 0 ? 0 : byte - 1);
@@ -104,18 +74,75 @@ std::string reasonOf(json::exception const& error) {
   return std::string(text);
 }
 
-json parse(std::string_view text) {
-  KeyCheck keys;
-  try {
-    return json::parse(text, [&keys](int /*depth*/, json::parse_event_t event, json& parsed) {
-      keys.see(event, parsed);
-      return true;
-    });
-  } catch (json::parse_error const& error) {
-    throw InventoryError(position(text, error.byte), reasonOf(error));
-  } catch (json::exception const& error) {
-    throw InventoryError("", reasonOf(error));
+// Builds the document from what the parser meets, each value once: the library's own builder keeps the last of several
+// equal keys, and the one that tells of them takes time with the square of an object's size.
+class Builder final : public nlohmann::json_sax<json> {
+ public:
+  explicit Builder(std::string_view text) : text_(text) {}
+
+  json take() { return std::move(document_); }
+
+  bool null() override { return enter(nullptr); }
+  bool boolean(bool value) override { return enter(value); }
+  bool number_integer(std::int64_t value) override { return enter(value); }
+  bool number_unsigned(std::uint64_t value) override { return enter(value); }
+  bool number_float(double value, std::string const& /*spelling*/) override { return enter(value); }
+  bool string(std::string& value) override { return enter(std::move(value)); }
+  bool binary(json::binary_t& /*value*/) override { return false; }  // not in a text
+  bool start_object(std::size_t /*size*/) override { return enter(json::object()); }
+  bool start_array(std::size_t /*size*/) override { return enter(json::array()); }
+  bool end_object() override { return leave(); }
+  bool end_array() override { return leave(); }
+
+  bool key(std::string& name) override {
+    open_.back().key = name;
+    auto const [at, isNew] = open_.back().value->get_ref<json::object_t&>().emplace(name, nullptr);
+    if (!isNew) refuseKey();
+    slot_ = &at->second;
+    return true;
   }
+
+  bool parse_error(std::size_t byte, std::string const& /*token*/, json::exception const& error) override {
+    throw InventoryError(position(text_, byte), reasonOf(error));
+  }
+
+ private:
+  struct Open {
+    json* value;  // an object or an array that has not ended; it stays where it is until then
+    std::string key;
+  };
+
+  bool enter(json value) {
+    json* at = open_.empty() ? &document_ : slot_;
+    if (!open_.empty() && open_.back().value->is_array()) {
+      at = &open_.back().value->get_ref<json::array_t&>().emplace_back();
+    }
+    *at = std::move(value);
+    if (at->is_structured()) open_.push_back({at, {}});
+    return true;
+  }
+  bool leave() {
+    open_.pop_back();
+    return true;
+  }
+  [[noreturn]] void refuseKey() const {
+    std::string place;
+    for (Open const& open : open_) {
+      if (open.value->is_object()) place += (place.empty() ? "" : ".") + open.key;
+    }
+    throw InventoryError(place, "it stands there twice");
+  }
+
+  std::string_view text_;
+  json document_;
+  std::vector<Open> open_;
+  json* slot_ = nullptr;  // where the value of the key that was met last belongs
+};
+
+json parse(std::string_view text) {
+  Builder builder(text);
+  json::sax_parse(text, &builder);
+  return builder.take();
 }
 
 String8 textOf(std::string const& text, Place const& place) {

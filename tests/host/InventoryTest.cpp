@@ -1,4 +1,6 @@
+#include <ctime>
 #include "model/input/Election.h"
+
 #include "model/input/EntityMib.h"
 #include "model/input/Environment.h"
 #include "model/input/Interface.h"
@@ -89,7 +91,7 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       {R"({"status": {})", "1:14: ", "unexpected end of input"},
       {"{} {}", "1:4: ", "expected end of input"},
       {"{\"status\": {\"systemMacAddr\": \"\xff\"}}", "1:31: ", "ill-formed UTF-8"},
-      {R"({"status": {"nextPhysicalIndex": 1e999}})", "", "number overflow"},
+      {R"({"status": {"nextPhysicalIndex": 1e999}})", "1:38: ", "number overflow"},
       // another shape than the model's
       {"[]", "", "an object in braces is needed, not a list"},
       {R"({"statuses": {}})", "statuses: ", "no such input"},
@@ -195,6 +197,23 @@ TEST(Inventory, SurvivesDamagedBytes) {
   }
   EXPECT_GT(refused, taken);
   EXPECT_GT(taken, 0U);
+}
+
+TEST(Inventory, TakesTimeInProportionToTheFile) {
+  auto const seconds = [](unsigned records) {
+    std::string text = R"({"tempStatus": {"tempSensor": {)";
+    for (unsigned i = 0; i < records; ++i) {
+      text += (i == 0 ? "\"T" : ", \"T") + std::to_string(i) + R"(": {"hwStatus": "ok", "temperature": 34.5})";
+    }
+    text += "}}}";
+    auto const live = read("{}");
+    std::clock_t const start = std::clock();
+    Vorlin::merge(*live, *read(text));
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+  };
+  // Eight times the records: about eight times the time, and sixty-four for what goes with the square.
+  double const few = seconds(2500);
+  EXPECT_LT(seconds(20000), 24 * few);
 }
 
 }  // namespace
