@@ -1,6 +1,6 @@
 #include <ctime>
-#include "model/input/Election.h"
 
+#include "model/input/Election.h"
 #include "model/input/EntityMib.h"
 #include "model/input/Environment.h"
 #include "model/input/Interface.h"
