@@ -6,6 +6,7 @@
 #include "model/input/Election.h"
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
+#include "platform/fru/Fru.h"
 
 namespace Host {
 
@@ -41,6 +42,26 @@ Bootstrap::Bootstrap() : inputs_(store_.dirIs("input")), root_(Orvane::rootFacto
   SnmpUtil::systemRootIs(store_.root());
   Snmp::AutoRegistree::initAll();
   root_->fwkType()->attr(Zef::Name("handleInitialized"))->call(*root_, {});
+}
+
+void Bootstrap::followElection() {
+  auto const status = Zef::dynamicCast<EntityMib::Status>(inputs_->entity("status"));
+  auto const redundancy = Zef::dynamicCast<Zef::Dir>(inputs_->entity("redundancy"));
+  auto const election = redundancy->entity("election");
+  if (status->chassis() && election) {
+    root_->fwkType()
+        ->attr(Zef::Name("handleRedundancy"))
+        ->call(*root_, {Zef::Value(Zef::Ptr<Zef::PtrInterface>(election))});
+  } else {
+    root_->redundancySmDel();
+  }
+}
+
+void Bootstrap::supervisorSlotIs(unsigned slot) {
+  if (slot == Fru::slotId()) return;
+  Fru::slotIdIs(slot);
+  root_->redundancySmDel();
+  followElection();
 }
 
 void Bootstrap::set(char const* attribute, Zef::Ptr<Zef::Entity> const& entity) {

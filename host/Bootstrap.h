@@ -20,6 +20,12 @@ class Bootstrap {
   Zef::Ptr<Zef::Dir> const& inputs() const { return inputs_; }
   Zef::Ptr<Orvane::Root> const& root() const { return root_; }
 
+  // To be called when something was published: starts, or ends, following an election of supervisors. It takes a
+  // chassis and an election.
+  void followElection();
+  // Starts afresh, because this supervisor turns out to run in another slot.
+  void supervisorSlotIs(unsigned slot);
+
   // Ends the projection. The tables go on to answer from the rows that are there: the agent may still ask.
   void rootDel() { root_ = nullptr; }
 

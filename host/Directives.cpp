@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstring>
 #include <stdexcept>
 
@@ -19,8 +20,6 @@ namespace {
 
 Directives* theDirectives = nullptr;
 
-constexpr std::array notificationNames{"entConfigChange", "entStateOperEnabled", "entStateOperDisabled",
-                                       "kelvraEntSensorAlarm"};
 // Each speaks of what should not happen unless a line says otherwise.
 constexpr std::array traceHandles{"Orvane", "Snmp", "Zef"};
 constexpr U32 level0 = 1;
@@ -78,6 +77,7 @@ bool Settings::notificationEnabled(std::string const& name) const {
 Directives::Directive const Directives::table[] = {
     {"orvaneInventory", "FILE", &Directives::inventory},
     {"orvaneNotification", "NAME enable|disable", &Directives::notification},
+    {"orvaneSupervisorSlot", "N", &Directives::supervisorSlot},
     {"orvaneTrace", "HANDLE/LEVELS", &Directives::trace},
 };
 
@@ -133,6 +133,16 @@ void Directives::notification(std::vector<std::string> const& words) {
   needOneOf(notificationNames, "notification", words[0]);
   needOneOf(std::array{"enable", "disable"}, "state", words[1]);
   settings_.notifications[words[0]] = words[1] == "enable";
+}
+
+void Directives::supervisorSlot(std::vector<std::string> const& words) {
+  constexpr unsigned last = 64;
+  unsigned slot = 0;
+  std::string const text = words.size() == 1 ? words[0] : "";
+  auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), slot);
+  if (error != std::errc() || end != text.data() + text.size() || slot < 1 || slot > last)
+    refuse("a slot from 1 to 64 is needed");
+  settings_.supervisorSlot = slot;
 }
 
 void Directives::trace(std::vector<std::string> const& words) {

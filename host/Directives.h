@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -10,11 +11,16 @@
 
 namespace Host {
 
+// The notifications that a line may name: all that the module sends.
+inline constexpr std::array notificationNames{"entConfigChange", "entStateOperEnabled", "entStateOperDisabled",
+                                              "kelvraEntSensorAlarm"};
+
 // What the module's lines in snmpd.conf say.
 struct Settings {
   std::filesystem::path inventory;            // empty: no switch is described
   std::map<std::string, bool> notifications;  // the names that a line gives
   std::map<std::string, U32> traceLevels;     // handle to a mask of levels
+  unsigned supervisorSlot = 1;                // where the supervisor stands that the agent runs on
 
   // A notification that no line names is enabled.
   bool notificationEnabled(std::string const& name) const;
@@ -25,6 +31,7 @@ struct Settings {
 //   orvaneInventory FILE                        an absolute path
 //   orvaneNotification NAME enable|disable      entConfigChange, entStateOperEnabled, entStateOperDisabled or
 //                                               kelvraEntSensorAlarm
+//   orvaneSupervisorSlot N                      1 to 64; 1 without this line
 //   orvaneTrace HANDLE/LEVELS                   Orvane, Snmp or Zef; such as 0,8-9
 //
 // What is wrong with a line is told to the agent, as for any directive, and the line has no effect. The agent forgets
@@ -56,6 +63,7 @@ class Directives {
 
   void inventory(std::vector<std::string> const& words);
   void notification(std::vector<std::string> const& words);
+  void supervisorSlot(std::vector<std::string> const& words);
   void trace(std::vector<std::string> const& words);
 
   std::function<void(Settings const&)> read_;

@@ -3,6 +3,7 @@
 #include <net-snmp/net-snmp-config.h>
 #include <net-snmp/net-snmp-includes.h>
 
+#include "platform/agent/Config.h"
 #include "platform/store/Merge.h"
 
 namespace Host {
@@ -16,20 +17,27 @@ Plugin::Plugin()
     : bridge_(std::make_unique<Bridge>(Zef::processClock())),
       system_(std::make_unique<Bootstrap>()),
       directives_(std::make_unique<Directives>([this](Settings const& settings) { settingsAre(settings); })) {
+  for (char const* name : notificationNames) Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, &Plugin::onShutdown, nullptr);
 }
 
 void Plugin::settingsAre(Settings const& settings) {
+  for (char const* name : notificationNames) {
+    Snmp::theConfig()->notificationConfig("entity")->notification(name)->reasonIs(
+        settings.notificationEnabled(name) ? "" : "orvaneNotification disables it in the agent's configuration");
+  }
+  system_->supervisorSlotIs(settings.supervisorSlot);
   std::filesystem::path const file = loaded_ ? settings.inventory : std::filesystem::path();
   if (file.empty()) {
     if (!publisher_) return;
     publisher_.reset();
     Vorlin::merge(*system_->inputs(), *readInventory("{}", inputTypes()));
+    system_->followElection();
   } else if (publisher_ && publisher_->file() == file) {
     publisher_->read();
   } else {
-    publisher_ =
-        std::make_unique<FilePublisher>(*bridge_, Zef::processClock(), system_->inputs(), inputTypes(), file, agentLog);
+    publisher_ = std::make_unique<FilePublisher>(*bridge_, Zef::processClock(), system_->inputs(), inputTypes(), file,
+                                                 agentLog, [this] { system_->followElection(); });
   }
 }
 

@@ -123,6 +123,8 @@ class Cpp:
             'optional': lambda: f'std::optional<{value}>',
             'map': lambda: f'std::map<{self.key(a)}, {value}>',
             'hash': lambda: f'Zef::HashMap<{value}, {self.key(a)}>',
+            'reactors': lambda: f'Zef::HashMap<{value}, {self.key(a)}>',
+            'queue': lambda: f'Zef::LinkQueue<{a.entry}>',
             'tree': lambda: f'Zef::RbTreeMap<{a.entry if a.given else value}, {self.key(a)}>',
         }[a.form]()
 
@@ -185,7 +187,18 @@ class Cpp:
         return f'{head} {type_}' if len(f'{head} {type_}') <= WIDTH else f'{head}\n      {type_}'
 
     def iterator(self, a):
+        if a.form == 'queue':
+            return f'Zef::QueueIterator<{a.entry}>'
         return f'Zef::GivenIterator<{a.entry}, {self.key(a)}>' if a.given else f'{self.field(a)}::IteratorConst'
+
+    def start(self, a):
+        owner = f'Zef::Ptr<{self.t.name} const>(this)'
+        queue = a.form == 'queue'
+        return f'{a.cap}IteratorConst({a.name}_{".iterator()" if queue else ""}, {owner})'
+
+    def start_at(self, a):
+        owner = f'Zef::Ptr<{self.t.name} const>(this)'
+        return f'{a.cap}IteratorConst({a.name}_.startAt(key), {owner})' if a.form == 'queue' else f'{a.name}_.startAt(key, {owner})'
 
     def parameters(self, a):
         return joined(f'{p.use.cpp(self.t.namespace)}{" const&" if p.use.pointer else ""} {p.name}' for p in a.args)
@@ -211,7 +224,7 @@ class Cpp:
             return f'type.value<{scope}{name}, {scope}{name}Is>("{name}", {name}Attr)'
         if a.form == 'record':
             return f'type.record("{name}", {name}Attr, {scope}{name}_)'
-        if a.is_made:
+        if a.is_made or a.form == 'metadata':
             return f'type.readOnly<{scope}{name}>("{name}", {name}Attr)'
         ends, method = {
             'entity': (('', 'Is'), 'entity'),
@@ -219,8 +232,10 @@ class Cpp:
             'map': (('Map', 'Is', 'Del'), 'valueMap'),
             'hash': (('', 'Is', 'Del', 'IteratorConst'), 'collection'),
             'tree': (('', 'Is', 'Del', 'IteratorConst'), 'collection'),
+            'reactors': (('', None, 'Del', 'IteratorConst'), 'collection'),
+            'queue': (('', None, 'Del', 'IteratorConst'), 'collection'),
         }[a.form]
-        uses = ['nullptr' if a.given and end == 'Is' else f'{scope}{name}{end}' for end in ends]
+        uses = ['nullptr' if end is None or a.given and end == 'Is' else f'{scope}{name}{end}' for end in ends]
         return f'type.{method}<{joined(uses)}>("{name}", {name}Attr)'
 
 
@@ -239,6 +254,8 @@ class Emitter:
 
     def render(self, template, model):
         externals = [t.header for t in model.types if t.kind == 'external']
+        queues = any(a.form == 'queue' for t in model.types for a in getattr(t, 'attributes', []))
+        externals += ['runtime/LinkQueue.h'] if queues else []
         includes = sorted({'runtime/Attribute.h', *externals, *(used.header for used in model.uses)})
         return tidy(self.environment.get_template(template).render(model=model, includes=includes, registrar=registrar,
                                                                    cpp=Cpp))

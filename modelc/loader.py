@@ -20,7 +20,7 @@ fwkType word wordIs newReference deleteReference isNondestructing isNondestructi
 auditErrors fwkKey name parent parentIs parentAttr parentAttrId parentAttrIdIs fullName uriPath attributeString attributeId
 notify notifiees'''.split())
 
-FORMS = ('type', 'record', 'entity', 'hash', 'tree', 'map', 'optional', 'lazy', 'reactor', 'function')
+FORMS = ('type', 'record', 'entity', 'hash', 'tree', 'map', 'optional', 'lazy', 'reactor', 'reactors', 'queue', 'function')
 # Which further keys a form of attribute takes.
 OPTIONS = {
     'type': ('default', 'fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'of', 'changed'),
@@ -32,6 +32,8 @@ OPTIONS = {
     'optional': (),
     'lazy': (),
     'reactor': ('args',),
+    'reactors': ('key', 'args'),
+    'queue': (),
     'function': ('args', 'returns', 'mutates'),
 }
 
@@ -251,10 +253,11 @@ class Loader:
             check_name(node, entry.line, name, 'an attribute')
             attribute = self.attribute(name, entry, class_)
             self.check_override(attribute, entry)
-            enter(entry, f'attribute `{name}`', attribute.members, attribute, attribute)
-            attribute.id, next_id = next_id, next_id + 1
-            attribute.first_slot, slot = slot, slot + len(attribute.slots)
-            class_.attributes.append(attribute)
+            for each in [attribute.metadata(), attribute] if attribute.form == 'queue' else [attribute]:
+                enter(entry, f'attribute `{each.name}`', each.members, each, each)
+                each.id, next_id = next_id, next_id + 1
+                each.first_slot, slot = slot, slot + len(each.slots)
+                class_.attributes.append(each)
 
         for name, entry in self.entries(node, 'defaults'):
             attribute = class_.base.find(name) if class_.base else None
@@ -344,7 +347,9 @@ class Loader:
             attribute.key = self.use(key_text, entry, class_.namespace, class_)
             if attribute.key.pointer or not attribute.key.type.is_key:
                 entry.fail(f'{what}: `{key_text}` is no type of key')
-        if attribute.is_collection:
+        if attribute.form == 'queue':
+            attribute.key = Use(BUILTINS['U32'])
+        elif attribute.is_collection and attribute.form != 'reactors':
             self.check_member(attribute, entry, what)
         return attribute
 
@@ -377,13 +382,13 @@ class Loader:
         wanted = {'record': 'record', 'entity': 'entity'}.get(attribute.form)
         if wanted and not (isinstance(type_, Class) and type_.kind == wanted):
             entry.fail(f'{what}: `{type_.qualified}` is no {wanted}')
-        if attribute.is_collection and not isinstance(type_, Class):
+        if attribute.form in ('hash', 'tree', 'queue') and not isinstance(type_, Class):
             entry.fail(f'{what}: the members of a collection are entities or records, and `{type_.qualified}` is neither')
         if attribute.form in ('map', 'optional') and not type_.stands_alone:
             entry.fail(f'{what}: `{attribute.form}` holds values, and `{type_.qualified}` is none')
-        if attribute.form in ('lazy', 'reactor') and not type_.is_object:
+        if attribute.form in ('lazy', 'reactor', 'reactors') and not type_.is_object:
             entry.fail(f'{what}: `{type_.qualified}` is no object')
-        if not class_.is_entity and attribute.form in ('entity', 'hash', 'tree', 'map', 'optional'):
+        if not class_.is_entity and attribute.form in ('entity', 'hash', 'tree', 'map', 'optional', 'queue'):
             entry.fail(f'{what}: a record has no `{attribute.form}`')
 
     @staticmethod

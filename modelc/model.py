@@ -166,7 +166,7 @@ class Parameter:
 class Attribute:
     name: str
     owner: 'Class'
-    form: str              # value, record, entity, hash, tree, map, optional, lazy, reactor, function
+    form: str              # value, record, entity, hash, tree, map, optional, lazy, reactor, reactors, queue, metadata, function
     use: Use               # the value, the child, the member; a function's result, or None
     line: int
     key: Use = None        # of a collection
@@ -192,7 +192,7 @@ class Attribute:
 
     @property
     def is_collection(self):
-        return self.form in ('hash', 'tree')
+        return self.form in ('hash', 'tree', 'reactors', 'queue')
 
     @property
     def is_made(self):
@@ -205,7 +205,7 @@ class Attribute:
 
     @property
     def is_stored(self):
-        return not self.of and self.form != 'function'
+        return not self.of and self.form not in ('metadata', 'function')
 
     @property
     def is_argument(self):
@@ -214,6 +214,10 @@ class Attribute:
     @property
     def has_setter(self):
         return self.form in ('value', 'entity', 'optional') and not (self.fixed or self.placed or self.of)
+
+    def metadata(self):
+        """The attribute that goes before a queue and tells its indexes."""
+        return Attribute(f'{self.name}Metadata', self.owner, 'metadata', None, self.line, doc=f'The indexes of {self.name}.')
 
     @property
     def has_slot(self):
@@ -229,7 +233,7 @@ class Attribute:
 
     @property
     def entry(self):
-        """The entry class of a collection of given objects."""
+        """The entry class of a queue, or of a collection of given objects."""
         return f'Zef{self.cap}'
 
     @property
@@ -245,6 +249,10 @@ class Attribute:
         if self.is_collection:
             names |= {f'{self.name}{end}' for end in ('Is', 'Del', 'DelAll', 'Notify', 'Count', 'Iterator', 'IteratorConst')}
             names |= {f'new{self.cap}', f'{self.cap}Iterator', f'{self.cap}IteratorConst'}
+        if self.form == 'queue':
+            names |= {f'{self.name}Enq', f'{self.name}Deq'}
+        if self.form == 'metadata':
+            names.add(self.cap)
         if self.is_made:
             names |= {f'{self.name}Is', f'{self.name}Del'}
         if self.form == 'lazy':
@@ -253,10 +261,10 @@ class Attribute:
 
     def describe(self):
         """The attribute's form in the list of types."""
-        if self.form in ('hash', 'tree', 'map'):
+        if self.form in ('hash', 'tree', 'map', 'reactors', 'queue'):
             text = f'{self.form} of {self.use.type.qualified} by {self.key.type.qualified}'
-        elif self.form == 'function':
-            return 'function'
+        elif self.form in ('metadata', 'function'):
+            return self.form
         elif self.form == 'value':
             text = self.use.cpp(None)
         else:
@@ -346,7 +354,7 @@ class Class(Type):
     def owns(self):
         """The attributes whose objects have this one for a parent."""
         return [a for a in self.attributes
-                if a.form == 'entity' or a.is_collection and not a.given and a.use.type.is_entity]
+                if a.form == 'entity' or a.form in ('hash', 'tree') and not a.given and a.use.type.is_entity]
 
     @property
     def is_placed(self):

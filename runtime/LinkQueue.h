@@ -1,6 +1,7 @@
 #pragma once
 
 #include "runtime/Ptr.h"
+#include "runtime/Value.h"
 
 namespace Zef {
 
@@ -23,6 +24,11 @@ struct LinkQueueMetadata {
   U32 head = 0;
   U32 next = 0;
   bool operator==(LinkQueueMetadata const&) const = default;
+
+  static char const* fwkName() { return "Zef::LinkQueueMetadata"; }
+  static auto fwkFields() {
+    return std::tuple(Field{"head", &LinkQueueMetadata::head}, Field{"next", &LinkQueueMetadata::next});
+  }
 };
 
 // A queue whose members carry an ascending 32-bit index and one strong link (they derive from LinkQueueLink<Member>).
@@ -192,6 +198,35 @@ class LinkQueue<Member, Index>::IteratorConst {
   LinkQueue const* queue_;
   U32 version_;
   Ptr<Member> at_;
+};
+
+// The entry by which a queue holds an object.
+template <class Entry, class T>
+class QueueEntry : public PtrInterface, public LinkQueueLink<Entry> {
+ public:
+  explicit QueueEntry(Ptr<T> object) : object_(std::move(object)) {}
+  Ptr<T> const& object() const { return object_; }
+
+ private:
+  Ptr<T> object_;
+};
+
+// Walks a queue of such entries and shows the objects; keeps the queue's owner alive.
+template <class Entry>
+class QueueIterator : public LinkQueue<Entry>::IteratorConst {
+  using Base = typename LinkQueue<Entry>::IteratorConst;
+
+ public:
+  QueueIterator(Base at, Ptr<PtrInterface const> owner) : Base(std::move(at)), owner_(std::move(owner)) {}
+
+  U32 key() const { return Base::ptr()->zef_index(); }
+  void advance() { ++*this; }
+  auto* operator->() const { return ptr().get(); }
+  auto& operator*() const { return *ptr(); }
+  auto const& ptr() const { return Base::ptr()->object(); }
+
+ private:
+  Ptr<PtrInterface const> owner_;
 };
 
 }  // namespace Zef

@@ -64,7 +64,7 @@ class StateMachine : public PtrInterface, public ReactorParent {
   void initializedIs(bool initialized) { initialized_ = initialized; }
 
   void hasNotificationActiveIs(bool on) override;
-  void zefDoZombieReactors(bool on);
+  virtual void zefDoZombieReactors(bool on);
   bool zefIsZombie() const override { return zefMarkedForDeletion(); }
 
  protected:

@@ -3,13 +3,12 @@
 #include "model/input/EntityMib.h"
 #include "sm/Handling.h"
 #include "sm/SystemSm.h"
-#include "sm/Trace.h"
 
 namespace Orvane {
 
 // The handlers of what stands on a board: the sensors, ports, transceiver slots and chips of a card, or of a fixed
 // system, which is a card too. Self says where: board() is the observed card (null when there is none), system() the
-// reactor that keeps the mirrors.
+// reactor that keeps the mirrors, followXcvrSlot(slot) makes the reactor of a slot.
 template <class Self>
 class BoardHandlers {
  public:
@@ -23,7 +22,9 @@ class BoardHandlers {
   }
   void handleXcvrSlot(EntityMib::ParentIndex key) {
     ORVANE_ENTRY_OF(self(), key);
-    self().system().handleObject(handling::xcvrSlot, self().board(), key, self().board()->xcvrSlot(key));
+    auto const slot = self().board()->xcvrSlot(key);
+    self().system().handleObject(handling::xcvrSlot, self().board(), key, slot);
+    if (slot) self().followXcvrSlot(slot);
   }
   void handleChip(EntityMib::ParentIndex key) {
     ORVANE_ENTRY_OF(self(), key);
@@ -53,6 +54,33 @@ class BoardHandlers {
 
  private:
   Self& self() { return static_cast<Self&>(*this); }
+};
+
+// The reactions to them. Self gives the handlers by boardHandlers(); Base is a Zef::Reactor of a card.
+template <class Self, class Base>
+class BoardReactor : public Base {
+ public:
+  using Base::Base;
+
+  void onSensor(EntityMib::ParentIndex key) override {
+    if (this->zefOnKey(Base::Watched::sensorAttr, key, &BoardReactor::onSensor)) return;
+    if (this->alive()) handlers().handleSensor(key);
+  }
+  void onPort(EntityMib::ParentIndex key) override {
+    if (this->zefOnKey(Base::Watched::portAttr, key, &BoardReactor::onPort)) return;
+    if (this->alive()) handlers().handlePort(key);
+  }
+  void onXcvrSlot(EntityMib::ParentIndex key) override {
+    if (this->zefOnKey(Base::Watched::xcvrSlotAttr, key, &BoardReactor::onXcvrSlot)) return;
+    if (this->alive()) handlers().handleXcvrSlot(key);
+  }
+  void onChip(EntityMib::ParentIndex key) override {
+    if (this->zefOnKey(Base::Watched::chipAttr, key, &BoardReactor::onChip)) return;
+    if (this->alive()) handlers().handleChip(key);
+  }
+
+ private:
+  auto& handlers() { return static_cast<Self&>(*this).boardHandlers(); }
 };
 
 }  // namespace Orvane

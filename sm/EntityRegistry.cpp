@@ -1,6 +1,6 @@
 // The only way in or out of the entity tables: Root's operations that add and remove a component's rows as one thing.
 
-#include <array>
+#include <map>
 
 #include "model/Constants.h"
 #include "model/input/Helper.h"
@@ -8,6 +8,7 @@
 #include "runtime/System.h"
 #include "sm/EntitySm.h"
 #include "sm/Root.h"
+#include "sm/SensorUpdates.h"
 #include "sm/SystemSm.h"
 #include "sm/Trace.h"
 
@@ -22,56 +23,16 @@ Zef::String8 identifierOf(PhysicalEntity const& row, Zef::String8 const& cardNam
   return row.zefTypeName() == "Card" ? cardName : row.componentName();
 }
 
-bool hasThreshold(Sensor const& sensor) {
-  return sensor.lowCritThreshold() != Constants::defaultLowThreshold ||
-         sensor.lowWarnThreshold() != Constants::defaultLowThreshold ||
-         sensor.highCritThreshold() != Constants::defaultHighThreshold ||
-         sensor.highWarnThreshold() != Constants::defaultHighThreshold;
-}
-
-bool offersThresholds(Sensor const& sensor) {
-  auto const& status = static_cast<DomSensor const&>(sensor).status();
-  return status && status->domThresholdValid() && hasThreshold(sensor);
-}
-
-// The class of a sensor follows from its tag; a null test: it never has a threshold row.
-struct SensorKind {
-  char const* tag;
-  Zef::Ptr<Sensor> (*create)(U32 index);
-  bool (*thresholdTest)(Sensor const& sensor);
-  char const* record;
-};
-
-template <class T>
-Zef::Ptr<Sensor> create(U32 index) {
-  return Zef::make<T>(index);
-}
-
-constexpr std::array sensorKinds = {
-    SensorKind{"TempSensor", &create<TemperatureSensor>, &hasThreshold, "Added Temp Sensor "},
-    SensorKind{"VoltageSensor", &create<VoltageSensor>, nullptr, nullptr},
-    SensorKind{"FanSensor", &create<FanSensor>, nullptr, nullptr},
-    SensorKind{"CurrentSensor", &create<CurrentSensor>, nullptr, nullptr},
-    SensorKind{"DomTemperatureSensor", &create<DomTemperatureSensor>, &offersThresholds, "Added DOM Temp Sensor "},
-    SensorKind{"DomVoltageSensor", &create<DomVoltageSensor>, &offersThresholds, "Added DOM Voltage Sensor "},
-    SensorKind{"DomTxBiasSensor", &create<DomTxBiasSensor>, &offersThresholds, "Added DOM TxBias Sensor "},
-    SensorKind{"DomTxPowerSensor", &create<DomTxPowerSensor>, &offersThresholds, "Added DOM TxPower Sensor "},
-    SensorKind{"DomRxPowerSensor", &create<DomRxPowerSensor>, &offersThresholds, "Added DOM RxPower Sensor "},
-};
-
-void addSensorRow(Root& root, PhysicalEntity const& row) {
-  static std::array<Scrivo::MsgId, sensorKinds.size()> records{};
-  for (std::size_t at = 0; at != sensorKinds.size(); ++at) {
-    SensorKind const& kind = sensorKinds[at];
-    if (!(row.tag() == kind.tag)) continue;
-    Zef::Ptr<Sensor> const sensor = kind.create(row.index());
-    root.sensorMib()->sensorEntityIs(sensor);
-    if (kind.thresholdTest != nullptr && kind.thresholdTest(*sensor)) {
-      root.sensorMib()->thresholdEntityIs(sensor);
-      Scrivo::RingBuf::record(records[at], __FILE__, __LINE__, kind.record, row.index());
-    }
-    return;
-  }
+void addSensorRow(Root& root, PhysicalEntity const& row, Zef::String8 const& identifier) {
+  static std::map<SensorKind const*, Scrivo::MsgId> records;
+  SensorKind const* const kind = sensorKindOf(row.tag());
+  if (kind == nullptr) return;
+  Zef::Ptr<Sensor> const sensor = kind->create(row.index());
+  root.sensorMib()->sensorEntityIs(sensor);
+  updateSensor(root, *kind, row, identifier);
+  if (kind->thresholdTest == nullptr || !kind->thresholdTest(*sensor)) return;
+  root.sensorMib()->thresholdEntityIs(sensor);
+  Scrivo::RingBuf::record(records[kind], __FILE__, __LINE__, kind->record, row.index());
 }
 
 }  // namespace
@@ -125,7 +86,8 @@ Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity co
     }
     state->lastChangedIs(Zef::System::currentTimeUtc());
   }
-  if (addSensor) addSensorRow(*this, *row);
+  if (type == "Card") updateCardSensor(identifier);
+  if (addSensor) addSensorRow(*this, *row, identifier);
   entityMib()->lastChangeTimeIs(Zef::System::currentTime());
   configTrapFlagIs(true);
   return row;
@@ -188,6 +150,8 @@ void Root::doRemoveEntity(U32 index) {
   }
   if (own.container > index) leaveContainer();
 
+  ORVANE_TRACE(9) << "Deleting XcvrSlotSm for " << index;
+  xcvrSlotSmDel(EntityMib::PhysicalIndex(index));
   mib.physicalEntityDel(index);
   stateMib()->stateEntityDel(index);
   sensorMib()->sensorEntityDel(index);

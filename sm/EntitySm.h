@@ -1,20 +1,26 @@
 #pragma once
 
 #include "model/input/EntityMib.h"
+#include "runtime/Clock.h"
 #include "runtime/Reactor.h"
 
 namespace Orvane {
 
+class ChassisSm;
 class FixedSystemSm;
 class Root;
 class SystemSm;
 
 // The reactor at the top of the hardware tree: follows which system the inventory shows, makes that system's first
 // virtual containers and its projection. The whole inventory is projected before the constructor ends.
+//
+// It owns the two timers besides. The trap tick, every 6 s, sends what waits: at most 21 notifications, the
+// configuration's first. The sensor tick, every sensorPollInterval, compares sensors with their thresholds. Both are
+// due at once, and each arms itself anew when it has done its work.
 class EntitySm final : public Zef::StateMachine {
  public:
-  EntitySm(Root& root, Zef::Ptr<EntityMib::Status const> const& status, Zef::Ptr<Zef::Clock const> pollerClock,
-           Zef::Ptr<Zef::Clock const> sensorPollerClock);
+  EntitySm(Root& root, Zef::Ptr<EntityMib::Status const> const& status, Zef::Ptr<Zef::Clock const> const& pollerClock,
+           Zef::Ptr<Zef::Clock const> const& sensorPollerClock);
   ~EntitySm() override;
 
   Root& root() const { return root_; }
@@ -22,7 +28,12 @@ class EntitySm final : public Zef::StateMachine {
   // Whether this reactor was built from these inputs.
   bool isFor(EntityMib::Status const* status, Zef::Clock const* pollerClock, Zef::Clock const* sensorPollerClock) const;
 
+  // Seconds from one sensor tick to the next.
+  double sensorPollInterval() const { return sensorPollInterval_; }
+  void sensorPollIntervalIs(double const& seconds) { sensorPollInterval_ = seconds; }
+
   Zef::Ptr<FixedSystemSm> const& fixedSystemSm() const { return fixedSystemSm_; }
+  Zef::Ptr<ChassisSm> const& chassisSm() const { return chassisSm_; }
   // The system whose mirrors a removed row leaves: the fixed system when there is one. Null when there is no system.
   SystemSm* systemSm() const;
 
@@ -30,11 +41,17 @@ class EntitySm final : public Zef::StateMachine {
   Zef::Ptr<FixedSystemSm> fixedSystemSmIs(Zef::Ptr<Zef::ActivityConfig> const& activity,
                                           Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem);
   Zef::Ptr<FixedSystemSm> fixedSystemSmDel();
+  Zef::Ptr<ChassisSm> chassisSmIs(Zef::Ptr<Zef::ActivityConfig> const& activity,
+                                  Zef::Ptr<EntityMib::Chassis const> const& chassis);
+  Zef::Ptr<ChassisSm> chassisSmDel();
 
-  // The root goes: whoever still holds a reactor must not reach it any more. No row is removed.
-  void stop();
+  // With the system's reactors, which others may hold as well. No row is removed.
+  void zefDoZombieReactors(bool on) override;
 
   void handleFixedSystem();
+  void handleChassis();
+  void handleOutStandingTrap();
+  void handleCheckSensorValue();
   void handleInitialized();
 
  private:
@@ -43,13 +60,33 @@ class EntitySm final : public Zef::StateMachine {
     using Owned::Owned;
     std::span<Slot const> slots() const override;
     void onFixedSystem() override { react(Watched::fixedSystemAttr, owner(), &EntitySm::handleFixedSystem); }
+    void onChassis() override { react(Watched::chassisAttr, owner(), &EntitySm::handleChassis); }
   };
 
+  class ZefPoller final : public Zef::Reactor<Zef::Clock>, public Zef::Owned<EntitySm> {
+   public:
+    using Owned::Owned;
+    void handleAll() override { owner().handleOutStandingTrap(); }
+    void onTime() override { owner().handleOutStandingTrap(); }
+  };
+
+  class ZefSensorPoller final : public Zef::Reactor<Zef::Clock>, public Zef::Owned<EntitySm> {
+   public:
+    using Owned::Owned;
+    void handleAll() override { owner().handleCheckSensorValue(); }
+    void onTime() override { owner().handleCheckSensorValue(); }
+  };
+
+  void forgetSensorsWithoutThresholds();
+  void classifySensors();
+
   Root& root_;
-  Zef::Ptr<Zef::Clock const> pollerClock_;
-  Zef::Ptr<Zef::Clock const> sensorPollerClock_;
   Zef::Child<ZefStatus, EntitySm> status_{*this};
+  Zef::Child<ZefPoller, EntitySm> poller_{*this};
+  Zef::Child<ZefSensorPoller, EntitySm> sensorPoller_{*this};
+  double sensorPollInterval_ = 5.0;
   Zef::Ptr<FixedSystemSm> fixedSystemSm_;
+  Zef::Ptr<ChassisSm> chassisSm_;
 };
 
 }  // namespace Orvane

@@ -6,34 +6,27 @@
 namespace Orvane {
 
 // Projects a fixed system: a board that is at once chassis and card. The system's own row is the last to come.
-class FixedSystemSm final : public SystemSm, public BoardHandlers<FixedSystemSm> {
+class FixedSystemSm final : public SystemSm, public SystemHandlers<FixedSystemSm>, public BoardHandlers<FixedSystemSm> {
  public:
   FixedSystemSm(Root& root, Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem);
 
   Zef::String8 classPath() const override { return "Orvane::FixedSystemSm"; }
+  char const* kindText() const override { return "System is Fixed."; }
   SystemSm& system() { return *this; }
-  EntityMib::FixedSystem const* board() const { return fixedSystem_ ? fixedSystem_->notifier() : nullptr; }
-  EntityMib::FixedSystem const* fixedSystem() const { return board(); }
+  EntityMib::FixedSystem const* observed() const { return fixedSystem_ ? fixedSystem_->notifier() : nullptr; }
+  EntityMib::FixedSystem const* board() const { return observed(); }
+  void followXcvrSlot(Zef::Ptr<EntityMib::XcvrSlot const> const& slot);
 
-  void handlePowerSupplySlot(EntityMib::ParentIndex key);
-  void handlePowerSupplySlot();
-  void handleFanTraySlot(EntityMib::ParentIndex key);
-  void handleFanTraySlot();
   // Storage devices make no rows.
   void handleStorageDevices(EntityMib::ParentIndex key);
   void handleStorageDevices();
 
  private:
-  class ZefFixedSystem final : public Zef::Reactor<EntityMib::FixedSystem>, public Zef::Owned<FixedSystemSm> {
+  class ZefFixedSystem final
+      : public BoardReactor<ZefFixedSystem, SystemReactor<FixedSystemSm, EntityMib::FixedSystem>> {
    public:
-    using Owned::Owned;
-    // A slot's reactor comes before its row, and goes before it.
-    void onPowerSupplySlot(EntityMib::ParentIndex key) override;
-    void onFanTraySlot(EntityMib::ParentIndex key) override;
-    void onSensor(EntityMib::ParentIndex key) override;
-    void onPort(EntityMib::ParentIndex key) override;
-    void onXcvrSlot(EntityMib::ParentIndex key) override;
-    void onChip(EntityMib::ParentIndex key) override;
+    using BoardReactor::BoardReactor;
+    FixedSystemSm& boardHandlers() { return owner(); }
     void onStorageDevices(EntityMib::ParentIndex key) override;
   };
 

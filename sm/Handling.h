@@ -21,6 +21,7 @@ struct Handling {
   bool fruMirror;
   char const* removal;  // traced at removal, before the index; null where the role in the index is not known then
   std::array<Container, 4> containers = {};
+  bool ofXcvr = false;  // stands in a transceiver slot, on either kind of system
 };
 
 namespace handling {
@@ -44,6 +45,14 @@ inline constexpr Handling sensor{         "sensor",          true,  true,  true,
 inline constexpr Handling port{           "port",            true,  false, true,  false, nullptr};
 inline constexpr Handling xcvrSlot{       "xcvrSlot",        false, false, false, false, "XcvrSlot being deleted. Index:"};
 inline constexpr Handling chip{           "chip",            false, false, true,  false, "Chip being deleted. Index:"};
+inline constexpr Handling cardSlot{       "cardSlot",        false, false, false, false, "cardSlot Entity being deleted. Index:"};
+inline constexpr Handling card{           "card",            true,  false, true,  true,  "Card being deleted. Index:",
+                                          {{{"XcvrSlot", 3}, {"Sensor", 1}, {"Port", 2}, {"Chip", 4}}}};
+inline constexpr Handling cardPlane{      "cardPlane",       false, false, false, false, "Card Plane Entity being deleted. Index:"};
+inline constexpr Handling xcvr{           "xcvr",            true,  false, true,  true,  "Xcvr being Deleted. Index:", {}, true};
+inline constexpr Handling xcvrSensor{     "sensor",          true,  true,  true,  false, "Sensor inside xcvr being deleted. Index:", {}, true};
+inline constexpr Handling lane{           "lane",            false, false, true,  false, "Lane inside xcvr being deleted. Index:", {}, true};
+inline constexpr Handling laneSensor{     "sensor",          true,  true,  true,  false, "Sensor inside xcvr/lane being deleted. Index:", {}, true};
 // clang-format on
 
 }  // namespace handling

@@ -13,23 +13,45 @@ SystemSm::SystemSm(Root& root) : root_(root) {}
 
 // Rows.
 
-void SystemSm::handleObject(Handling const& handling, EntityMib::PhysicalEntity const* parent, ParentIndex key,
-                            Zef::Ptr<EntityMib::PhysicalEntity const> const& object) {
+namespace {
+
+// The role of a port is part of its index and went with it, so every role's place is swept.
+void removePort(Root& root, EntityMib::PhysicalEntity const* parent, ParentIndex key) {
+  for (char const* role : {"ethernet", "management", "test", "internal", ""}) {
+    U32 const index = root.constants()->helperIs()->physicalIndex(parent, handling::port.word, key.value(), role);
+    if (root.entityMib()->physicalEntity(index)) root.doRemoveEntity(index);
+  }
+}
+
+}  // namespace
+
+void handleObject(Root& root, SystemSm* system, Handling const& handling, EntityMib::PhysicalEntity const* parent,
+                  ParentIndex key, Zef::Ptr<EntityMib::PhysicalEntity const> const& object) {
   if (object) {
-    auto const row = root_.doAddEntity(object, handling.state, handling.sensor);
+    auto const row = root.doAddEntity(object, handling.state, handling.sensor);
     ORVANE_TRACE(9) << "ComponentName::" << row->componentName();
-    mirror(row, object, handling.hardwareMirror, handling.fruMirror);
+    if (system != nullptr) {
+      if (handling.ofXcvr) {
+        ORVANE_TRACE(9) << system->kindText();
+      }
+      system->mirror(row, object, handling.hardwareMirror, handling.fruMirror);
+    }
     for (Handling::Container const& container : handling.containers) {
       if (container.type == nullptr) break;
-      root_.doCreateVirtualContainer(object, container.type, ParentIndex(container.relPos));
+      root.doCreateVirtualContainer(object, container.type, ParentIndex(container.relPos));
     }
   } else if (handling.removal == nullptr) {
-    removePort(parent, key);
+    removePort(root, parent, key);
   } else {
-    U32 const index = root_.constants()->helperIs()->physicalIndex(parent, handling.word, key.value(), "");
+    U32 const index = root.constants()->helperIs()->physicalIndex(parent, handling.word, key.value(), "");
     ORVANE_TRACE(9) << handling.removal << index;
-    root_.doRemoveEntity(index);
+    root.doRemoveEntity(index);
   }
+}
+
+void SystemSm::handleObject(Handling const& handling, EntityMib::PhysicalEntity const* parent, ParentIndex key,
+                            Zef::Ptr<EntityMib::PhysicalEntity const> const& object) {
+  Orvane::handleObject(root_, this, handling, parent, key, object);
 }
 
 void SystemSm::mirror(Zef::Ptr<PhysicalEntity> const& row, Zef::Ptr<EntityMib::PhysicalEntity const> const& object,
@@ -39,14 +61,6 @@ void SystemSm::mirror(Zef::Ptr<PhysicalEntity> const& row, Zef::Ptr<EntityMib::P
     hardwareAttributesIs(nullptr, row->index(), row, Zef::dynamicCast<EntityMib::Hardware const>(object), root_);
   }
   if (fru) fruAttributesIs(nullptr, row->index(), row, Zef::dynamicCast<EntityMib::Fru const>(object), root_);
-}
-
-// The role of a port is part of its index and went with it, so every role's place is swept.
-void SystemSm::removePort(EntityMib::PhysicalEntity const* parent, ParentIndex key) {
-  for (char const* role : {"ethernet", "management", "test", "internal", ""}) {
-    U32 const index = root_.constants()->helperIs()->physicalIndex(parent, handling::port.word, key.value(), role);
-    if (root_.entityMib()->physicalEntity(index)) root_.doRemoveEntity(index);
-  }
 }
 
 void SystemSm::handleInitialized(char const* className, Zef::Ptr<EntityMib::Fru const> const& system) {

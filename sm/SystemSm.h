@@ -3,6 +3,7 @@
 #include "model/input/EntityMib.h"
 #include "sm/AttributesSm.h"
 #include "sm/Handling.h"
+#include "sm/Trace.h"
 
 namespace Orvane {
 
@@ -26,6 +27,14 @@ class FanReactor : public Zef::Reactor<EntityMib::Fan>,
   void handleSensor(EntityMib::ParentIndex key);
   void handleSensor();
 };
+
+class SystemSm;
+
+// One object of the tree, at the place that `parent` and `key` say (key 0: the one object of its kind there): adds its
+// rows, mirrors and containers when it is there, and removes the rows of its place when it is null. The mirrors are
+// kept in the system; without one there are none.
+void handleObject(Root& root, SystemSm* system, Handling const& handling, EntityMib::PhysicalEntity const* parent,
+                  EntityMib::ParentIndex key, Zef::Ptr<EntityMib::PhysicalEntity const> const& object);
 
 // What the reactors of a fixed system and of a chassis share: the mirrors of every row of their tree, and the reactors
 // that follow power supply slots and fan tray slots with what is in them.
@@ -109,6 +118,7 @@ class SystemSm : public Zef::StateMachine {
   Root& root() const { return root_; }
   // As errors name it: "Orvane::FixedSystemSm".
   virtual Zef::String8 classPath() const = 0;
+  virtual char const* kindText() const = 0;
 
   // Get or create a row's mirror; NameInUseException when it stands there with another input, row or root.
   Zef::Ptr<PhysicalAttributesSm> physicalAttributesIs(Zef::Ptr<Zef::ActivityConfig> const& activity, U32 index,
@@ -131,10 +141,11 @@ class SystemSm : public Zef::StateMachine {
   void fanTraySlotIs(Zef::Ptr<EntityMib::FanTraySlot const> const& slot);
   void fanTraySlotDel(EntityMib::ParentIndex key);
 
-  // One object of the tree, at the place that `parent` and `key` say (key 0: the one object of its kind there): adds
-  // its rows, mirrors and containers when it is there, and removes the rows of its place when it is null.
   void handleObject(Handling const& handling, EntityMib::PhysicalEntity const* parent, EntityMib::ParentIndex key,
                     Zef::Ptr<EntityMib::PhysicalEntity const> const& object);
+  // The mirrors of a new row; every object has the physical one.
+  void mirror(Zef::Ptr<PhysicalEntity> const& row, Zef::Ptr<EntityMib::PhysicalEntity const> const& object,
+              bool hardware, bool fru);
 
  protected:
   explicit SystemSm(Root& root);
@@ -143,16 +154,67 @@ class SystemSm : public Zef::StateMachine {
   void handleInitialized(char const* className, Zef::Ptr<EntityMib::Fru const> const& system);
 
  private:
-  void mirror(Zef::Ptr<PhysicalEntity> const& row, Zef::Ptr<EntityMib::PhysicalEntity const> const& object,
-              bool hardware, bool fru);
-  void removePort(EntityMib::PhysicalEntity const* parent, EntityMib::ParentIndex key);
-
   Root& root_;
   Mirrors<PhysicalAttributesSm> physicalAttributes_;
   Mirrors<HardwareAttributesSm> hardwareAttributes_;
   Mirrors<FruAttributesSm> fruAttributes_;
   Zef::Children<ZefPowerSupplySlot, EntityMib::ParentIndex, SystemSm> powerSupplySlot_{*this, "powerSupplySlot"};
   Zef::Children<ZefFanTraySlot, EntityMib::ParentIndex, SystemSm> fanTraySlot_{*this, "fanTraySlot"};
+};
+
+// The handlers of what every system has below it. Self is the system's reactor; observed() is its input, or null.
+template <class Self>
+class SystemHandlers {
+ public:
+  void handlePowerSupplySlot(EntityMib::ParentIndex key) {
+    ORVANE_ENTRY_OF(self(), key);
+    self().handleObject(handling::powerSupplySlot, self().observed(), key, self().observed()->powerSupplySlot(key));
+  }
+  void handleFanTraySlot(EntityMib::ParentIndex key) {
+    ORVANE_ENTRY_OF(self(), key);
+    self().handleObject(handling::fanTraySlot, self().observed(), key, self().observed()->fanTraySlot(key));
+  }
+
+  void handlePowerSupplySlot() {
+    ORVANE_ENTRY_OF(self());
+    if (auto const* system = self().observed())
+      walk(system->powerSupplySlotIteratorConst(), [this](EntityMib::ParentIndex key) { handlePowerSupplySlot(key); });
+  }
+  void handleFanTraySlot() {
+    ORVANE_ENTRY_OF(self());
+    if (auto const* system = self().observed())
+      walk(system->fanTraySlotIteratorConst(), [this](EntityMib::ParentIndex key) { handleFanTraySlot(key); });
+  }
+
+ private:
+  Self& self() { return static_cast<Self&>(*this); }
+};
+
+// The reactions to them. A slot's reactor comes before its row, and goes before it.
+template <class Sm, class System>
+class SystemReactor : public Zef::Reactor<System>, public Zef::Owned<Sm> {
+ public:
+  using Zef::Owned<Sm>::Owned;
+
+  void onPowerSupplySlot(EntityMib::ParentIndex key) override {
+    if (this->zefOnKey(System::powerSupplySlotAttr, key, &SystemReactor::onPowerSupplySlot)) return;
+    if (auto const slot = this->notifier()->powerSupplySlot(key)) {
+      this->owner().powerSupplySlotIs(slot);
+    } else {
+      this->owner().powerSupplySlotDel(key);
+    }
+    if (this->alive()) this->owner().handlePowerSupplySlot(key);
+  }
+
+  void onFanTraySlot(EntityMib::ParentIndex key) override {
+    if (this->zefOnKey(System::fanTraySlotAttr, key, &SystemReactor::onFanTraySlot)) return;
+    if (auto const slot = this->notifier()->fanTraySlot(key)) {
+      this->owner().fanTraySlotIs(slot);
+    } else {
+      this->owner().fanTraySlotDel(key);
+    }
+    if (this->alive()) this->owner().handleFanTraySlot(key);
+  }
 };
 
 }  // namespace Orvane

@@ -53,11 +53,13 @@ std::string contents(std::filesystem::path const& path) {
 }  // namespace
 
 FilePublisher::FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, Zef::Ptr<Zef::Dir> inputs,
-                             EntityTypes const& types, std::filesystem::path file, Log log)
+                             EntityTypes const& types, std::filesystem::path file, Log log,
+                             std::function<void()> published)
     : inputs_(std::move(inputs)),
       types_(types),
       file_(std::move(file)),
       log_(std::move(log)),
+      published_(std::move(published)),
       watch_(
           loop, clock, file_, [this] { read(); }, log_) {
   read();
@@ -72,6 +74,7 @@ void FilePublisher::read() {
     return;
   }
   Vorlin::merge(*inputs_, *wanted);
+  published_();
   log_(Severity::info, "took " + file_.string());
 }
 

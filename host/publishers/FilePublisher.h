@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 
 #include "host/publishers/FileWatch.h"
 #include "host/publishers/Inventory.h"
@@ -11,9 +12,10 @@ namespace Host {
 // with the place and the reason in the log, and what was published before stays.
 class FilePublisher {
  public:
-  // `inputs` is the live directory of the inputs, of the types that `types` gives.
+  // `inputs` is the live directory of the inputs, of the types that `types` gives; `published` is called behind each
+  // version that was taken.
   FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, Zef::Ptr<Zef::Dir> inputs, EntityTypes const& types,
-                std::filesystem::path file, Log log);
+                std::filesystem::path file, Log log, std::function<void()> published);
 
   std::filesystem::path const& file() const { return file_; }
   // Reads the file now, changed or not.
@@ -24,6 +26,7 @@ class FilePublisher {
   EntityTypes const& types_;
   std::filesystem::path file_;
   Log log_;
+  std::function<void()> published_;
   FileWatch watch_;
 };
 

@@ -47,7 +47,8 @@ struct Publisher : testing::Test {
   void publish() {
     publisher = std::make_unique<Host::FilePublisher>(
         loop, clock, live, Host::inputTypes(), file,
-        [this](Host::Severity severity, std::string const& line) { log.emplace_back(severity, line); });
+        [this](Host::Severity severity, std::string const& line) { log.emplace_back(severity, line); },
+        [this] { ++published; });
   }
   // Lets the loop turn for so long, in steps short enough for every timer.
   void pass(double seconds) {
@@ -83,6 +84,7 @@ struct Publisher : testing::Test {
   Zef::Ptr<Zef::Dir> const live = read("{}");
   std::vector<std::pair<Host::Severity, std::string>> log;
   std::unique_ptr<Host::FilePublisher> publisher;
+  int published = 0;
 };
 
 TEST_F(Publisher, FollowsEveryWayToSaveAFile) {

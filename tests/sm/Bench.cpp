@@ -2,11 +2,93 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
+#include <set>
 #include <sstream>
+
+#include "platform/agent/Config.h"
+#include "platform/agent/TrapManager.h"
+#include "runtime/Trace.h"
 
 namespace Orvane {
 
 using EntityMib::ParentIndex;
+
+namespace {
+
+char const* const names[] = {"entConfigChange", "entStateOperEnabled", "entStateOperDisabled", "kelvraEntSensorAlarm"};
+
+std::string oidText(oid const* name, std::size_t length) {
+  std::string text;
+  for (std::size_t at = 0; at < length; ++at) text += (at == 0 ? "" : ".") + std::to_string(name[at]);
+  return text;
+}
+
+std::string valueText(variable_list const& varbind) {
+  switch (varbind.type) {
+    case ASN_INTEGER:
+      return std::to_string(*varbind.val.integer);
+    case ASN_OBJECT_ID:
+      return oidText(varbind.val.objid, varbind.val_len / sizeof(oid));
+    default:
+      return std::string(reinterpret_cast<char const*>(varbind.val.string), varbind.val_len);
+  }
+}
+
+std::string nameOf(std::string const& identity) {
+  static std::map<std::string, std::string> const identities{{"1.3.6.1.2.1.47.2.0.1", names[0]},
+                                                             {"1.3.6.1.2.1.131.0.1", names[1]},
+                                                             {"1.3.6.1.2.1.131.0.2", names[2]},
+                                                             {"1.3.6.1.4.1.59871.3.12.0.1", names[3]}};
+  auto const found = identities.find(identity);
+  return found == identities.end() ? identity : found->second;
+}
+
+}  // namespace
+
+Notifications::Notifications(SteppedTime const& time) {
+  for (char const* name : names) Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name)->reasonIs("");
+  Snmp::TrapManager::senderIs([this, &time](variable_list const* list) {
+    Sent sent{nameOf(valueText(*list)), 0, {}, time.now()};
+    for (auto const* at = list->next_variable; at != nullptr; at = at->next_variable) {
+      sent.index = static_cast<U32>(at->name[at->name_length - 1]);
+      sent.varbinds.push_back(oidText(at->name, at->name_length) + " " + std::to_string(at->type) + " " +
+                              valueText(*at));
+    }
+    sent_.push_back(sent);
+  });
+}
+
+Notifications::~Notifications() { Snmp::TrapManager::senderIs(nullptr); }
+
+Tracing::Tracing(U32 levels) {
+  Zef::TraceHandle::levelsIs("Orvane", levels);
+  Zef::traceSinkIs([this](unsigned /*level*/, std::string const& line) { lines_.push_back(line); });
+}
+
+Tracing::~Tracing() {
+  Zef::traceSinkIs(nullptr);
+  Zef::TraceHandle::levelsIs("Orvane", 0);
+}
+
+void Bench::pass(double seconds) {
+  auto const clock = Zef::processClock();
+  double const end = time.now() + seconds;
+  for (;;) {
+    double const due = clock->timeMin();
+    if (due > end) break;
+    if (due > time.now()) time.step(due - time.now());
+    clock->run();
+  }
+  time.step(end - time.now());
+}
+
+std::string Bench::stateOf(U32 index) const {
+  auto const state = stateMib->stateEntity(index);
+  if (!state) return "none";
+  return std::to_string(state->operState()) + "," + std::to_string(state->adminState()) + " at " +
+         std::to_string(static_cast<long>(state->lastChanged() - 1.0e9));
+}
 
 void Bench::start() {
   auto const set = [&](char const* attribute, Zef::Ptr<Zef::Entity> const& entity) {
@@ -16,6 +98,16 @@ void Bench::start() {
   set("sensorMib", sensorMib);
   set("stateMib", stateMib);
   set("status", status);
+  set("xcvrStatusDir", xcvrStatusDir);
+  set("xcvrConfigDir", xcvrConfigDir);
+  set("intfStatusDir", intfStatusDir);
+  set("intfConfigDir", intfConfigDir);
+  set("coolingStatus", coolingStatus);
+  set("powerStatus", powerStatus);
+  set("powerConfig", powerConfig);
+  set("tempStatus", tempStatus);
+  set("tempConfig", tempConfig);
+  set("cardStatus", cardStatus);
   root->handleInitialized();
 }
 
@@ -95,8 +187,14 @@ std::vector<std::string> Bench::disagreements() const {
     if (at->containedIn() != 0 && !entityMib->physicalEntity(at->containedIn())) complain("orphan row", at->index());
     if (!at->phyAttr()) continue;
     ++named;
-    auto const entry = root->component(at->componentName());
+    bool const isXcvr = at->tag() == "Xcvr";
+    auto const entry = isXcvr ? root->xcvr(at->alias().empty() ? at->componentName() : at->alias())
+                       : at->zefTypeName() == "Card"
+                           ? root->card(root->constants()->cardNameFromComponentName(at.ptr()))
+                           : root->component(at->componentName());
     if (!entry || entry->entity() != at.ptr()) complain("row without its name", at->index());
+    if ((at->zefTypeName() == "XcvrSlot") != static_cast<bool>(root->xcvrSlotSm(EntityMib::PhysicalIndex(at->index()))))
+      complain("slot without its reactor", at->index());
   }
   std::set<std::pair<U32, U32>> have;
   for (auto at = entityMib->containsIteratorConst(); at; ++at) have.emplace(at->containerIndex(), at->containeeIndex());
@@ -105,6 +203,15 @@ std::vector<std::string> Bench::disagreements() const {
     complain("names", root->componentCount());
   for (auto at = stateMib->stateEntityIteratorConst(); at; ++at) {
     if (!entityMib->physicalEntity(at->index())) complain("state row alone", at->index());
+  }
+  for (auto at = sensorMib->thresholdEntityIteratorConst(); at; ++at) {
+    if (sensorMib->sensorEntity(at.key()) != at.ptr()) complain("threshold row alone", at.key());
+  }
+  for (auto at = root->pendingStateTrapIteratorConst(); at; ++at) {
+    auto const same = [&](auto const& other) { return other.index() == at->index(); };
+    unsigned count = 0;
+    for (auto other = root->pendingStateTrapIteratorConst(); other; ++other) count += same(*other);
+    if (count != 1) complain("two notifications of one row", at->index());
   }
   for (auto at = sensorMib->sensorEntityIteratorConst(); at; ++at) {
     if (!entityMib->physicalEntity(at->index())) complain("sensor row alone", at->index());

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "model/Constants.h"
@@ -28,13 +28,56 @@ class SteppedTime final : public Zef::TimeSource {
   double now_ = 1000.0;
 };
 
-// A projection on a bench: the model entities, an inventory to publish into, and Root over both.
+// A notification as it was handed to the agent: its name, the index of its row (0 for none), and all its varbinds but
+// the first in words: "OID type value".
+struct Sent {
+  std::string name;
+  U32 index;
+  std::vector<std::string> varbinds;
+  double time;
+};
+
+// Takes the agent's place as the receiver of notifications, with all of them enabled.
+class Notifications {
+ public:
+  explicit Notifications(SteppedTime const& time);
+  ~Notifications();
+  // What has come since the last call.
+  std::vector<Sent> take() { return std::exchange(sent_, {}); }
+
+ private:
+  std::vector<Sent> sent_;
+};
+
+// Trace lines of the projection up to a level while it lives, without where they come from.
+class Tracing {
+ public:
+  explicit Tracing(U32 levels);
+  ~Tracing();
+  std::vector<std::string> take() { return std::exchange(lines_, {}); }
+
+ private:
+  std::vector<std::string> lines_;
+};
+
+// A projection on a bench: the model entities, the inputs to publish into, and Root over both.
 struct Bench {
   SteppedTime time;
+  Notifications notifications{time};
   Zef::Ptr<OrvaneEntityMib> entityMib = orvaneEntityMibFactory("entitymib");
   Zef::Ptr<OrvaneSensorMib> sensorMib = orvaneSensorMibFactory("entitysensormib");
   Zef::Ptr<OrvaneStateMib> stateMib = orvaneStateMibFactory("entitystatemib");
   Zef::Ptr<EntityMib::Status> status = Zef::make<EntityMib::Status>("status");
+  Zef::Ptr<Xcvr::AllStatusDir> xcvrStatusDir = Zef::make<Xcvr::AllStatusDir>("xcvrStatusDir");
+  Zef::Ptr<Xcvr::AllConfigDir> xcvrConfigDir = Zef::make<Xcvr::AllConfigDir>("xcvrConfigDir");
+  Zef::Ptr<Interface::AllIntfStatusDir> intfStatusDir = Zef::make<Interface::AllIntfStatusDir>("intfStatusDir");
+  Zef::Ptr<Interface::AllIntfConfigDir> intfConfigDir = Zef::make<Interface::AllIntfConfigDir>("intfConfigDir");
+  Zef::Ptr<Environment::Cooling::Status> coolingStatus = Zef::make<Environment::Cooling::Status>("coolingStatus");
+  Zef::Ptr<Environment::Power::Status> powerStatus = Zef::make<Environment::Power::Status>("powerStatus");
+  Zef::Ptr<Environment::Power::Config> powerConfig = Zef::make<Environment::Power::Config>("powerConfig");
+  Zef::Ptr<Environment::Temperature::Status> tempStatus = Zef::make<Environment::Temperature::Status>("tempStatus");
+  Zef::Ptr<Environment::Temperature::Config> tempConfig = Zef::make<Environment::Temperature::Config>("tempConfig");
+  Zef::Ptr<Hardware::Card::Status> cardStatus = Zef::make<Hardware::Card::Status>("cardStatus");
   Zef::Ptr<Root> root = rootFactory("orvane");
 
   // As the bootstrap does it: the inputs by attribute name, and then the start.
@@ -44,6 +87,11 @@ struct Bench {
   FixedSystemSm& systemSm() const { return *root->entitySm()->fixedSystemSm(); }
   // A system that stands whole before anyone hears of it.
   void publishSystem();
+
+  // Lets time pass as the agent's loop does: moves to each moment at which a timer is due, and runs the clock.
+  void pass(double seconds);
+  // entStateOper, entStateAdmin of a row, and when it last changed.
+  std::string stateOf(U32 index) const;
 
   // Whether the last step changed the configuration; forgets it.
   bool configurationChanged();

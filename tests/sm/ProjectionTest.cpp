@@ -280,17 +280,15 @@ TEST_F(Projection, RenamesTheRowOfAChangedLabel) {
   EXPECT_EQ(bench.root->component("Ethernet49")->entity()->index(), 200001U);
 }
 
-// Transceivers are known by their alias, or by their name while they have none. Their own reactor is not part of this
-// picture: the row and its mirrors are made by hand.
+// Transceivers are known by their alias, or by their name while they have none.
 TEST_F(Projection, KeysATransceiverByItsAlias) {
   auto const slot = bench.system().xcvrSlot(ParentIndex(1));
   auto const xcvr = Zef::make<EntityMib::Xcvr>("xcvr");
   xcvr->tagIs("Xcvr");
   xcvr->labelIs("1");
   slot->xcvrIs(xcvr);
-  auto const row = bench.root->doAddEntity(xcvr, true, false);
-  bench.systemSm().physicalAttributesIs(nullptr, row->index(), row, xcvr, *bench.root);
-  bench.systemSm().fruAttributesIs(nullptr, row->index(), row, xcvr, *bench.root);
+  auto const row = bench.entityMib->physicalEntity(xcvr->physicalIndex().value());
+  ASSERT_TRUE(row);
   auto const keys = [&] {
     std::vector<std::string> found;
     for (auto at = bench.root->xcvrIteratorConst(); at; ++at) found.emplace_back(at->identifier().view());
@@ -310,7 +308,8 @@ TEST_F(Projection, KeysATransceiverByItsAlias) {
   xcvr->aliasIs("Ethernet9");
   EXPECT_THAT(keys(), IsEmpty());
   EXPECT_EQ(row->alias(), "Ethernet9");
-  bench.root->doRemoveEntity(row->index());
+  slot->xcvrIs(nullptr);
+  EXPECT_FALSE(bench.entityMib->physicalEntity(row->index()));
 }
 
 // Arbitrary changes, one or several to a batch: after each batch the tables are those of a projection made afresh.

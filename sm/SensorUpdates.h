@@ -1,0 +1,29 @@
+#pragma once
+
+#include <array>
+
+#include "sm/Root.h"
+
+namespace Orvane {
+
+// The kinds of sensor: their class and what binds them follow from the tag.
+struct SensorKind {
+  char const* tag;
+  Zef::Ptr<Sensor> (*create)(U32 index);
+  // Binds a sensor to its status record; the argument is a component name.
+  void (Root::*update)(Zef::String8 name);
+  // Whether a new row enters the set of sensors with thresholds, and what the trace ring tells then; null: it never
+  // does.
+  bool (*thresholdTest)(Sensor const& sensor);
+  char const* record;
+};
+
+bool hasThreshold(Sensor const& sensor);
+
+// Null for a tag that is no sensor's.
+SensorKind const* sensorKindOf(Zef::String8 const& tag);
+
+// Binds the sensor of a row. A fan's sensor is bound by the name of the fan that holds it, when there is one.
+void updateSensor(Root& root, SensorKind const& kind, PhysicalEntity const& row, Zef::String8 const& name);
+
+}  // namespace Orvane
