@@ -33,7 +33,7 @@ OPTIONS = {
     'lazy': (),
     'reactor': ('args',),
     'reactors': ('key', 'args'),
-    'queue': (),
+    'queue': ('by',),
     'function': ('args', 'returns', 'mutates'),
 }
 
@@ -321,10 +321,11 @@ class Loader:
         type_text = entry.string('returns' if form == 'function' else form)
         doc = entry.string('doc', '')
         options = OPTIONS[form]
-        flags = {flag: entry.flag(flag) for flag in options if flag not in ('default', 'key', 'of', 'args', 'returns')}
+        flags = {flag: entry.flag(flag) for flag in options if flag not in ('default', 'key', 'of', 'by', 'args', 'returns')}
         key_text = entry.string('key') if 'key' in options else None
         args = self.parameters(entry, class_, what) if 'args' in options else []
         of = entry.string('of', '') if 'of' in options else ''
+        by = entry.string('by') if 'by' in options else None
         default = entry.take('default', Scalar) if 'default' in options else None
         entry.done(f'{what} of the form `{form}`')
         use = None if type_text is None else self.use(type_text, entry, class_.namespace, class_)
@@ -349,6 +350,9 @@ class Loader:
                 entry.fail(f'{what}: `{key_text}` is no type of key')
         if attribute.form == 'queue':
             attribute.key = Use(BUILTINS['U32'])
+            attribute.by = attribute.use.type.find(by) if by else None
+            if by and not (attribute.by and attribute.by.fixed and attribute.by.use.type.is_key):
+                entry.fail(f'{what}: `{by}` is no fixed attribute of `{attribute.use.type.qualified}` that can be a key')
         elif attribute.is_collection and attribute.form != 'reactors':
             self.check_member(attribute, entry, what)
         return attribute

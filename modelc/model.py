@@ -179,6 +179,7 @@ class Attribute:
     override: bool = False
     computed: bool = False  # the reader is written by hand
     of: str = ''           # the reader gives a part of another attribute
+    by: 'Attribute' = None  # by which a member of a queue is found
     given: bool = False    # the collection takes existing objects in
     changed: bool = False  # a hand-written handler runs before anyone is told
     args: list = field(default_factory=list)  # of a function, or of the hand-written operation that makes a reactor
@@ -250,7 +251,7 @@ class Attribute:
             names |= {f'{self.name}{end}' for end in ('Is', 'Del', 'DelAll', 'Notify', 'Count', 'Iterator', 'IteratorConst')}
             names |= {f'new{self.cap}', f'{self.cap}Iterator', f'{self.cap}IteratorConst'}
         if self.form == 'queue':
-            names |= {f'{self.name}Enq', f'{self.name}Deq'}
+            names |= {f'{self.name}Enq', f'{self.name}Deq', f'{self.name}By'}
         if self.form == 'metadata':
             names.add(self.cap)
         if self.is_made:
@@ -263,6 +264,7 @@ class Attribute:
         """The attribute's form in the list of types."""
         if self.form in ('hash', 'tree', 'map', 'reactors', 'queue'):
             text = f'{self.form} of {self.use.type.qualified} by {self.key.type.qualified}'
+            text += f', found by {self.by.name}' if self.by else ''
         elif self.form in ('metadata', 'function'):
             return self.form
         elif self.form == 'value':

@@ -45,6 +45,7 @@ class Config : public Zef::PtrInterface {
   // Null for a group that is not registered.
   Zef::Ptr<NotificationConfig> notificationConfig(Zef::String8 const& group) const;
   Zef::Ptr<NotificationConfig> notificationConfigIs(Zef::String8 const& group);
+  void notificationConfigDel(Zef::String8 const& group) { groups_.erase(group); }
   // What is not registered is not sent.
   NotificationStatus notificationStatus(Zef::String8 const& group, Zef::String8 const& notification) const;
 

@@ -86,6 +86,12 @@ FAULTS = [
     ('a key that can change', '  Lamp:\n    key: watts\n    attributes:\n      watts: U32', 4, 'must be an attribute that is `fixed`'),
     ('a part of nothing', LAMP + '      half: {type: U32, of: whole}', 6, '`Lamp` has no attribute `whole` above it'),
     ('a default of no base', LAMP + '  Spot:\n    base: Lamp\n    defaults: {lumen: 7}', 8, '`lumen` is no attribute'),
+    ('a queue of values', LAMP + '      waiting: {queue: U32}', 6, 'members of a collection are entities or records'),
+    ('a queue in a record', LAMP + '  Order:\n    kind: record\n    attributes:\n      waiting: {queue: Lamp}', 9,
+     'a record has no `queue`'),
+    ('a queue by what can change', LAMP + '      order: {queue: Lamp, by: watts}', 6, '`watts` is no fixed attribute of `Shop::Lamp`'),
+    ('the name of a queue\'s indexes', LAMP + '      orderMetadata: U32\n      order: {queue: Lamp}', 7,
+     '`orderMetadata` is declared already'),
     ('a function that is none', LAMP + '      blink: {function: false}', 6, '`function` is true or not there'),
 ]
 
@@ -111,6 +117,7 @@ types:
       lamp: {hash: Lamp, key: Zef::Name}
       spot: {entity: Spot}
       sign: Ptr<Lamp const>
+      order: {queue: Lamp, doc: 'first come, first served'}
       open: {function: true, mutates: true, args: {hours: U32, by: Zef::String8}, returns: bool}
 '''
 
@@ -145,6 +152,17 @@ class Spot::NotifieeConst : public Zef::NotifieeOf<Spot, Lamp::NotifieeConst> {
 class Shop : public Zef::Entity {
   Zef::Ptr<Lamp> lampIs(Zef::Name const& key);
   bool open(U32 hours, Zef::String8 by);
+'''
+# Of the queue, apart from the rest: its parts stand in several places.
+SHOP_QUEUE = '''\
+  static constexpr Zef::AttributeId orderMetadataAttr = 261;
+  static constexpr Zef::AttributeId orderAttr = 262;
+  class ZefOrder : public Zef::QueueEntry<ZefOrder, Lamp> {
+  OrderMetadata const& orderMetadata() const { return order_.metadata(); }
+  Zef::Ptr<Lamp> order(U32 key) const;
+  void orderEnq(Zef::Ptr<Lamp> const& order);
+  Zef::Ptr<Lamp> orderDeq();
+  Zef::LinkQueue<ZefOrder> order_;
 '''
 SHOP_SOURCE = '''\
 void Lamp::stateIs(Lamp::State state) {
@@ -206,10 +224,11 @@ class ModelTest(unittest.TestCase):
         self.write('Shop.yaml', SHOP)
         self.compile('Shop.yaml')
         header = self.read('out/Shop.h')
-        at = 0
-        for line in SHOP_HEADER.splitlines():
-            at = header.find(line + '\n', at)
-            self.assertGreaterEqual(at, 0, f'{line!r} is missing, or not in its place, in:\n{header}')
+        for excerpts in (SHOP_HEADER, SHOP_QUEUE):
+            at = 0
+            for line in excerpts.splitlines():
+                at = header.find(line + '\n', at)
+                self.assertGreaterEqual(at, 0, f'{line!r} is missing, or not in its place, in:\n{header}')
         self.assertIn(SHOP_SOURCE, self.read('out/Shop.cpp'))
         for text in (header, self.read('out/Shop.cpp')):
             self.assertLessEqual(max(map(len, text.splitlines())), 120)

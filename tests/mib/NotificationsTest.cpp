@@ -1,0 +1,125 @@
+// What the notifications look like on the wire.
+
+#include "mib/Notifications.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "platform/agent/Config.h"
+#include "platform/agent/TrapManager.h"
+#include "tests/mib/Agent.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+char const* const names[] = {"entConfigChange", "entStateOperEnabled", "entStateOperDisabled", "kelvraEntSensorAlarm"};
+
+class Notifications : public testing::Test {
+ protected:
+  Notifications() {
+    for (char const* name : names) notification(name);
+    Snmp::TrapManager::senderIs([this](variable_list const* list) {
+      for (; list != nullptr; list = list->next_variable) {
+        bool const number = list->type == ASN_INTEGER;
+        bool const identity = list->type == ASN_OBJECT_ID;
+        varbinds.push_back({Oid(list->name, list->name + list->name_length), list->type,
+                            number     ? std::to_string(*list->val.integer)
+                            : identity ? text(Oid(list->val.objid, list->val.objid + list->val_len / sizeof(oid)))
+                                       : std::string(reinterpret_cast<char const*>(list->val.string), list->val_len)});
+      }
+    });
+  }
+  ~Notifications() override { Snmp::TrapManager::senderIs(nullptr); }
+
+  static Zef::Ptr<Snmp::Notification> notification(char const* name) {
+    return Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
+  }
+  static Answer identity(char const* oidText) { return {{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0}, ASN_OBJECT_ID, oidText}; }
+
+  std::vector<Answer> varbinds;
+};
+
+TEST_F(Notifications, CarryTheirVarbindsInOrder) {
+  Oid const descr = {1, 3, 6, 1, 2, 1, 47, 1, 1, 1, 1, 2, 1000};
+  Oid const admin = {1, 3, 6, 1, 2, 1, 131, 1, 1, 1, 2, 1000};
+  Oid const alarm = {1, 3, 6, 1, 2, 1, 131, 1, 1, 1, 5, 1000};
+  Oid const value = {1, 3, 6, 1, 2, 1, 99, 1, 1, 1, 4, 1000};
+  struct {
+    std::function<int()> notify;
+    std::vector<Answer> varbinds;
+  } const cases[] = {
+      {[] { return Snmp::entConfigChangeNotify(); }, {identity("1.3.6.1.2.1.47.2.0.1")}},
+      // 128 of 0x180: the low byte of an alarm status
+      {[] { return Snmp::entStateOperEnabledNotify(4, 0x180, "Fan 1", 1000); },
+       {identity("1.3.6.1.2.1.131.0.1"),
+        {admin, ASN_INTEGER, "4"},
+        {alarm, ASN_OCTET_STR, "\x80"},
+        {descr, ASN_OCTET_STR, "Fan 1"}}},
+      {[] { return Snmp::entStateOperDisabledNotify(2, 32, "", 1000); },
+       {identity("1.3.6.1.2.1.131.0.2"),
+        {admin, ASN_INTEGER, "2"},
+        {alarm, ASN_OCTET_STR, " "},
+        {descr, ASN_OCTET_STR, ""}}},
+      {[] { return Snmp::kelvraEntSensorAlarmNotify("Inlet", static_cast<U32>(-50), 4, 1000); },
+       {identity("1.3.6.1.4.1.59871.3.12.0.1"),
+        {descr, ASN_OCTET_STR, "Inlet"},
+        {value, ASN_INTEGER, "-50"},
+        {alarm, ASN_OCTET_STR, "\x04"}}},
+      {[] { return Snmp::kelvraEntSensorAlarmNotify(std::string(300, 'x').c_str(), 1, 0, 1000); },
+       {identity("1.3.6.1.4.1.59871.3.12.0.1"),
+        {descr, ASN_OCTET_STR, std::string(255, 'x')},
+        {value, ASN_INTEGER, "1"},
+        {alarm, ASN_OCTET_STR, std::string(1, '\0')}}},
+  };
+  for (auto const& [notify, expected] : cases) {
+    varbinds.clear();
+    EXPECT_EQ(notify(), 0);
+    EXPECT_EQ(varbinds, expected);
+  }
+}
+
+TEST_F(Notifications, ADisabledOneIsNotBuilt) {
+  notification("entConfigChange")->reasonIs("because");
+  Tracing tracing;
+  EXPECT_EQ(Snmp::entConfigChangeNotify(), 0);
+  EXPECT_THAT(varbinds, IsEmpty());
+  EXPECT_THAT(tracing.lines(),
+              ElementsAre(TraceLine{4, "entConfigChange notification not sent. notificationStatus returned because"}));
+  notification("entConfigChange")->reasonIs("");
+  Snmp::entConfigChangeNotify();
+  EXPECT_EQ(varbinds.size(), 1U);
+  EXPECT_EQ(tracing.lines().back(), (TraceLine{4, "Adding entConfigChange notification to trap queue"}));
+}
+
+using NotificationsDeathTest = Notifications;
+
+// In a process of its own each time, where nothing is registered.
+TEST_F(NotificationsDeathTest, OneThatIsNotRegisteredIsAProgramError) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_DEATH(
+      {
+        Snmp::theConfig()->notificationConfigDel("entity");
+        Snmp::entConfigChangeNotify();
+      },
+      "You need to register entity traps from your VorlinPlugin");
+  EXPECT_DEATH(
+      {
+        Snmp::theConfig()->notificationConfigDel("entity");
+        notification("entConfigChange");
+        Snmp::kelvraEntSensorAlarmNotify("", 0, 0, 1);
+      },
+      "You need to register kelvraEntSensorAlarm traps from your VorlinPlugin");
+}
+
+TEST_F(Notifications, WhatIsNotRegisteredIsNotSent) {
+  Snmp::NotificationStatus const status = SnmpUtil::getSnmpConfig()->notificationStatus("entity", "other");
+  EXPECT_FALSE(status.enabled);
+  EXPECT_EQ(status.reason(), "entity/other is not registered");
+}
+
+}  // namespace
