@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "mib/BulkRepeat.h"
 #include "mib/Trace.h"
 #include "platform/agent/Conversion.h"
 #include "platform/agent/SnmpUtil.h"
@@ -138,6 +139,7 @@ class Table {
 
     int const result = netsnmp_register_table_iterator(registration, iterator);
     ZEF_ASSERT(result == 0);
+    netsnmp_inject_handler(registration, bulkRepeatHandler());
     // At the head of the chain: iterator and handler run once for each varbind, so that each has the hint of its own
     // row.
     int const injected = netsnmp_inject_handler(registration, netsnmp_get_serialize_handler());

@@ -1,5 +1,7 @@
 #include "tests/mib/Agent.h"
 
+#include <net-snmp/agent/agent_callbacks.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -79,6 +81,22 @@ Agent::Agent(Zef::Ptr<Zef::Dir> const& systemRoot) {
   session_->community_len = 4;
   session_->flags |= SNMP_FLAGS_RESP_CALLBACK | SNMP_FLAGS_DONT_PROBE;
   session_->myvoid = reinterpret_cast<void*>(&netsnmp_check_outstanding_agent_requests);
+  for (int const question :
+       {SNMPD_CALLBACK_ACM_CHECK_INITIAL, SNMPD_CALLBACK_ACM_CHECK, SNMPD_CALLBACK_ACM_CHECK_SUBTREE}) {
+    snmp_register_callback(SNMP_CALLBACK_APPLICATION, question, checkView, this);
+  }
+}
+
+int Agent::checkView(int /*major*/, int /*minor*/, void* question, void* agent) {
+  auto& asked = *static_cast<view_parameters*>(question);
+  Oid const& hidden = static_cast<Agent const*>(agent)->hidden_;
+  Oid const name(asked.name, asked.name + asked.namelen);
+  if (name == hidden || isBelow(name, hidden)) {
+    asked.errorcode = VACM_NOTINVIEW;
+  } else {
+    asked.errorcode = asked.check_subtree != 0 && isBelow(hidden, name) ? VACM_SUBTREE_UNKNOWN : VACM_SUCCESS;
+  }
+  return SNMP_ERR_NOERROR;
 }
 
 Response Agent::request(int command, std::vector<Oid> const& names) {
@@ -102,7 +120,7 @@ Response Agent::set(Oid const& name, u_char type, std::string const& value) {
 }
 
 Response Agent::send(netsnmp_pdu* pdu) {
-  pdu->flags |= UCD_MSG_FLAG_ALWAYS_IN_VIEW;
+  if (hidden_.empty()) pdu->flags |= UCD_MSG_FLAG_ALWAYS_IN_VIEW;
   netsnmp_pdu* answer = nullptr;
   int const status = snmp_synch_response(session_, pdu, &answer);
   if (status != STAT_SUCCESS || answer == nullptr) {

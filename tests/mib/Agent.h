@@ -65,13 +65,18 @@ class Agent {
   Response set(Oid const& name, u_char type, std::string const& value);
   // The GETNEXT chain below an OID. Ends with the first name that does not ascend, too, so that a test shows it.
   std::vector<Answer> walk(Oid const& root);
+  // What lies at or below a name is out of the manager's view. An empty name hides nothing.
+  void hiddenIs(Oid const& name) { hidden_ = name; }
 
   static netsnmp_handler_registration& registration(Oid const& root);
 
  private:
   Response request(int command, std::vector<Oid> const& names);
   Response send(netsnmp_pdu* pdu);
+  // The agent's question whether a name is in view, or all that lies below it is.
+  static int checkView(int major, int minor, void* question, void* agent);
   netsnmp_session* session_;
+  Oid hidden_;
 };
 
 // The model entities at their places, for all tests of the process.

@@ -283,6 +283,10 @@ TEST_F(Columns, ValuesWithoutAWireForm) {
   EXPECT_THAT(
       tracing.handlerLines("entStateTable"),
       testing::Contains(TraceLine{2, "handle_entStateTable - SecondsToAsnDateAndTime failed for: lastChanged"}));
+  models.stateMib->stateEntityIs(2);
+  auto const response = agent.bulk({stateEntry + Oid{1}}, 5);
+  EXPECT_EQ(response.error, SNMP_ERR_GENERR);
+  EXPECT_EQ(response.errorIndex, 1);
 }
 
 // A reader that throws is this process's trouble, not the agent's.

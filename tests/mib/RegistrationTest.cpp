@@ -48,7 +48,7 @@ TEST(Registration, TablesAndTheScalar) {
     for (auto const* handler = registration.handler; handler != nullptr; handler = handler->next) {
       chain.emplace_back(handler->handler_name);
     }
-    EXPECT_THAT(chain, ElementsAre("serialize", "bulk_to_next", "table", "table_iterator", name));
+    EXPECT_THAT(chain, ElementsAre("serialize", "bulk_repeat", "bulk_to_next", "table", "table_iterator", name));
   }
   auto const& scalar = Agent::registration(lastChangeTime + Oid{0});
   EXPECT_STREQ(scalar.handlerName, "entLastChangeTime");

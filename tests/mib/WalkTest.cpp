@@ -9,6 +9,12 @@
 
 namespace {
 
+std::vector<Oid> names(std::vector<Answer> const& answers) {
+  std::vector<Oid> result;
+  for (auto const& answer : answers) result.push_back(answer.name);
+  return result;
+}
+
 class Walk : public testing::TestWithParam<TableCase> {
  protected:
   void SetUp() override {
@@ -26,10 +32,10 @@ class Walk : public testing::TestWithParam<TableCase> {
   }
   // What a walk of one column gives from a name on.
   std::vector<Oid> rest(Oid at) {
-    std::vector<Oid> names;
+    std::vector<Oid> result;
     Oid const column = table.instance(table.columns[0], {});
-    while (isBelow(at = next(at), column)) names.push_back(at);
-    return names;
+    while (isBelow(at = next(at), column)) result.push_back(at);
+    return result;
   }
   Oid instance(std::size_t row) const { return table.instance(table.columns[0], table.indexes()[row]); }
 
@@ -46,9 +52,7 @@ TEST_P(Walk, EveryInstanceOnceInOrderAndAsGetAnswersIt) {
     for (auto const& index : table.indexes()) expected.push_back(table.instance(column, index));
   }
   auto const answers = agent.walk(table.root);
-  std::vector<Oid> names;
-  for (auto const& answer : answers) names.push_back(answer.name);
-  EXPECT_EQ(names, expected);
+  EXPECT_EQ(names(answers), expected);
 
   auto const got = agent.get(expected);
   EXPECT_EQ(got.error, SNMP_ERR_NOERROR);
@@ -147,9 +151,9 @@ TEST_P(Walk, RowsComeAndGoInMidWalk) {
     for (auto const& index : table.indexes()) table.add(index);
     ASSERT_EQ(next(next(table.root)), instance(1));
     change();
-    std::vector<Oid> names;
-    for (std::size_t const row : expected) names.push_back(instance(row));
-    EXPECT_EQ(rest(instance(1)), names) << what;
+    std::vector<Oid> following;
+    for (std::size_t const row : expected) following.push_back(instance(row));
+    EXPECT_EQ(rest(instance(1)), following) << what;
   }
   for (auto const& index : table.indexes()) table.add(index);
   Oid const ahead = table.hole(3);
@@ -159,18 +163,51 @@ TEST_P(Walk, RowsComeAndGoInMidWalk) {
 }
 
 TEST_P(Walk, ManyNamesInOneRequest) {
-  std::vector<Oid> names;
-  for (oid const column : table.columns) names.push_back(table.instance(column, table.indexes()[1]));
-  names.push_back(table.instance(table.columns[0], table.hole(2)));
-  names.insert(names.begin(), {1, 3, 6, 1, 2, 1, 47, 1, 4, 1});  // entLastChangeTime
-  auto const response = agent.next(names);
+  std::vector<Oid> asked;
+  for (oid const column : table.columns) asked.push_back(table.instance(column, table.indexes()[1]));
+  asked.push_back(table.instance(table.columns[0], table.hole(2)));
+  asked.insert(asked.begin(), {1, 3, 6, 1, 2, 1, 47, 1, 4, 1});  // entLastChangeTime
+  auto const response = agent.next(asked);
   EXPECT_EQ(response.error, SNMP_ERR_NOERROR);
-  std::vector<Oid> expected = {names[0] + Oid{0}};
+  std::vector<Oid> expected = {asked[0] + Oid{0}};
   for (oid const column : table.columns) expected.push_back(table.instance(column, table.indexes()[2]));
   expected.push_back(instance(3));
-  std::vector<Oid> answered;
-  for (auto const& answer : response.answers) answered.push_back(answer.name);
-  EXPECT_EQ(answered, expected);
+  EXPECT_EQ(names(response.answers), expected);
+}
+
+// The last columns beside each other, and on into what follows the table. At the end of everything a name stays.
+TEST_P(Walk, ManyRepetitionsOfManyNames) {
+  std::vector<Oid> asked;
+  for (oid const column : table.columns) asked.push_back(table.instance(column, {}));
+  if (asked.size() > 4) asked.erase(asked.begin(), asked.end() - 4);
+  std::size_t const repetitions = table.indexes().size() + 1;
+  auto const response = agent.bulk(asked, static_cast<int>(repetitions));
+  EXPECT_EQ(response.error, SNMP_ERR_NOERROR);
+  std::vector<Oid> expected;
+  for (std::size_t row = 0; row < repetitions; ++row) {
+    for (Oid& name : asked) {
+      Oid const following = next(name);
+      if (!following.empty()) name = following;
+      expected.push_back(name);
+    }
+  }
+  EXPECT_EQ(names(response.answers), expected);
+}
+
+// A manager that may not see all of a table sees the rest, however it asks.
+TEST_P(Walk, WhatIsOutOfViewIsLeftOut) {
+  auto const whole = names(agent.walk(table.root));
+  for (Oid const& hidden : {instance(2), instance(4), table.instance(table.columns.front(), {}),
+                            table.instance(table.columns.back(), {})}) {
+    auto expected = whole;
+    std::erase_if(expected, [&](Oid const& name) { return name == hidden || isBelow(name, hidden); });
+    agent.hiddenIs(hidden);
+    auto const walked = names(agent.walk(table.root));
+    auto const bulk = names(agent.bulk({table.root}, static_cast<int>(expected.size())).answers);
+    agent.hiddenIs({});
+    EXPECT_EQ(walked, expected) << text(hidden);
+    EXPECT_EQ(bulk, expected) << text(hidden);
+  }
 }
 
 // What the tables lead to in one another is one chain.
@@ -198,9 +235,8 @@ TEST(Thresholds, HaveTheRowsOfTheSensors) {
   auto const sensorMib = Models::instance().sensorMib;
   sensorMib->sensorEntityIs(Zef::make<Orvane::FanSensor>(3));
   sensorMib->thresholdEntityIs(Zef::make<Orvane::FanSensor>(4));
-  std::vector<Oid> rows;
-  for (auto const& answer : Agent::instance().walk(tableCases()[4].instance(1, {}))) rows.push_back(answer.name);
-  EXPECT_THAT(rows, testing::ElementsAre(tableCases()[4].instance(1, {3})));
+  EXPECT_THAT(names(Agent::instance().walk(tableCases()[4].instance(1, {}))),
+              testing::ElementsAre(tableCases()[4].instance(1, {3})));
   sensorMib->sensorEntityDelAll();
   sensorMib->thresholdEntityDelAll();
 }
