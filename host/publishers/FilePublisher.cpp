@@ -73,7 +73,8 @@ void FilePublisher::read() {
     log_(Severity::error, "refused " + file_.string() + ": " + error.what());
     return;
   }
-  Vorlin::merge(*inputs_, *wanted);
+  // The hardware before its statuses: some of these find their part only when they come behind it.
+  Vorlin::merge(*inputs_, *wanted, "status");
   published_();
   log_(Severity::info, "took " + file_.string());
 }

@@ -1,5 +1,6 @@
 #include "platform/store/Merge.h"
 
+#include <algorithm>
 #include <unordered_map>
 #include <vector>
 
@@ -76,6 +77,8 @@ Ptr<PtrInterface> createAt(PtrInterface& owner, Slot const& slot, Zef::ZefType c
 
 class Merge {
  public:
+  explicit Merge(Zef::Name first) : first_(std::move(first)) {}
+
   // Takes out what is not wanted, here and below; whether there was any.
   bool remove(PtrInterface& live, PtrInterface const& wanted);
   // Brings in and sets all else.
@@ -92,6 +95,7 @@ class Merge {
 
   void copyAttribute(PtrInterface& live, PtrInterface const& wanted, ZefAttr const& attribute, bool isNew);
 
+  Zef::Name first_;
   std::unordered_map<PtrInterface const*, Ptr<PtrInterface>> counterparts_;
   std::vector<Reference> references_;
 };
@@ -117,7 +121,11 @@ void Merge::complete(PtrInterface& live, PtrInterface const& wanted, bool isNew)
   if (wanted.fwkType() != nullptr) {
     for (ZefAttr const* attribute : wanted.fwkType()->allAttributes()) copyAttribute(live, wanted, *attribute, isNew);
   }
-  for (Slot const& slot : slotsOf(wanted)) {
+  auto slots = slotsOf(wanted);
+  std::stable_partition(slots.begin(), slots.end(), [&](Slot const& slot) {
+    return slot.attribute == nullptr && slot.key == first_.stringValue();
+  });
+  for (Slot const& slot : slots) {
     auto const counterpart = at(wanted, slot);
     if (!counterpart) continue;
     auto const object = at(live, slot);
@@ -161,8 +169,8 @@ void Merge::refer() {
 
 }  // namespace
 
-void merge(Zef::Dir& live, Zef::Dir const& wanted) {
-  Merge merge;
+void merge(Zef::Dir& live, Zef::Dir const& wanted, Zef::Name const& first) {
+  Merge merge(first);
   bool removed = false;
   {
     Zef::Batch const batch;

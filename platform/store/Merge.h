@@ -10,7 +10,8 @@ namespace Vorlin {
 //
 // What stands at the same place in both keeps its identity, unless it has become another thing: an object of another
 // type, with another fixed attribute, or a part of the inventory with another `tag`. Such an object leaves, and a new
-// one comes in its place. Those who watch hear of all that leaves first, and then of all the rest at once.
-void merge(Zef::Dir& live, Zef::Dir const& wanted);
+// one comes in its place. Those who watch hear of all that leaves first, and then of all the rest at once, when it is
+// all there; of what changed in the entity `first` before anything else.
+void merge(Zef::Dir& live, Zef::Dir const& wanted, Zef::Name const& first = {});
 
 }  // namespace Vorlin
