@@ -6,12 +6,6 @@ namespace Orvane {
 
 namespace {
 
-// Calls the handler of one name for each record of a collection, in its order.
-template <class Iterator, class Sm>
-void forEachName(Iterator at, Sm& sm, void (Sm::*handle)(Zef::String8 const&)) {
-  for (; at; ++at) (sm.*handle)(at->name());
-}
-
 // The component name of a supply by the name of its status: the supply with the label k, in slot Pk, is
 // PowerSupplyPk/k. Empty for a name that is no supply's.
 Zef::String8 supplyComponent(Zef::String8 const& name) {
@@ -23,14 +17,16 @@ Zef::String8 supplyComponent(Zef::String8 const& name) {
   return inSlot + number + "/" + number;
 }
 
+template <class Child>
+auto* notifierOf(Child const& child) {
+  return child ? child->notifier() : nullptr;
+}
+
 }  // namespace
 
 // Fans.
 
-FanSensorStatusSm::FanSensorStatusSm(Root& root, Zef::Ptr<Status const> const& coolingStatus)
-    : root_(root), fanStatus_(*this, "fanStatus", [](FanSensorStatusSm const& self, auto const& visit) {
-        for (auto at = self.coolingStatus()->fanIteratorConst(); at; ++at) visit(at.ptr());
-      }) {
+FanSensorStatusSm::FanSensorStatusSm(Root& root, Zef::Ptr<Status const> const& coolingStatus) : StatusSm(root) {
   coolingStatus_.is(coolingStatus);
   handleInitialized();
 }
@@ -42,54 +38,36 @@ void FanSensorStatusSm::ZefCoolingStatus::handleAll() {
 
 void FanSensorStatusSm::ZefCoolingStatus::onFan(Zef::Name name) {
   if (zefOnKey(Watched::fanAttr, name, &ZefCoolingStatus::onFan)) return;
-  owner().fanStatus_.follow(name, notifier()->fan(name));
-  if (alive()) owner().handleFanStatus(name);
+  owner().fanStatus_.changed(name, alive());
 }
 
 void FanSensorStatusSm::handleFanStatus(Zef::String8 const& name) {
   ORVANE_ENTRY(name);
-  root_.updateFanSensor(name);
+  root().updateFanSensor(name);
 }
 
 void FanSensorStatusSm::handleFanStatus() {
   ORVANE_ENTRY();
-  if (coolingStatus() != nullptr)
-    forEachName(coolingStatus()->fanIteratorConst(), *this, &FanSensorStatusSm::handleFanStatus);
+  fanStatus_.handleEach(coolingStatus());
 }
 
 void FanSensorStatusSm::handle(Record const& record) {
-  if (auto const sensor = componentOf(root_, fanSensorName(record.name())))
-    reportFanStates(root_, *sensor, statesOf(record));
-}
-
-void FanSensorStatusSm::handleInitialized() {
-  ORVANE_ENTRY();
-  initializedIs(true);
+  if (auto const sensor = componentOf(root(), fanSensorName(record.name())))
+    reportFanStates(root(), *sensor, statesOf(record));
 }
 
 // Supplies, voltages and currents.
 
 PowerSensorStatusSm::PowerSensorStatusSm(Root& root, Zef::Ptr<Status const> const& powerStatus,
                                          Zef::Ptr<Config const> const& powerConfig)
-    : root_(root),
-      powerSupply_(*this, "powerSupply",
-                   [](PowerSensorStatusSm const& self, auto const& visit) {
-                     for (auto at = self.powerStatus()->powerSupplyIteratorConst(); at; ++at) visit(at.ptr());
-                   }),
-      voltageStatus_(*this, "voltageStatus",
-                     [](PowerSensorStatusSm const& self, auto const& visit) {
-                       for (auto at = self.powerStatus()->voltageSensorIteratorConst(); at; ++at) visit(at.ptr());
-                     }),
-      currentStatus_(*this, "currentStatus", [](PowerSensorStatusSm const& self, auto const& visit) {
-        for (auto at = self.powerStatus()->currentSensorIteratorConst(); at; ++at) visit(at.ptr());
-      }) {
+    : StatusSm(root) {
   powerConfig_.is(powerConfig);
   powerStatus_.is(powerStatus);
   handleInitialized();
 }
 
 bool PowerSensorStatusSm::isFor(Status const* powerStatus, Config const* powerConfig) const {
-  return this->powerStatus() == powerStatus && (powerConfig_ ? powerConfig_->notifier() : nullptr) == powerConfig;
+  return this->powerStatus() == powerStatus && notifierOf(powerConfig_) == powerConfig;
 }
 
 void PowerSensorStatusSm::ZefPowerStatus::handleAll() {
@@ -103,20 +81,17 @@ void PowerSensorStatusSm::ZefPowerStatus::handleAll() {
 
 void PowerSensorStatusSm::ZefPowerStatus::onPowerSupply(Zef::Name name) {
   if (zefOnKey(Watched::powerSupplyAttr, name, &ZefPowerStatus::onPowerSupply)) return;
-  owner().powerSupply_.follow(name, notifier()->powerSupply(name));
-  if (alive()) owner().handlePowerSupplyStatus(name);
+  owner().powerSupply_.changed(name, alive());
 }
 
 void PowerSensorStatusSm::ZefPowerStatus::onVoltageSensor(Zef::Name name) {
   if (zefOnKey(Watched::voltageSensorAttr, name, &ZefPowerStatus::onVoltageSensor)) return;
-  owner().voltageStatus_.follow(name, notifier()->voltageSensor(name));
-  if (alive()) owner().handleVoltageSensorStatus(name);
+  owner().voltageStatus_.changed(name, alive());
 }
 
 void PowerSensorStatusSm::ZefPowerStatus::onCurrentSensor(Zef::Name name) {
   if (zefOnKey(Watched::currentSensorAttr, name, &ZefPowerStatus::onCurrentSensor)) return;
-  owner().currentStatus_.follow(name, notifier()->currentSensor(name));
-  if (alive()) owner().handleCurrentSensorStatus(name);
+  owner().currentStatus_.changed(name, alive());
 }
 
 void PowerSensorStatusSm::handlePowerSupplyStatus(Zef::String8 const& name) {
@@ -130,70 +105,50 @@ void PowerSensorStatusSm::handlePowerSupplyStatus(Zef::String8 const& name) {
 
 void PowerSensorStatusSm::handlePowerSupplyStatus() {
   ORVANE_ENTRY();
-  if (powerStatus() != nullptr)
-    forEachName(powerStatus()->powerSupplyIteratorConst(), *this, &PowerSensorStatusSm::handlePowerSupplyStatus);
+  powerSupply_.handleEach(powerStatus());
 }
 
 void PowerSensorStatusSm::handleVoltageSensorStatus(Zef::String8 const& name) {
   ORVANE_ENTRY(name);
-  root_.updateVoltageSensor(name);
+  root().updateVoltageSensor(name);
 }
 
 void PowerSensorStatusSm::handleVoltageSensorStatus() {
   ORVANE_ENTRY();
-  if (powerStatus() != nullptr)
-    forEachName(powerStatus()->voltageSensorIteratorConst(), *this, &PowerSensorStatusSm::handleVoltageSensorStatus);
+  voltageStatus_.handleEach(powerStatus());
 }
 
 void PowerSensorStatusSm::handleCurrentSensorStatus(Zef::String8 const& name) {
   ORVANE_ENTRY(name);
-  root_.updateCurrentSensor(name);
+  root().updateCurrentSensor(name);
 }
 
 void PowerSensorStatusSm::handleCurrentSensorStatus() {
   ORVANE_ENTRY();
-  if (powerStatus() != nullptr)
-    forEachName(powerStatus()->currentSensorIteratorConst(), *this, &PowerSensorStatusSm::handleCurrentSensorStatus);
+  currentStatus_.handleEach(powerStatus());
 }
 
 void PowerSensorStatusSm::handle(SupplyStatus const& record) {
-  auto const entry = root_.component(supplyComponent(record.name()));
+  auto const entry = root().component(supplyComponent(record.name()));
   if (!entry) {
     ORVANE_TRACE(0) << "Cannot find power supply for " << record.name();
     return;
   }
-  reportStates(root_, *entry->entity(), record.name(), statesOf(record), Stamp::moves);
-}
-
-void PowerSensorStatusSm::handle(VoltageStatus const& record) {
-  if (auto const row = componentOf(root_, record.name()))
-    reportStates(root_, *row, record.name(), statesOf(record), Stamp::moves);
-}
-
-void PowerSensorStatusSm::handle(CurrentStatus const& record) {
-  if (auto const row = componentOf(root_, record.name()))
-    reportStates(root_, *row, record.name(), statesOf(record), Stamp::moves);
-}
-
-void PowerSensorStatusSm::handleInitialized() {
-  ORVANE_ENTRY();
-  initializedIs(true);
+  reportStates(root(), *entry->entity(), record.name(), statesOf(record), Stamp::moves);
 }
 
 // Temperatures.
 
 TempSensorStatusSm::TempSensorStatusSm(Root& root, Zef::Ptr<Status const> const& status,
                                        Zef::Ptr<Config const> const& tempConfig)
-    : root_(root), tempStatus_(*this, "tempStatus", [](TempSensorStatusSm const& self, auto const& visit) {
-        for (auto at = self.status()->tempSensorIteratorConst(); at; ++at) visit(at.ptr());
-      }) {
+    : StatusSm(root) {
   tempConfig_.is(tempConfig);
   status_.is(status);
   handleInitialized();
 }
 
 bool TempSensorStatusSm::isFor(Status const* status, Config const* tempConfig) const {
-  return this->status() == status && (tempConfig_ ? tempConfig_->notifier() : nullptr) == tempConfig;
+  return this->status() == status && notifierOf(tempConfig_) == tempConfig;
 }
 
 void TempSensorStatusSm::ZefStatus::handleAll() {
@@ -203,37 +158,22 @@ void TempSensorStatusSm::ZefStatus::handleAll() {
 
 void TempSensorStatusSm::ZefStatus::onTempSensor(Zef::Name name) {
   if (zefOnKey(Watched::tempSensorAttr, name, &ZefStatus::onTempSensor)) return;
-  owner().tempStatus_.follow(name, notifier()->tempSensor(name));
-  if (alive()) owner().handleTempStatus(name);
+  owner().tempStatus_.changed(name, alive());
 }
 
 void TempSensorStatusSm::handleTempStatus(Zef::String8 const& name) {
   ORVANE_ENTRY(name);
-  root_.updateTempSensor(name);
+  root().updateTempSensor(name);
 }
 
 void TempSensorStatusSm::handleTempStatus() {
   ORVANE_ENTRY();
-  if (status() != nullptr)
-    forEachName(status()->tempSensorIteratorConst(), *this, &TempSensorStatusSm::handleTempStatus);
-}
-
-void TempSensorStatusSm::handle(Record const& record) {
-  if (auto const row = componentOf(root_, record.name()))
-    reportStates(root_, *row, record.name(), statesOf(record), Stamp::moves);
-}
-
-void TempSensorStatusSm::handleInitialized() {
-  ORVANE_ENTRY();
-  initializedIs(true);
+  tempStatus_.handleEach(status());
 }
 
 // Cards.
 
-CardSensorStatusSm::CardSensorStatusSm(Root& root, Zef::Ptr<Status const> const& status)
-    : root_(root), cardStatus_(*this, "cardStatus", [](CardSensorStatusSm const& self, auto const& visit) {
-        for (auto at = self.status()->cardStatusIteratorConst(); at; ++at) visit(at.ptr());
-      }) {
+CardSensorStatusSm::CardSensorStatusSm(Root& root, Zef::Ptr<Status const> const& status) : StatusSm(root) {
   status_.is(status);
   handleInitialized();
 }
@@ -245,29 +185,22 @@ void CardSensorStatusSm::ZefStatus::handleAll() {
 
 void CardSensorStatusSm::ZefStatus::onCardStatus(Zef::Name name) {
   if (zefOnKey(Watched::cardStatusAttr, name, &ZefStatus::onCardStatus)) return;
-  owner().cardStatus_.follow(name, notifier()->cardStatus(name));
-  if (alive()) owner().handleCardStatus(name);
+  owner().cardStatus_.changed(name, alive());
 }
 
 void CardSensorStatusSm::handleCardStatus(Zef::String8 const& name) {
   ORVANE_ENTRY(name);
-  root_.updateCardSensor(name);
+  root().updateCardSensor(name);
 }
 
 void CardSensorStatusSm::handleCardStatus() {
   ORVANE_ENTRY();
-  if (status() != nullptr)
-    forEachName(status()->cardStatusIteratorConst(), *this, &CardSensorStatusSm::handleCardStatus);
+  cardStatus_.handleEach(status());
 }
 
 void CardSensorStatusSm::handle(Record const& record) {
-  if (auto const row = cardOf(root_, record.name()))
-    reportStates(root_, *row, record.name(), statesOf(record), Stamp::moves);
-}
-
-void CardSensorStatusSm::handleInitialized() {
-  ORVANE_ENTRY();
-  initializedIs(true);
+  if (auto const row = cardOf(root(), record.name()))
+    reportStates(root(), *row, record.name(), statesOf(record), Stamp::moves);
 }
 
 }  // namespace Orvane

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "sm/RecordReactor.h"
 #include "sm/States.h"
+#include "sm/StatusSm.h"
 
 // The reactors that follow fans, supplies, voltages, currents, temperatures and cards. All have one shape: the reactor
 // observes collections of status records by name and keeps a nested reactor for each record. A record that comes or
@@ -9,16 +9,7 @@
 // record rewrites the state row.
 namespace Orvane {
 
-class Root;
-
-// Observes nothing of it: the configuration is read when a sensor is bound.
-template <class Owner, class Config>
-class ConfigHolder final : public Zef::Reactor<Config>, public Zef::Owned<Owner> {
- public:
-  using Zef::Owned<Owner>::Owned;
-};
-
-class FanSensorStatusSm final : public Zef::StateMachine {
+class FanSensorStatusSm final : public StatusSm {
  public:
   using Status = Environment::Cooling::Status;
   using Record = Environment::Cooling::FanStatus;
@@ -26,11 +17,11 @@ class FanSensorStatusSm final : public Zef::StateMachine {
   FanSensorStatusSm(Root& root, Zef::Ptr<Status const> const& coolingStatus);
   bool isFor(Status const* coolingStatus) const { return this->coolingStatus() == coolingStatus; }
   Status const* coolingStatus() const { return coolingStatus_ ? coolingStatus_->notifier() : nullptr; }
+  Status const& input() const { return *coolingStatus(); }
   Zef::String8 classPath() const { return "Orvane::FanSensorStatusSm"; }
 
   void fanStatusIs(Zef::Ptr<Record const> const& record) { fanStatus_.is(record); }
   void fanStatusDel(Zef::Name const& name) { fanStatus_.del(name); }
-  unsigned fanStatusCount() const { return fanStatus_.count(); }
 
   void handleFanStatus(Zef::String8 const& name);
   void handleFanStatus();
@@ -45,14 +36,12 @@ class FanSensorStatusSm final : public Zef::StateMachine {
     void onFan(Zef::Name name) override;
   };
 
-  void handleInitialized();
-
-  Root& root_;
-  Zef::Children<ZefFanStatus, Zef::Name, FanSensorStatusSm> fanStatus_;
+  Records<FanSensorStatusSm, Status, ZefFanStatus, &Status::fanIteratorConst, &Status::fan> fanStatus_{
+      *this, "fanStatus", &FanSensorStatusSm::handleFanStatus};
   Zef::Child<ZefCoolingStatus, FanSensorStatusSm> coolingStatus_{*this};
 };
 
-class PowerSensorStatusSm final : public Zef::StateMachine {
+class PowerSensorStatusSm final : public StatusSm {
  public:
   using Status = Environment::Power::Status;
   using Config = Environment::Power::Config;
@@ -63,6 +52,7 @@ class PowerSensorStatusSm final : public Zef::StateMachine {
   PowerSensorStatusSm(Root& root, Zef::Ptr<Status const> const& powerStatus, Zef::Ptr<Config const> const& powerConfig);
   bool isFor(Status const* powerStatus, Config const* powerConfig) const;
   Status const* powerStatus() const { return powerStatus_ ? powerStatus_->notifier() : nullptr; }
+  Status const& input() const { return *powerStatus(); }
   Zef::String8 classPath() const { return "Orvane::PowerSensorStatusSm"; }
 
   void powerSupplyIs(Zef::Ptr<SupplyStatus const> const& record) { powerSupply_.is(record); }
@@ -79,8 +69,8 @@ class PowerSensorStatusSm final : public Zef::StateMachine {
   void handleCurrentSensorStatus(Zef::String8 const& name);
   void handleCurrentSensorStatus();
   void handle(SupplyStatus const& record);
-  void handle(VoltageStatus const& record);
-  void handle(CurrentStatus const& record);
+  void handle(VoltageStatus const& record) { rewriteComponent(root(), record); }
+  void handle(CurrentStatus const& record) { rewriteComponent(root(), record); }
 
  private:
   using ZefPowerSupply = StateReactor<PowerSensorStatusSm, SupplyStatus>;
@@ -95,17 +85,17 @@ class PowerSensorStatusSm final : public Zef::StateMachine {
     void onVoltageSensor(Zef::Name name) override;
   };
 
-  void handleInitialized();
-
-  Root& root_;
-  Zef::Children<ZefPowerSupply, Zef::Name, PowerSensorStatusSm> powerSupply_;
-  Zef::Children<ZefVoltageStatus, Zef::Name, PowerSensorStatusSm> voltageStatus_;
-  Zef::Children<ZefCurrentStatus, Zef::Name, PowerSensorStatusSm> currentStatus_;
-  Zef::Child<ConfigHolder<PowerSensorStatusSm, Config>, PowerSensorStatusSm> powerConfig_{*this};
+  Records<PowerSensorStatusSm, Status, ZefPowerSupply, &Status::powerSupplyIteratorConst, &Status::powerSupply>
+      powerSupply_{*this, "powerSupply", &PowerSensorStatusSm::handlePowerSupplyStatus};
+  Records<PowerSensorStatusSm, Status, ZefVoltageStatus, &Status::voltageSensorIteratorConst, &Status::voltageSensor>
+      voltageStatus_{*this, "voltageStatus", &PowerSensorStatusSm::handleVoltageSensorStatus};
+  Records<PowerSensorStatusSm, Status, ZefCurrentStatus, &Status::currentSensorIteratorConst, &Status::currentSensor>
+      currentStatus_{*this, "currentStatus", &PowerSensorStatusSm::handleCurrentSensorStatus};
+  Zef::Child<Holder<PowerSensorStatusSm, Config>, PowerSensorStatusSm> powerConfig_{*this};
   Zef::Child<ZefPowerStatus, PowerSensorStatusSm> powerStatus_{*this};
 };
 
-class TempSensorStatusSm final : public Zef::StateMachine {
+class TempSensorStatusSm final : public StatusSm {
  public:
   using Status = Environment::Temperature::Status;
   using Config = Environment::Temperature::Config;
@@ -114,6 +104,7 @@ class TempSensorStatusSm final : public Zef::StateMachine {
   TempSensorStatusSm(Root& root, Zef::Ptr<Status const> const& status, Zef::Ptr<Config const> const& tempConfig);
   bool isFor(Status const* status, Config const* tempConfig) const;
   Status const* status() const { return status_ ? status_->notifier() : nullptr; }
+  Status const& input() const { return *status(); }
   Zef::String8 classPath() const { return "Orvane::TempSensorStatusSm"; }
 
   void tempStatusIs(Zef::Ptr<Record const> const& record) { tempStatus_.is(record); }
@@ -121,7 +112,7 @@ class TempSensorStatusSm final : public Zef::StateMachine {
 
   void handleTempStatus(Zef::String8 const& name);
   void handleTempStatus();
-  void handle(Record const& record);
+  void handle(Record const& record) { rewriteComponent(root(), record); }
 
  private:
   using ZefTempStatus = HwStatusReactor<TempSensorStatusSm, Record>;
@@ -132,15 +123,13 @@ class TempSensorStatusSm final : public Zef::StateMachine {
     void onTempSensor(Zef::Name name) override;
   };
 
-  void handleInitialized();
-
-  Root& root_;
-  Zef::Children<ZefTempStatus, Zef::Name, TempSensorStatusSm> tempStatus_;
-  Zef::Child<ConfigHolder<TempSensorStatusSm, Config>, TempSensorStatusSm> tempConfig_{*this};
+  Records<TempSensorStatusSm, Status, ZefTempStatus, &Status::tempSensorIteratorConst, &Status::tempSensor> tempStatus_{
+      *this, "tempStatus", &TempSensorStatusSm::handleTempStatus};
+  Zef::Child<Holder<TempSensorStatusSm, Config>, TempSensorStatusSm> tempConfig_{*this};
   Zef::Child<ZefStatus, TempSensorStatusSm> status_{*this};
 };
 
-class CardSensorStatusSm final : public Zef::StateMachine {
+class CardSensorStatusSm final : public StatusSm {
  public:
   using Status = Hardware::Card::Status;
   using Record = Hardware::Card::CardStatus;
@@ -148,6 +137,7 @@ class CardSensorStatusSm final : public Zef::StateMachine {
   CardSensorStatusSm(Root& root, Zef::Ptr<Status const> const& status);
   bool isFor(Status const* status) const { return this->status() == status; }
   Status const* status() const { return status_ ? status_->notifier() : nullptr; }
+  Status const& input() const { return *status(); }
   Zef::String8 classPath() const { return "Orvane::CardSensorStatusSm"; }
 
   void cardStatusIs(Zef::Ptr<Record const> const& record) { cardStatus_.is(record); }
@@ -166,10 +156,8 @@ class CardSensorStatusSm final : public Zef::StateMachine {
     void onCardStatus(Zef::Name name) override;
   };
 
-  void handleInitialized();
-
-  Root& root_;
-  Zef::Children<ZefCardStatus, Zef::Name, CardSensorStatusSm> cardStatus_;
+  Records<CardSensorStatusSm, Status, ZefCardStatus, &Status::cardStatusIteratorConst, &Status::cardStatus> cardStatus_{
+      *this, "cardStatus", &CardSensorStatusSm::handleCardStatus};
   Zef::Child<ZefStatus, CardSensorStatusSm> status_{*this};
 };
 

@@ -10,7 +10,7 @@ using Morvet::IntfId;
 
 IntfSensorStatusSm::IntfSensorStatusSm(Root& root, Zef::Ptr<StatusDir const> const& intfStatusDir,
                                        Zef::Ptr<ConfigDir const> const& intfConfigDir)
-    : root_(root),
+    : StatusSm(root),
       intfStatus_(*this, "intfStatus",
                   [](IntfSensorStatusSm const& self, auto const& visit) {
                     for (auto at = self.intfStatusDir()->intfStatusIteratorConst(); at; ++at) visit(at.ptr());
@@ -51,16 +51,11 @@ void IntfSensorStatusSm::handle(Interface::IntfConfig const& config) {
 
 void IntfSensorStatusSm::write(Interface::IntfStatus const& status, bool adminEnabled) {
   Zef::String8 const& name = status.intfId().stringValue();
-  auto const row = componentOf(root_, name);
+  auto const row = componentOf(root(), name);
   if (!row) return;
-  States const states{root_.constants()->operStateFromIntfOperStatus(adminEnabled, status.operStatus()),
+  States const states{root().constants()->operStateFromIntfOperStatus(adminEnabled, status.operStatus()),
                       adminEnabled ? Constants::adminStateUnlocked : Constants::adminStateLocked};
-  reportStates(root_, *row, name, states, Stamp::moves);
-}
-
-void IntfSensorStatusSm::handleInitialized() {
-  ORVANE_ENTRY();
-  initializedIs(true);
+  reportStates(root(), *row, name, states, Stamp::moves);
 }
 
 std::span<IntfSensorStatusSm::ZefIntfStatus::Slot const> IntfSensorStatusSm::ZefIntfStatus::slots() const {

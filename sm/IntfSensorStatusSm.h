@@ -1,15 +1,13 @@
 #pragma once
 
 #include "model/input/Interface.h"
-#include "sm/RecordReactor.h"
+#include "sm/StatusSm.h"
 
 namespace Orvane {
 
-class Root;
-
 // Keeps the state rows of ports in step with the status of their interface and with what the operator wants of it. An
 // interface without a configuration counts as enabled.
-class IntfSensorStatusSm final : public Zef::StateMachine {
+class IntfSensorStatusSm final : public StatusSm {
  public:
   using StatusDir = Interface::AllIntfStatusDir;
   using ConfigDir = Interface::AllIntfConfigDir;
@@ -62,9 +60,7 @@ class IntfSensorStatusSm final : public Zef::StateMachine {
   };
 
   void write(Interface::IntfStatus const& status, bool adminEnabled);
-  void handleInitialized();
 
-  Root& root_;
   Zef::Children<ZefIntfStatus, Morvet::IntfId, IntfSensorStatusSm> intfStatus_;
   Zef::Children<ZefIntfConfig, Morvet::IntfId, IntfSensorStatusSm> intfConfig_;
   Zef::Child<ZefIntfStatusDir, IntfSensorStatusSm> intfStatusDir_{*this};

@@ -40,6 +40,13 @@ Zef::Ptr<PhysicalEntity> componentOf(Root const& root, Zef::String8 const& name)
 // The row of a card by its card name, likewise.
 Zef::Ptr<PhysicalEntity> cardOf(Root const& root, Zef::String8 const& name);
 
+// A changed status of a record that goes by a component name.
+template <class Record>
+void rewriteComponent(Root& root, Record const& record) {
+  if (auto const row = componentOf(root, record.name()))
+    reportStates(root, *row, record.name(), statesOf(record), Stamp::moves);
+}
+
 // The component name of the sensor of a fan, by the fan's own name: FanSensor2/1 of Fan2/1.
 Zef::String8 fanSensorName(Zef::String8 const& fan);
 

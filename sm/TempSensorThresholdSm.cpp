@@ -7,16 +7,12 @@
 namespace Orvane {
 
 TempSensorThresholdSm::TempSensorThresholdSm(Root& root, Zef::Ptr<Config const> const& tempConfig)
-    : root_(root), thresholdConfig_(*this, "thresholdConfig", [](TempSensorThresholdSm const& self, auto const& visit) {
+    : StatusSm(root),
+      thresholdConfig_(*this, "thresholdConfig", [](TempSensorThresholdSm const& self, auto const& visit) {
         for (auto at = self.tempConfig()->tempSensorIteratorConst(); at; ++at) visit(at.ptr());
       }) {
   tempConfig_.is(tempConfig);
   handleInitialized();
-}
-
-void TempSensorThresholdSm::handleInitialized() {
-  ORVANE_ENTRY();
-  initializedIs(true);
 }
 
 void TempSensorThresholdSm::ZefTempConfig::onTempSensor(Zef::Name name) {
@@ -39,7 +35,7 @@ std::span<TempSensorThresholdSm::ZefThresholdConfig::Slot const> TempSensorThres
 
 void TempSensorThresholdSm::ZefThresholdConfig::handleTempThreshold() {
   ORVANE_ENTRY("TempSensorThresholdSm::handleTempThreshold");
-  Root& root = owner().root_;
+  Root& root = owner().root();
   auto const* const config = notifier();
   if (config == nullptr) {
     ORVANE_TRACE(0) << "Cannot find config entity";

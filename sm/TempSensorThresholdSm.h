@@ -1,16 +1,14 @@
 #pragma once
 
 #include "model/input/Environment.h"
-#include "runtime/Reactor.h"
+#include "sm/StatusSm.h"
 
 namespace Orvane {
-
-class Root;
 
 // Keeps the set of temperature sensors that have thresholds, which the sensor tick classifies: a sensor is in it while
 // one of its thresholds is configured. Only a change of a threshold counts; a configuration that comes or goes as a
 // whole does not. The values stay in the configuration, where the sensors read them.
-class TempSensorThresholdSm final : public Zef::StateMachine {
+class TempSensorThresholdSm final : public StatusSm {
  public:
   using Config = Environment::Temperature::Config;
   using Record = Environment::Temperature::TempSensorConfig;
@@ -50,9 +48,6 @@ class TempSensorThresholdSm final : public Zef::StateMachine {
     void onTempSensor(Zef::Name name) override;
   };
 
-  void handleInitialized();
-
-  Root& root_;
   Zef::Children<ZefThresholdConfig, Zef::Name, TempSensorThresholdSm> thresholdConfig_;
   Zef::Child<ZefTempConfig, TempSensorThresholdSm> tempConfig_{*this};
 };

@@ -8,7 +8,7 @@ namespace Orvane {
 
 XcvrSensorStatusSm::XcvrSensorStatusSm(Root& root, Zef::Ptr<StatusDir const> const& xcvrStatusDir,
                                        Zef::Ptr<ConfigDir const> const& xcvrConfigDir)
-    : root_(root), xcvrConfig_(*this, "xcvrConfig", [](XcvrSensorStatusSm const& self, auto const& visit) {
+    : StatusSm(root), xcvrConfig_(*this, "xcvrConfig", [](XcvrSensorStatusSm const& self, auto const& visit) {
         for (auto at = self.xcvrConfigDir()->xcvrConfigIteratorConst(); at; ++at) visit(at.ptr());
       }) {
   xcvrStatusDir_.is(xcvrStatusDir);
@@ -38,7 +38,7 @@ void XcvrSensorStatusSm::write(Zef::String8 const& name) {
     ORVANE_TRACE(3) << "Status Entry " << status->name() << " xcvr does not exist. Skip.";
     return;
   }
-  auto const entry = root_.xcvr(name);
+  auto const entry = root().xcvr(name);
   if (!entry) {
     ORVANE_TRACE(0) << "Cannot find xcvr for status:" << name;
     return;
@@ -49,12 +49,7 @@ void XcvrSensorStatusSm::write(Zef::String8 const& name) {
   }
   constexpr States up{Constants::operStateEnabled, Constants::adminStateUnlocked};
   constexpr States down{Constants::operStateDisabled, Constants::adminStateLocked};
-  reportStates(root_, *entry->entity(), name, status->xcvrConfig()->xcvrState() ? up : down, Stamp::moves);
-}
-
-void XcvrSensorStatusSm::handleInitialized() {
-  ORVANE_ENTRY();
-  initializedIs(true);
+  reportStates(root(), *entry->entity(), name, status->xcvrConfig()->xcvrState() ? up : down, Stamp::moves);
 }
 
 std::span<XcvrSensorStatusSm::ZefXcvrConfig::Slot const> XcvrSensorStatusSm::ZefXcvrConfig::slots() const {

@@ -1,14 +1,12 @@
 #pragma once
 
 #include "model/input/Xcvr.h"
-#include "sm/RecordReactor.h"
+#include "sm/StatusSm.h"
 
 namespace Orvane {
 
-class Root;
-
 // Keeps the state rows of transceivers in step with whether they are in use. Their sensors are bound elsewhere.
-class XcvrSensorStatusSm final : public Zef::StateMachine {
+class XcvrSensorStatusSm final : public StatusSm {
  public:
   using StatusDir = Xcvr::AllStatusDir;
   using ConfigDir = Xcvr::AllConfigDir;
@@ -49,9 +47,7 @@ class XcvrSensorStatusSm final : public Zef::StateMachine {
   };
 
   void write(Zef::String8 const& name);
-  void handleInitialized();
 
-  Root& root_;
   Zef::Children<ZefXcvrConfig, Zef::Name, XcvrSensorStatusSm> xcvrConfig_;
   Zef::Child<ZefXcvrStatusDir, XcvrSensorStatusSm> xcvrStatusDir_{*this};
   Zef::Child<ZefXcvrConfigDir, XcvrSensorStatusSm> xcvrConfigDir_{*this};
