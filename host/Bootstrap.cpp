@@ -6,7 +6,6 @@
 #include "model/input/Election.h"
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
-#include "platform/fru/Fru.h"
 
 namespace Host {
 
@@ -55,13 +54,6 @@ void Bootstrap::followElection() {
   } else {
     root_->redundancySmDel();
   }
-}
-
-void Bootstrap::supervisorSlotIs(unsigned slot) {
-  if (slot == Fru::slotId()) return;
-  Fru::slotIdIs(slot);
-  root_->redundancySmDel();
-  followElection();
 }
 
 void Bootstrap::set(char const* attribute, Zef::Ptr<Zef::Entity> const& entity) {

@@ -23,9 +23,6 @@ class Bootstrap {
   // To be called when something was published: starts, or ends, following an election of supervisors. It takes a
   // chassis and an election.
   void followElection();
-  // Starts afresh, because this supervisor turns out to run in another slot.
-  void supervisorSlotIs(unsigned slot);
-
   // Ends the projection. The tables go on to answer from the rows that are there: the agent may still ask.
   void rootDel() { root_ = nullptr; }
 

@@ -4,6 +4,7 @@
 #include <net-snmp/net-snmp-includes.h>
 
 #include "platform/agent/Config.h"
+#include "platform/fru/Fru.h"
 #include "platform/store/Merge.h"
 
 namespace Host {
@@ -26,19 +27,27 @@ void Plugin::settingsAre(Settings const& settings) {
     Snmp::theConfig()->notificationConfig("entity")->notification(name)->reasonIs(
         settings.notificationEnabled(name) ? "" : "orvaneNotification disables it in the agent's configuration");
   }
-  system_->supervisorSlotIs(settings.supervisorSlot);
+  if (settings.supervisorSlot != Fru::slotId()) {
+    // What the supervisors' rows show rests on it, so all is built anew.
+    withdraw();
+    Fru::slotIdIs(settings.supervisorSlot);
+  }
   std::filesystem::path const file = loaded_ ? settings.inventory : std::filesystem::path();
   if (file.empty()) {
-    if (!publisher_) return;
-    publisher_.reset();
-    Vorlin::merge(*system_->inputs(), *readInventory("{}", inputTypes()));
-    system_->followElection();
+    withdraw();
   } else if (publisher_ && publisher_->file() == file) {
     publisher_->read();
   } else {
     publisher_ = std::make_unique<FilePublisher>(*bridge_, Zef::processClock(), system_->inputs(), inputTypes(), file,
                                                  agentLog, [this] { system_->followElection(); });
   }
+}
+
+void Plugin::withdraw() {
+  if (!publisher_) return;
+  publisher_.reset();
+  Vorlin::merge(*system_->inputs(), *readInventory("{}", inputTypes()));
+  system_->followElection();
 }
 
 int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* /*client*/) {

@@ -27,6 +27,8 @@ class Plugin {
 
   static int onShutdown(int major, int minor, void* server, void* client);
   void settingsAre(Settings const& settings);
+  // Nothing is published any more.
+  void withdraw();
 
   bool loaded_ = false;
   std::unique_ptr<Bridge> bridge_;

@@ -26,6 +26,8 @@ void AttributesSm::configurationChanged() {
   root_.configTrapFlagIs(true);
 }
 
+bool AttributesSm::isOurs(Zef::Ptr<ComponentEntry> const& entry) const { return entry->entity() == entity_; }
+
 // Physical.
 
 PhysicalAttributesSm::PhysicalAttributesSm(U32 index, Zef::Ptr<PhysicalEntity> const& entity,
@@ -55,18 +57,18 @@ void PhysicalAttributesSm::handleLabel() {
   Zef::String8 const newName = root().constants()->helperIs()->componentName(live);
   Zef::String8 const oldName = row.componentName();
   Zef::String8 identifier = newName;
-  if (root().component(oldName)) {
-    root().componentDel(oldName);
+  if (auto const entry = root().component(oldName)) {
+    if (isOurs(entry)) root().componentDel(oldName);
     root().componentIs(newName)->entityIs(entity());
   } else if (row.tag() == "Xcvr" && row.alias().empty()) {
-    if (root().xcvr(oldName)) {
-      root().xcvrDel(oldName);
+    if (auto const own = root().xcvr(oldName)) {
+      if (isOurs(own)) root().xcvrDel(oldName);
       root().xcvrIs(newName)->entityIs(entity());
     }
   } else if (row.zefTypeName() == "Card") {
     identifier = root().constants()->cardNameFromComponentName(entity());
-    if (root().card(identifier)) {
-      root().cardDel(identifier);
+    if (auto const own = root().card(identifier)) {
+      if (isOurs(own)) root().cardDel(identifier);
       identifier = root().constants()->cardName(live);
       root().cardIs(identifier)->entityIs(entity());
     }
@@ -157,8 +159,8 @@ void FruAttributesSm::handleAlias() {
   Zef::String8 const alias = input()->alias();
   if (row.tag() == "Xcvr") {
     Zef::String8 const oldKey = row.alias().empty() ? row.componentName() : row.alias();
-    if (root().xcvr(oldKey)) {
-      root().xcvrDel(oldKey);
+    if (auto const own = root().xcvr(oldKey)) {
+      if (isOurs(own)) root().xcvrDel(oldKey);
       root().xcvrIs(alias.empty() ? row.componentName() : alias)->entityIs(entity());
     }
   }

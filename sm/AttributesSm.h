@@ -6,6 +6,7 @@
 
 namespace Orvane {
 
+class ComponentEntry;
 class Root;
 
 // A mirror notices that an attribute of an inventory object has changed and turns it into a change of the
@@ -26,6 +27,8 @@ class AttributesSm : public Zef::StateMachine, public Zef::HashMapLink {
   void handleInitialized(char const* className);
   // What every handler ends with.
   void configurationChanged();
+  // Whether an entry of a name map is still this row's: when names are swapped, another row may have taken it over.
+  bool isOurs(Zef::Ptr<ComponentEntry> const& entry) const;
 
  private:
   U32 index_;
@@ -123,9 +126,10 @@ void refuseReinstantiation(char const* parameter, void const* given, void const*
 
 // The mirrors of one kind, by physical index.
 template <class Mirror>
-class Mirrors {
+class Mirrors final : public Zef::ChildBase {
  public:
   using Input = typename Mirror::Input;
+  using ChildBase::ChildBase;
 
   // Get or create.
   Zef::Ptr<Mirror> is(Zef::Ptr<Zef::ActivityConfig> const& activity, U32 index, Zef::Ptr<PhysicalEntity> const& entity,
@@ -142,9 +146,19 @@ class Mirrors {
     map_.insert(mirror);
     return mirror;
   }
-  void del(U32 index) { map_.del(index); }
-  Zef::Ptr<Mirror> find(U32 index) const { return map_.find(index); }
+  void del(U32 index) {
+    if (auto const mirror = map_.del(index)) mirror->zefDoZombieReactors(true);
+  }
   unsigned count() const { return map_.count(); }
+
+  void activeIs(bool on) override {
+    for (auto at = map_.iterator(); at; ++at) at->hasNotificationActiveIs(on);
+  }
+  void zombieIs(bool on) override {
+    for (auto at = map_.iterator(); at; ++at) at->zefDoZombieReactors(on);
+  }
+  // Mirrors come and go with their rows.
+  void reconcile() override {}
 
  private:
   Zef::HashMap<Mirror, U32> map_;

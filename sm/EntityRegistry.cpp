@@ -123,12 +123,14 @@ void Root::doRemoveEntity(U32 index) {
   Zef::String8 const identifier =
       identifierOf(*row, row->zefTypeName() == "Card" ? constants()->cardNameFromComponentName(row) : Zef::String8());
   ORVANE_TRACE(9) << "Deleting component Entry for " << identifier;
+  // Unless another row has taken the name over.
+  auto const isOurs = [&](Zef::Ptr<ComponentEntry> const& entry) { return entry && entry->entity() == row; };
   if (row->tag() == "Xcvr") {
-    xcvrDel(identifier);
+    if (isOurs(xcvr(identifier))) xcvrDel(identifier);
   } else if (row->zefTypeName() == "Card") {
-    cardDel(identifier);
+    if (isOurs(card(identifier))) cardDel(identifier);
   } else {
-    componentDel(identifier);
+    if (isOurs(component(identifier))) componentDel(identifier);
   }
   if (SystemSm* const system = entitySm() ? entitySm()->systemSm() : nullptr) system->doRemoveAttributeSm(index);
 

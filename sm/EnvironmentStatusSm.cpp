@@ -17,6 +17,13 @@ Zef::String8 supplyComponent(Zef::String8 const& name) {
   return inSlot + number + "/" + number;
 }
 
+// Its row; null, with a level 0 trace, when there is none.
+Zef::Ptr<PhysicalEntity> supplyOf(Root const& root, Zef::String8 const& name) {
+  if (auto const entry = root.component(supplyComponent(name))) return entry->entity();
+  ORVANE_TRACE(0) << "Cannot find power supply for " << name;
+  return nullptr;
+}
+
 template <class Child>
 auto* notifierOf(Child const& child) {
   return child ? child->notifier() : nullptr;
@@ -28,7 +35,7 @@ auto* notifierOf(Child const& child) {
 
 FanSensorStatusSm::FanSensorStatusSm(Root& root, Zef::Ptr<Status const> const& coolingStatus) : StatusSm(root) {
   coolingStatus_.is(coolingStatus);
-  handleInitialized();
+  handleInitialized("FanSensorStatusSm");
 }
 
 void FanSensorStatusSm::ZefCoolingStatus::handleAll() {
@@ -63,7 +70,7 @@ PowerSensorStatusSm::PowerSensorStatusSm(Root& root, Zef::Ptr<Status const> cons
     : StatusSm(root) {
   powerConfig_.is(powerConfig);
   powerStatus_.is(powerStatus);
-  handleInitialized();
+  handleInitialized("PowerSensorStatusSm");
 }
 
 bool PowerSensorStatusSm::isFor(Status const* powerStatus, Config const* powerConfig) const {
@@ -97,10 +104,12 @@ void PowerSensorStatusSm::ZefPowerStatus::onCurrentSensor(Zef::Name name) {
 void PowerSensorStatusSm::handlePowerSupplyStatus(Zef::String8 const& name) {
   ORVANE_ENTRY(name);
   // Root has no operation for supplies: a row that comes later keeps its state until the next change.
-  if (auto const record = powerStatus() == nullptr ? nullptr : powerStatus()->powerSupply(name)) {
-    ORVANE_TRACE(9) << objectText(*this) << "::handlePowerSupplyStatus( " << record->state() << " )";
-    handle(*record);
-  }
+  auto const record = powerStatus() == nullptr ? nullptr : powerStatus()->powerSupply(name);
+  if (!record) return;
+  auto const row = supplyOf(root(), name);
+  if (!row) return;
+  ORVANE_TRACE(9) << objectText(*this) << "::handlePowerSupplyStatus( " << record->state() << " )";
+  reportStates(root(), *row, name, statesOf(*record), Stamp::moves);
 }
 
 void PowerSensorStatusSm::handlePowerSupplyStatus() {
@@ -129,12 +138,18 @@ void PowerSensorStatusSm::handleCurrentSensorStatus() {
 }
 
 void PowerSensorStatusSm::handle(SupplyStatus const& record) {
-  auto const entry = root().component(supplyComponent(record.name()));
-  if (!entry) {
-    ORVANE_TRACE(0) << "Cannot find power supply for " << record.name();
-    return;
-  }
-  reportStates(root(), *entry->entity(), record.name(), statesOf(record), Stamp::moves);
+  if (auto const row = supplyOf(root(), record.name()))
+    reportStates(root(), *row, record.name(), statesOf(record), Stamp::moves);
+}
+
+std::span<PowerSensorStatusSm::ZefPowerSupply::Slot const> PowerSensorStatusSm::ZefPowerSupply::slots() const {
+  static constexpr Slot watched[] = {{Watched::stateAttr, &Watched::NotifieeConst::onState}};
+  return watched;
+}
+
+void PowerSensorStatusSm::ZefPowerSupply::handleState() {
+  ORVANE_ENTRY();
+  RecordReactor::handle();
 }
 
 // Temperatures.
@@ -144,7 +159,7 @@ TempSensorStatusSm::TempSensorStatusSm(Root& root, Zef::Ptr<Status const> const&
     : StatusSm(root) {
   tempConfig_.is(tempConfig);
   status_.is(status);
-  handleInitialized();
+  handleInitialized("TempSensorStatusSm");
 }
 
 bool TempSensorStatusSm::isFor(Status const* status, Config const* tempConfig) const {
@@ -175,7 +190,7 @@ void TempSensorStatusSm::handleTempStatus() {
 
 CardSensorStatusSm::CardSensorStatusSm(Root& root, Zef::Ptr<Status const> const& status) : StatusSm(root) {
   status_.is(status);
-  handleInitialized();
+  handleInitialized("CardSensorStatusSm");
 }
 
 void CardSensorStatusSm::ZefStatus::handleAll() {
@@ -201,6 +216,16 @@ void CardSensorStatusSm::handleCardStatus() {
 void CardSensorStatusSm::handle(Record const& record) {
   if (auto const row = cardOf(root(), record.name()))
     reportStates(root(), *row, record.name(), statesOf(record), Stamp::moves);
+}
+
+std::span<CardSensorStatusSm::ZefCardStatus::Slot const> CardSensorStatusSm::ZefCardStatus::slots() const {
+  static constexpr Slot watched[] = {{Watched::stateAttr, &Watched::NotifieeConst::onState}};
+  return watched;
+}
+
+void CardSensorStatusSm::ZefCardStatus::handleCardState() {
+  ORVANE_ENTRY();
+  RecordReactor::handle();
 }
 
 }  // namespace Orvane

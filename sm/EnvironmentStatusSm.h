@@ -73,7 +73,13 @@ class PowerSensorStatusSm final : public StatusSm {
   void handle(CurrentStatus const& record) { rewriteComponent(root(), record); }
 
  private:
-  using ZefPowerSupply = StateReactor<PowerSensorStatusSm, SupplyStatus>;
+  class ZefPowerSupply final : public RecordReactor<PowerSensorStatusSm, SupplyStatus, Zef::Name> {
+   public:
+    using RecordReactor::RecordReactor;
+    std::span<Slot const> slots() const override;
+    void onState() override { react(Watched::stateAttr, *this, &ZefPowerSupply::handleState); }
+    void handleState();
+  };
   using ZefVoltageStatus = HwStatusReactor<PowerSensorStatusSm, VoltageStatus>;
   using ZefCurrentStatus = HwStatusReactor<PowerSensorStatusSm, CurrentStatus>;
   class ZefPowerStatus final : public Zef::Reactor<Status>, public Zef::Owned<PowerSensorStatusSm> {
@@ -148,7 +154,13 @@ class CardSensorStatusSm final : public StatusSm {
   void handle(Record const& record);
 
  private:
-  using ZefCardStatus = StateReactor<CardSensorStatusSm, Record>;
+  class ZefCardStatus final : public RecordReactor<CardSensorStatusSm, Record, Zef::Name> {
+   public:
+    using RecordReactor::RecordReactor;
+    std::span<Slot const> slots() const override;
+    void onState() override { react(Watched::stateAttr, *this, &ZefCardStatus::handleCardState); }
+    void handleCardState();
+  };
   class ZefStatus final : public Zef::Reactor<Status>, public Zef::Owned<CardSensorStatusSm> {
    public:
     using Owned::Owned;

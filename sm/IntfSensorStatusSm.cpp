@@ -21,7 +21,7 @@ IntfSensorStatusSm::IntfSensorStatusSm(Root& root, Zef::Ptr<StatusDir const> con
   // The configurations first: the rows are written with them.
   intfConfigDir_.is(intfConfigDir);
   intfStatusDir_.is(intfStatusDir);
-  handleInitialized();
+  handleInitialized("IntfSensorStatusSm");
 }
 
 bool IntfSensorStatusSm::isFor(StatusDir const* intfStatusDir, ConfigDir const* intfConfigDir) const {

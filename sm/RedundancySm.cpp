@@ -1,5 +1,7 @@
 #include "sm/RedundancySm.h"
 
+#include <sstream>
+
 #include "model/Constants.h"
 #include "platform/fru/Fru.h"
 #include "runtime/System.h"
@@ -62,6 +64,7 @@ void RedundancySm::handlePeerRedundancyMode() {
 }
 
 void RedundancySm::handlePoller() {
+  ORVANE_ENTRY();
   if (initialized()) doRedundancyStatus();
 }
 
@@ -108,9 +111,9 @@ bool RedundancySm::agrees(Supervisors const& cards) const {
 
 void RedundancySm::reportMine(PhysicalEntity const& card) {
   redundancyMode_ = status()->redundancyMode();
-  report(card, {Constants::operStateEnabled, Constants::adminStateUnlocked}, nullptr,
-         "Scheduling State Trap for my Redundancy Card ");
-  ORVANE_TRACE(9) << "Redundancy Mode: " << redundancyMode_;
+  std::ostringstream trace;
+  trace << "Scheduling State Trap for my Redundancy Card \nRedundancy Mode: " << redundancyMode_;
+  report(card, {Constants::operStateEnabled, Constants::adminStateUnlocked}, nullptr, trace.str().c_str());
 }
 
 void RedundancySm::reportPeer(PhysicalEntity const& card) {
@@ -119,7 +122,8 @@ void RedundancySm::reportPeer(PhysicalEntity const& card) {
 }
 
 // The row is written before the notification is queued.
-void RedundancySm::report(PhysicalEntity const& card, States states, U32 const* standbyStatus, char const* trace) {
+void RedundancySm::report(PhysicalEntity const& card, States states, U32 const* standbyStatus,
+                          Zef::String8 const& trace) {
   auto const state = root_.stateMib()->stateEntity(card.index());
   if (!state) {
     ORVANE_TRACE(0) << "Cannot find State entity for " << card.componentName();

@@ -64,7 +64,8 @@ class RedundancySm final : public Zef::StateMachine {
   bool agrees(Supervisors const& cards) const;
   void reportMine(PhysicalEntity const& card);
   void reportPeer(PhysicalEntity const& card);
-  void report(PhysicalEntity const& card, States states, U32 const* standbyStatus, char const* trace);
+  // `trace` is what a level 9 trace tells.
+  void report(PhysicalEntity const& card, States states, U32 const* standbyStatus, Zef::String8 const& trace);
   void tryAgainIn(double seconds);
 
   Root& root_;

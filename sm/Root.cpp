@@ -59,6 +59,7 @@ void Root::handleInitialized() {
 
 void Root::handleRedundancy(Zef::Ptr<Election::Status> const& status) {
   ORVANE_ENTRY(status);
+  constantsIs();  // this may come before handleInitialized
   redundancySmIs(nullptr, Zef::Ptr<Root>(this), this->status()->chassis(), status, Zef::processClock());
 }
 

@@ -6,6 +6,7 @@
 #include "sm/SensorUpdates.h"
 
 #include <algorithm>
+#include <array>
 
 #include "model/Constants.h"
 #include "sm/States.h"

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <array>
-
 #include "sm/Root.h"
 
 namespace Orvane {

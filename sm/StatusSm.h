@@ -14,8 +14,8 @@ class StatusSm : public Zef::StateMachine {
   explicit StatusSm(Root& root) : root_(root) {}
   Root& root() const { return root_; }
   // How every construction ends.
-  void handleInitialized() {
-    ORVANE_ENTRY();
+  void handleInitialized(char const* className) {
+    ORVANE_ENTRY(className);
     initializedIs(true);
   }
 
@@ -43,6 +43,7 @@ class RecordReactor : public Zef::Reactor<Record>, public Zef::KeyedReactor<Key>
   }
 
  protected:
+  // Leaves the record to the owner.
   void handle() {
     if (this->notifier() != nullptr) this->owner().handle(*this->notifier());
   }
@@ -67,26 +68,8 @@ class HwStatusReactor final : public RecordReactor<Owner, Record, Zef::Name> {
   }
 };
 
-// Likewise for `state`.
-template <class Owner, class Record>
-class StateReactor final : public RecordReactor<Owner, Record, Zef::Name> {
- public:
-  using RecordReactor<Owner, Record, Zef::Name>::RecordReactor;
-  std::span<typename Zef::Reactor<Record>::Slot const> slots() const override {
-    static constexpr
-        typename Zef::Reactor<Record>::Slot watched[] = {{Record::stateAttr, &Record::NotifieeConst::onState}};
-    return watched;
-  }
-  void onState() override { this->react(Record::stateAttr, *this, &StateReactor::handleState); }
-  void handleState() {
-    ORVANE_ENTRY();
-    this->handle();
-  }
-};
-
 // One collection of records by name that a status reactor follows: a nested reactor R for each, and the owner's handler
-// of one name. Status is the input that holds them, which is there as owner.input()
-// while any of them is.
+// of one name. Status is the input that holds them, which is there as owner.input() while any of them is.
 template <class Owner, class Status, class R, auto iterate, auto find>
 class Records {
  public:

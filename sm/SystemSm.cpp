@@ -94,6 +94,7 @@ Zef::Ptr<FruAttributesSm> SystemSm::fruAttributesIs(Zef::Ptr<Zef::ActivityConfig
 }
 
 void SystemSm::doRemoveAttributeSm(U32 index) {
+  ORVANE_ENTRY(index);
   physicalAttributes_.del(index);
   hardwareAttributes_.del(index);
   fruAttributes_.del(index);

@@ -118,6 +118,7 @@ class SystemSm : public Zef::StateMachine {
   Root& root() const { return root_; }
   // As errors name it: "Orvane::FixedSystemSm".
   virtual Zef::String8 classPath() const = 0;
+  // As traces of transceiver slots name it.
   virtual char const* kindText() const = 0;
 
   // Get or create a row's mirror; NameInUseException when it stands there with another input, row or root.
@@ -155,9 +156,9 @@ class SystemSm : public Zef::StateMachine {
 
  private:
   Root& root_;
-  Mirrors<PhysicalAttributesSm> physicalAttributes_;
-  Mirrors<HardwareAttributesSm> hardwareAttributes_;
-  Mirrors<FruAttributesSm> fruAttributes_;
+  Mirrors<PhysicalAttributesSm> physicalAttributes_{*this};
+  Mirrors<HardwareAttributesSm> hardwareAttributes_{*this};
+  Mirrors<FruAttributesSm> fruAttributes_{*this};
   Zef::Children<ZefPowerSupplySlot, EntityMib::ParentIndex, SystemSm> powerSupplySlot_{*this, "powerSupplySlot"};
   Zef::Children<ZefFanTraySlot, EntityMib::ParentIndex, SystemSm> fanTraySlot_{*this, "fanTraySlot"};
 };

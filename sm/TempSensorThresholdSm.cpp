@@ -12,16 +12,12 @@ TempSensorThresholdSm::TempSensorThresholdSm(Root& root, Zef::Ptr<Config const> 
         for (auto at = self.tempConfig()->tempSensorIteratorConst(); at; ++at) visit(at.ptr());
       }) {
   tempConfig_.is(tempConfig);
-  handleInitialized();
+  handleInitialized("TempSensorThresholdSm");
 }
 
 void TempSensorThresholdSm::ZefTempConfig::onTempSensor(Zef::Name name) {
   if (zefOnKey(Watched::tempSensorAttr, name, &ZefTempConfig::onTempSensor)) return;
   owner().thresholdConfig_.follow(name, notifier()->tempSensor(name));
-}
-
-void TempSensorThresholdSm::ZefThresholdConfig::handleAll() {
-  if (std::exchange(born_, true)) handleTempThreshold();
 }
 
 std::span<TempSensorThresholdSm::ZefThresholdConfig::Slot const> TempSensorThresholdSm::ZefThresholdConfig::slots()
@@ -35,19 +31,20 @@ std::span<TempSensorThresholdSm::ZefThresholdConfig::Slot const> TempSensorThres
 
 void TempSensorThresholdSm::ZefThresholdConfig::handleTempThreshold() {
   ORVANE_ENTRY("TempSensorThresholdSm::handleTempThreshold");
-  Root& root = owner().root();
-  auto const* const config = notifier();
-  if (config == nullptr) {
+  if (notifier() == nullptr) {
     ORVANE_TRACE(0) << "Cannot find config entity";
-    return;
   }
-  auto const entry = root.component(config->name());
+  RecordReactor::handle();
+}
+
+void TempSensorThresholdSm::handle(Record const& config) {
+  auto const entry = root().component(config.name());
   if (!entry) {
-    ORVANE_TRACE(0) << "Cannot find physical entity for " << name();
+    ORVANE_TRACE(0) << "Cannot find physical entity for " << config.name();
     return;
   }
   U32 const index = entry->entity()->index();
-  OrvaneSensorMib& mib = *root.sensorMib();
+  OrvaneSensorMib& mib = *root().sensorMib();
   auto const sensor = mib.sensorEntity(index);
   if (!sensor || !hasThreshold(*sensor)) {
     mib.thresholdEntityDel(index);

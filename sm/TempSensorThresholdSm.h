@@ -21,13 +21,12 @@ class TempSensorThresholdSm final : public StatusSm {
   void thresholdConfigIs(Zef::Ptr<Record const> const& record) { thresholdConfig_.is(record); }
   void thresholdConfigDel(Zef::Name const& name) { thresholdConfig_.del(name); }
 
+  void handle(Record const& config);
+
  private:
-  class ZefThresholdConfig final : public Zef::Reactor<Record>,
-                                   public Zef::KeyedReactor<Zef::Name>,
-                                   public Zef::Owned<TempSensorThresholdSm> {
+  class ZefThresholdConfig final : public RecordReactor<TempSensorThresholdSm, Record, Zef::Name> {
    public:
-    ZefThresholdConfig(TempSensorThresholdSm& owner, Zef::Name name) : KeyedReactor(std::move(name)), Owned(owner) {}
-    void handleAll() override;
+    using RecordReactor::RecordReactor;
     std::span<Slot const> slots() const override;
     void onOverheatThreshold() override {
       react(Watched::overheatThresholdAttr, *this, &ZefThresholdConfig::handleTempThreshold);
@@ -36,9 +35,6 @@ class TempSensorThresholdSm final : public StatusSm {
       react(Watched::criticalThresholdAttr, *this, &ZefThresholdConfig::handleTempThreshold);
     }
     void handleTempThreshold();
-
-   private:
-    bool born_ = false;
   };
 
   class ZefTempConfig final : public Zef::Reactor<Config>, public Zef::Owned<TempSensorThresholdSm> {

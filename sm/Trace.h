@@ -1,5 +1,6 @@
 #pragma once
 
+#include <concepts>
 #include <string>
 #include <typeinfo>
 
@@ -16,7 +17,7 @@ Zef::TraceHandle& orvaneTrace();
 std::string objectText(Zef::Entity const& entity);
 std::string classText(std::type_info const& type);
 template <class T>
-std::string objectText(T const& object) {
+requires(!std::derived_from<T, Zef::Entity>) std::string objectText(T const& object) {
   return classText(typeid(object));
 }
 

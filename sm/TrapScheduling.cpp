@@ -18,6 +18,7 @@ U32 wholeSeconds(double time) { return static_cast<U32>(std::trunc(time)); }
 }  // namespace
 
 void Root::doAppendStateTrap(U32 index, U32 operState, U32 adminState) {
+  ZEF_BLOCK_TIMER();
   // One for a row: a newer report takes the place of the older one, at the tail.
   if (auto const waiting = pendingStateTrapBy(index)) pendingStateTrapDel(*waiting);
   ORVANE_TRACE(9) << objectText(*this) << "::doAppendStateTrap( " << index << " )";

@@ -13,7 +13,7 @@ XcvrSensorStatusSm::XcvrSensorStatusSm(Root& root, Zef::Ptr<StatusDir const> con
       }) {
   xcvrStatusDir_.is(xcvrStatusDir);
   xcvrConfigDir_.is(xcvrConfigDir);
-  handleInitialized();
+  handleInitialized("XcvrSensorStatusSm");
 }
 
 bool XcvrSensorStatusSm::isFor(StatusDir const* xcvrStatusDir, ConfigDir const* xcvrConfigDir) const {

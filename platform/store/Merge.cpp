@@ -178,9 +178,12 @@ void merge(Zef::Dir& live, Zef::Dir const& wanted, Zef::Name const& first) {
   }
   // Within a handler, such as a timer's, the end of a batch leaves delivery to the handler's end.
   if (removed) Zef::ActivitySm::process().run();
-  Zef::Batch const batch;
-  merge.complete(live, wanted, false);
-  merge.refer();
+  {
+    Zef::Batch const batch;
+    merge.complete(live, wanted, false);
+    merge.refer();
+  }
+  Zef::ActivitySm::process().run();
 }
 
 }  // namespace Vorlin

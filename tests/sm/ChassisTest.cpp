@@ -26,7 +26,7 @@ Zef::Ptr<EntityMib::Xcvr> makeXcvr(char const* label, char const* alias) {
   xcvr->labelIs(label);
   xcvr->aliasIs(alias);
   publish([&] { return xcvr->newSensor(ParentIndex(1)); }, "DomTemperatureSensor", label);
-  Zef::String8 const laneLabel = Zef::String8(label) + "/1";
+  Zef::String8 const laneLabel = Zef::String8(label) + "/2";
   auto const lane = publish([&] { return xcvr->newLane(ParentIndex(1)); }, "Lane", laneLabel.charPtr());
   publish([&] { return lane->newSensor(ParentIndex(1)); }, "DomRxPowerSensor", laneLabel.charPtr());
   return xcvr;
@@ -241,8 +241,9 @@ class Transceivers : public Modular {
     status->presenceIs(Xcvr::XcvrStatus::Presence::present);
     Xcvr::DomInfo info;
     info.temperature = 41.5;
-    info.rxPower = -3;
     status->domInfoIs(Xcvr::LaneId(0), info);
+    info.rxPower = -3;
+    status->domInfoIs(Xcvr::LaneId(1), info);
     return status;
   }
 };
@@ -258,11 +259,12 @@ TEST_F(Transceivers, ComeAndGoWithLanesAndSensors) {
                 ElementsAre("34050001 in 34050000 class 5 pos 0 Xcvr3/5 alias Ethernet3/5 state",
                             "34050101 in 34050001 class 8 pos 1 DomTemperatureSensor3/5 'DomTemperatureSensor 5' "
                             "state sensor",
-                            "34051100 in 34050001 class 9 pos 1 Lane3/5/1 'Lane 5/1'",
-                            "34051101 in 34051100 class 8 pos 1 DomRxPowerSensor3/5/1 'DomRxPowerSensor 5/1' "
+                            "34051100 in 34050001 class 9 pos 1 Lane3/5/2 'Lane 5/2'",
+                            "34051101 in 34051100 class 8 pos 1 DomRxPowerSensor3/5/2 'DomRxPowerSensor 5/2' "
                             "state sensor"));
     EXPECT_TRUE(bench.root->xcvr("Ethernet3/5"));
     EXPECT_EQ(static_cast<S32>(bench.sensorMib->sensorEntity(domTemperature)->value()), 415);
+    EXPECT_EQ(static_cast<S32>(bench.sensorMib->sensorEntity(domRxPower)->value()), 5012) << "of its lane";
     EXPECT_THAT(bench.stateOf(domRxPower), HasSubstr("3,4 at 10" + std::to_string(11 + 10 * round)));
     xcvrSlot().xcvrIs(nullptr);
     EXPECT_THAT(bench.rows(), ElementsAreArray(before));
@@ -273,8 +275,8 @@ TEST_F(Transceivers, ComeAndGoWithLanesAndSensors) {
   xcvrSlot().xcvrIs(makeXcvr("5", "Ethernet3/5"));
   auto const plugged = bench.rows();
   auto const xcvr = xcvrSlot().xcvr();
-  auto const lane = publish([&] { return xcvr->newLane(ParentIndex(2)); }, "Lane", "5/2");
-  publish([&] { return lane->newSensor(ParentIndex(1)); }, "DomTxPowerSensor", "5/2");
+  auto const lane = publish([&] { return xcvr->newLane(ParentIndex(2)); }, "Lane", "5/3");
+  publish([&] { return lane->newSensor(ParentIndex(1)); }, "DomTxPowerSensor", "5/3");
   publish([&] { return xcvr->newSensor(ParentIndex(2)); }, "DomVoltageSensor", "5");
   EXPECT_EQ(bench.rows().size(), plugged.size() + 3);
   lane->sensorDel(ParentIndex(1));
@@ -333,10 +335,20 @@ TEST_F(Transceivers, HaveNoReadingsWithoutAStatus) {
   // A name in the collection of temperatures that is a transceiver's goes there.
   bench.tempStatus->newTempSensor("DomTemperatureSensor3/5");
   EXPECT_EQ(dynamic_cast<DomSensor&>(*bench.sensorMib->sensorEntity(domTemperature)).status(), status);
-  bench.root->updateSensorStatus("DomRxPowerSensor3/5/1");
+  bench.root->updateSensorStatus("DomRxPowerSensor3/5/2");
   EXPECT_EQ(dynamic_cast<DomSensor&>(*bench.sensorMib->sensorEntity(domRxPower)).status(), status);
+  // Binding a reading of a transceiver moves no time; a changed hardware status under its name does.
+  auto const before = bench.stateOf(domTemperature);
+  EXPECT_THAT(before, HasSubstr("3,4"));
+  bench.time.step(7);
+  status->domInfoDel(Xcvr::LaneId(0));
+  bench.root->updateSensorStatus("DomTemperatureSensor3/5");
+  EXPECT_THAT(bench.stateOf(domTemperature), HasSubstr("2,2" + before.substr(3)));
+  bench.tempStatus->tempSensor("DomTemperatureSensor3/5")
+      ->hwStatusIs(Environment::Temperature::TempSensorStatus::HwStatus::ok);
+  EXPECT_EQ(bench.stateOf(domTemperature), "3,4 at 1008");
   bench.xcvrStatusDir->xcvrStatusDel("Ethernet3/5");
-  bench.root->updateSensorStatus("DomRxPowerSensor3/5/1");
+  bench.root->updateSensorStatus("DomRxPowerSensor3/5/2");
   EXPECT_FALSE(dynamic_cast<DomSensor&>(*bench.sensorMib->sensorEntity(domRxPower)).status());
 }
 
@@ -361,6 +373,33 @@ TEST_F(Transceivers, ShowWhetherTheyAreInUse) {
   config->xcvrStateIs(false);
   EXPECT_THAT(tracing.take(), ElementsAre(HasSubstr("Status Entry Ethernet3/5 has no configuration. Skip.")));
   EXPECT_EQ(bench.stateOf(xcvrRow), "2,2 at 1004");
+}
+
+// Rows enter in the order in which the handlers run, which differs at the start and live.
+TEST_F(Transceivers, EnterTheTableInTheirOrder) {
+  Tracing tracing{1U << 9U};
+  auto const takeAdded = [&] {
+    std::vector<U32> added;
+    for (std::string const& line : tracing.take()) {
+      constexpr std::string_view told = "index is: ";
+      std::size_t const at = line.find(told);
+      if (at != std::string::npos) added.push_back(static_cast<U32>(std::stoul(line.substr(at + told.size()))));
+    }
+    return added;
+  };
+  xcvrSlot().xcvrIs(makeXcvr("5", "Ethernet3/5"));
+  EXPECT_THAT(takeAdded(), ElementsAre(domTemperature, 34051100, domRxPower, xcvrRow));
+  auto const chassisObject = bench.status->chassis();
+  bench.status->chassisIs(nullptr);
+  takeAdded();
+  bench.status->chassisIs(chassisObject);
+  auto const added = takeAdded();
+  EXPECT_EQ(added.back(), 650000001U) << "the system itself comes last";
+  auto const at = [&](U32 row) { return std::find(added.begin(), added.end(), row) - added.begin(); };
+  EXPECT_LT(at(xcvrRow), at(domTemperature)) << "at the start the transceiver comes before what is in it";
+  EXPECT_LT(at(30000000), at(30000001));
+  insertCard(4, "Linecard");
+  EXPECT_EQ(takeAdded().back(), 40000000U) << "a live slot comes behind what is in it";
 }
 
 // The election.
@@ -422,6 +461,29 @@ TEST_F(Supervisors, ShowTheElectionOnce) {
   EXPECT_THAT(waiting(), IsEmpty());
   elect(RedundancyMode::standby, PeerState::present, RedundancyMode::active);
   EXPECT_THAT(waiting(), IsEmpty());
+  // Active once more: what it showed of itself before still stands.
+  elect(RedundancyMode::active, PeerState::present, RedundancyMode::standby);
+  EXPECT_THAT(waiting(), ElementsAre("20000001 3,4"));
+}
+
+TEST_F(Supervisors, MayBeFollowedBeforeTheProjectionStarts) {
+  insertCard(1, "Supervisor");
+  elect(RedundancyMode::active, PeerState::absent, RedundancyMode::unknown);
+  auto const inputs = bench.status;
+  bench.root = rootFactory("again");
+  bench.root->entityMibIs(bench.entityMib);
+  bench.root->stateMibIs(bench.stateMib);
+  bench.root->sensorMibIs(bench.sensorMib);
+  bench.root->statusIs(inputs);
+  follow();
+  bench.root = nullptr;
+  bench.root = rootFactory("afresh");
+  bench.entityMib = orvaneEntityMibFactory("entitymib");
+  bench.stateMib = orvaneStateMibFactory("entitystatemib");
+  bench.sensorMib = orvaneSensorMibFactory("entitysensormib");
+  bench.start();
+  follow();
+  EXPECT_THAT(bench.stateOf(mine), HasSubstr("3,4"));
 }
 
 TEST_F(Supervisors, RunInTheSlotThatTheyAreTold) {

@@ -208,9 +208,11 @@ TEST_F(Projection, KeepsItsReactorsAndRowsWhenStartedAgainAndDropped) {
   bench.root->handleInitialized();
   EXPECT_EQ(bench.root->entitySm(), reactor);
   EXPECT_THAT(bench.rows(), ElementsAreArray(rows));
-  // The rows outlive Root; a projection that nobody runs any more hears nothing.
+  // The rows outlive Root; a projection that nobody runs any more hears nothing, even if somebody holds its reactors.
+  auto const system = reactor->fixedSystemSm();
   bench.root = nullptr;
   bench.system().sensorDel(ParentIndex(1));
+  bench.system().port(ParentIndex(1))->serialNumIs("unheard");
   EXPECT_THAT(bench.rows(), ElementsAreArray(rows));
   bench.root = rootFactory("again");
   bench.entityMib = orvaneEntityMibFactory("entitymib");
@@ -278,6 +280,30 @@ TEST_F(Projection, RenamesTheRowOfAChangedLabel) {
   EXPECT_EQ(bench.entityMib->physicalEntity(200001)->componentName(), "Ethernet49");
   EXPECT_FALSE(bench.root->component("Ethernet1"));
   EXPECT_EQ(bench.root->component("Ethernet49")->entity()->index(), 200001U);
+}
+
+// Rows whose labels change places in one version take over each other's names.
+TEST_F(Projection, SwapsAndShiftsNames) {
+  auto const one = bench.system().port(ParentIndex(1));
+  auto const two = publish([&] { return bench.system().newPort(ParentIndex(3)); }, "Ethernet", "2");
+  auto const three = publish([&] { return bench.system().newPort(ParentIndex(4)); }, "Ethernet", "3");
+  auto const relabel = [&](char const* first, char const* second, char const* third) {
+    Zef::Batch const batch;
+    one->labelIs(first);
+    two->labelIs(second);
+    three->labelIs(third);
+  };
+  char const* const orders[][3] = {{"2", "1", "3"}, {"3", "2", "1"}, {"1", "2", "3"}, {"2", "3", "4"}, {"3", "4", "5"}};
+  for (auto const& [first, second, third] : orders) {
+    relabel(first, second, third);
+    EXPECT_THAT(bench.disagreements(), IsEmpty()) << first << second << third;
+    EXPECT_EQ(bench.root->component(Zef::String8("Ethernet") + second)->entity()->index(), 200003U);
+  }
+  // A row whose name another one has taken over leaves the other's entry alone.
+  one->labelIs("4");
+  EXPECT_EQ(bench.root->component("Ethernet4")->entity()->index(), 200001U);
+  bench.system().portDel(ParentIndex(3));
+  EXPECT_TRUE(bench.root->component("Ethernet4"));
 }
 
 // Transceivers are known by their alias, or by their name while they have none.

@@ -157,6 +157,10 @@ TEST_F(StatusRecords, BindTheSensorWhicheverComesFirst) {
   bench.tempStatus->tempSensorDel("TempSensor1");
   EXPECT_FALSE(sensor<TemperatureSensor>(tempSensor).status());
 
+  auto const rail = bench.powerConfig->newVoltageSensor("VoltageSensorP1/1");
+  bench.powerStatus->newVoltageSensor("VoltageSensorP1/1");
+  EXPECT_EQ(sensor<VoltageSensor>(voltageSensor).configData(), rail);
+
   // A fan's sensor goes by the fan's name, in the tray and in the supply.
   auto const fan = bench.coolingStatus->newFan("FanP1/1");
   EXPECT_EQ(sensor<FanSensor>(2011101).status(), fan);
