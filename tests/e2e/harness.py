@@ -1,4 +1,4 @@
-"""A stock snmpd with the module in it, and a manager to question it: the real agent, the real tools, nothing between.
+"""A stock snmpd with the module in it, a manager to question it, a receiver of what it notifies: all real, nothing between.
 
     class Walks(AgentTest):
         def test_walk(self):
@@ -30,6 +30,10 @@ ENV = {**os.environ, 'PATH': os.environ['PATH'] + ':/usr/sbin', 'MIBS': '', 'LC_
 # One variable of a response: the OID without a leading dot; the type as the tools print it (INTEGER, STRING, OID, Timeticks, Gauge32,
 # ...; noSuchObject, noSuchInstance and endOfMibView for the exceptions); the value, an int, bytes (every octet string), or text.
 Var = collections.namedtuple('Var', 'oid type value')
+
+# One notification: its kind, Receiver.TRAP or another of these; the OID that says which; its other variables in order; the
+# agent's sysUpTime in hundredths of a second at the moment when it was made.
+Notification = collections.namedtuple('Notification', 'kind oid variables uptime')
 
 EXCEPTIONS = {'No Such Object': 'noSuchObject', 'No Such Instance': 'noSuchInstance', 'No more variables left': 'endOfMibView'}
 REPORTS = re.compile(r'.*(?:ERROR: AddressSanitizer|runtime error:|AddressSanitizer:DEADLYSIGNAL|AddressSanitizer CHECK failed'
@@ -65,6 +69,13 @@ def die_with_parent():
     """In the child, before it becomes snmpd: no agent outlives a test that is killed."""
     pr_set_pdeathsig = 1
     ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGKILL)
+
+
+def free_port():
+    """A free UDP port. Another process may take it first."""
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+        probe.bind(('127.0.0.1', 0))
+        return probe.getsockname()[1]
 
 
 def parse_value(text):
@@ -120,9 +131,7 @@ class Agent:
     def _start(self):
         # Another process may take a free port before snmpd has it, hence the attempts.
         for _ in range(5):
-            with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
-                probe.bind(('127.0.0.1', 0))
-                self.port = probe.getsockname()[1]
+            self.port = free_port()
             self.write_config()
             with open(self.log_path, 'wb') as log:
                 self._process = subprocess.Popen(self._command, stdout=log, stderr=log, env=self._environment(),
@@ -261,12 +270,84 @@ class Agent:
         return self.tool('snmpset', oid, type_letter, str(value), community=community, **options)
 
 
+class Receiver:
+    """A running snmptrapd. `trap`, `inform` and `v3_trap` are the lines of snmpd.conf with which an agent sends to it."""
+
+    TRAP, INFORM, V3_TRAP = 'TRAP2, SNMP v2c', 'INFORM, SNMP v2c', 'TRAP2, SNMP v3'
+    ENGINE = '0x80001f8804656e67696e65'
+    SYS_UPTIME, TRAP_OID = '1.3.6.1.2.1.1.3.0', '1.3.6.1.6.3.1.1.4.1.0'
+
+    def __init__(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix='receiver-'))
+        # A v3 trap is authenticated in the name of the sender's engine.
+        (self.folder / 'snmptrapd.conf').write_text(
+            f'disableAuthorization yes\n'
+            f'createUser -e {self.ENGINE} {V3_USER} SHA "{V3_PASSWORD}" AES "{V3_PASSWORD}"\n')
+        environment = {**ENV, 'SNMPCONFPATH': str(self.folder), 'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')}
+        self._process = None
+        try:
+            for _ in range(5):
+                self.port = free_port()
+                with open(self.folder / 'received', 'wb') as received:
+                    self._process = subprocess.Popen(
+                        ['snmptrapd', '-f', '-Lo', '-n', '-C', '-c', str(self.folder / 'snmptrapd.conf'),
+                         '-On', '-Oe', '-OU', '-Ox', '-F', '#%P\n%V\n%v\n;\n',
+                         f'udp:127.0.0.1:{self.port}'],
+                        stdout=received, stderr=received, env=environment, preexec_fn=die_with_parent)
+                wait_until(lambda: 'NET-SNMP version' in self._received() or self._process.poll() is not None, 30)
+                if self._process.poll() is None:
+                    return
+            raise AssertionError(f'snmptrapd ended with {self._process.returncode} at its start:\n{self._received()}')
+        except BaseException:
+            self.stop()
+            raise
+
+    def stop(self):
+        if self._process and self._process.poll() is None:
+            self._process.terminate()
+            self._process.wait(30)
+        shutil.rmtree(self.folder)
+
+    @property
+    def trap(self):
+        return f'trap2sink 127.0.0.1:{self.port} public'
+
+    @property
+    def inform(self):
+        return f'informsink 127.0.0.1:{self.port} public'
+
+    @property
+    def v3_trap(self):
+        return (f'trapsess -v 3 -e {self.ENGINE} -u {V3_USER} -l authPriv -a SHA -A "{V3_PASSWORD}" -x AES -X "{V3_PASSWORD}" '
+                f'127.0.0.1:{self.port}')
+
+    def _received(self):
+        return (self.folder / 'received').read_text(errors='replace')
+
+    def notifications(self, *below):
+        """What has come so far, in its order; with OIDs, only what is below one of them."""
+        found = []
+        for kind, text in re.findall(r'^#(.*)\n([^;]*)\n;$', self._received(), re.MULTILINE):
+            uptime, which, *variables = parse(text)
+            if (uptime.oid, which.oid, which.type) != (self.SYS_UPTIME, self.TRAP_OID, 'OID'):
+                raise AssertionError(f'no notification begins like this: {uptime} {which}')
+            if not below or any(which.value.startswith(oid + '.') for oid in below):
+                found.append(Notification(re.match(r'\w+, SNMP v\w+', kind)[0], which.value, variables, uptime.value))
+        return found
+
+
 class AgentTest(unittest.TestCase):
     def agent(self, *arguments, **options):
         """Starts an Agent that is stopped, and judged, when the test ends."""
         agent = Agent(*arguments, **options)
         self.addCleanup(self._judge, agent)
         return agent
+
+    def receiver(self):
+        """Starts a Receiver that is stopped when the test ends."""
+        receiver = Receiver()
+        self.addCleanup(receiver.stop)
+        return receiver
 
     def _judge(self, agent):
         if agent.folder.exists():
