@@ -1,0 +1,427 @@
+"""The chassis of the examples through a manager, at its start and while it is edited: every row against what the file describes."""
+
+import collections
+import json
+import math
+import re
+import struct
+import unittest
+
+from described import CLASS, CONTAINED_IN, DESCRIPTION, EXAMPLE, Switch, contains, rows
+from harness import ROOT, AgentTest, wait_until
+
+CHASSIS_EXAMPLE = json.loads((ROOT / 'examples/chassis-switch.json').read_text())
+POSITION = 6
+SENSOR, STATE, THRESHOLD = '1.3.6.1.2.1.99.1.1.1', '1.3.6.1.2.1.131.1.1.1', '1.3.6.1.4.1.59871.3.12.1.1.1'
+CHASSIS, SUPERVISORS = 650000001, {1: 10000001, 2: 20000001}
+
+# entPhysicalClass; below what a collection stands of which a parent makes a group, and that group's position.
+OTHER, CHASSIS_CLASS, CONTAINER, SUPPLY, FAN, SENSOR_CLASS, MODULE, PORT = 1, 3, 5, 6, 7, 8, 9, 10
+GROUPS = {'chassis': {'powerSupplySlot': 1, 'cardSlot': 2, 'fanTraySlot': 3},
+          'card': {'sensor': 1, 'port': 2, 'xcvrSlot': 3, 'chip': 4},
+          'powerSupply': {'fan': 1, 'sensor': 2}}
+PORTS = {'Ethernet': 200000, 'Management': 201000}
+
+# entStateAdmin, entStateOper, entStateStandby
+UNKNOWN, DOWN, UP = (1, 1), (2, 2), (4, 3)
+HOT_STANDBY, PROVIDING_SERVICE = 2, 4
+NONE = 1000000000  # a high threshold that is not there; a low one is its negative
+
+# How a kind of sensor is read: type, scale, precision and units of entPhySensorTable, update rate, the reading's name.
+Kind = collections.namedtuple('Kind', 'type scale precision units rate reading')
+KINDS = {'TempSensor': Kind(8, 9, 1, b'Celsius', 5000, 'temperature'), 'VoltageSensor': Kind(3, 9, 2, b'Volts', 5000, 'voltage'),
+         'CurrentSensor': Kind(5, 9, 2, b'Amperes', 5000, 'current'), 'FanSensor': Kind(10, 9, 0, b'RPM', 2000, 'speed'),
+         'DomTemperatureSensor': Kind(8, 9, 1, b'Celsius', 6000, 'temperature'),
+         'DomVoltageSensor': Kind(4, 9, 2, b'Volts', 6000, 'voltage'), 'DomTxBiasSensor': Kind(5, 8, 2, b'mA', 6000, 'txBias'),
+         'DomTxPowerSensor': Kind(6, 8, 4, b'mW', 6000, 'txPower'), 'DomRxPowerSensor': Kind(6, 8, 4, b'mW', 6000, 'rxPower')}
+
+# A described part: where it stands, and what its own name and its readings' names are made of.
+Part = collections.namedtuple('Part', 'index parent kind key described slot fan port')
+
+
+def parts(chassis):
+    """Every part of the chassis that has a row, with its index as docs/inventory.md has it, parents before children."""
+    def below(parent, kind, index, slot='', fan=None, port=None):
+        for key, described in parent.described.get(kind, {}).items():
+            number = int(key)
+            yield Part(index(number, described), parent, kind, number, described, slot or parent.slot,
+                       fan or parent.fan, port or parent.port)
+
+    def single(parent, kind, offset):
+        if kind in parent.described:
+            described = parent.described[kind]
+            port = described['alias'] if kind == 'xcvr' else None
+            slot = parent.slot if port else parent.described['label']
+            yield Part(parent.index + offset, parent, kind, 0, described, slot, None, port)
+
+    def fans(owner, slot):
+        for fan in below(owner, 'fan', lambda key, _: slot.index + 1000 + 100 * key):
+            fan = fan._replace(fan=f'Fan{fan.slot}/{fan.described["label"]}')
+            yield fan
+            yield from below(fan, 'sensor', lambda key, _: fan.index + key)
+
+    root = Part(CHASSIS, None, 'chassis', 0, chassis, '', None, None)
+    yield root
+    yield from single(root, 'cardplane', 1)
+    for slot in below(root, 'cardSlot', lambda key, _: 10000000 * key):
+        yield slot
+        for card in single(slot, 'card', 1):
+            yield card
+            yield from below(card, 'sensor', lambda key, _: slot.index + 100000 + key)
+            yield from below(card, 'chip', lambda key, _: slot.index + 110000 + key)
+            yield from below(card, 'port', lambda key, port: slot.index + PORTS[port['tag']] + key)
+            for cage in below(card, 'xcvrSlot', lambda key, _: slot.index + 4000000 + 10000 * key):
+                yield cage
+                for xcvr in single(cage, 'xcvr', 1):
+                    yield xcvr
+                    yield from below(xcvr, 'sensor', lambda key, _: cage.index + 100 + key)
+                    for lane in below(xcvr, 'lane', lambda key, _: cage.index + 1000 + 100 * key):
+                        yield lane
+                        yield from below(lane, 'sensor', lambda key, _: lane.index + key)
+    for slot in below(root, 'fanTraySlot', lambda key, _: 651000000 + 10000 * key):
+        yield slot
+        for tray in single(slot, 'fanTray', 1):
+            yield tray
+            yield from fans(tray, slot)
+    for slot in below(root, 'powerSupplySlot', lambda key, _: 652000000 + 10000 * key):
+        yield slot
+        for supply in single(slot, 'powerSupply', 1):
+            yield supply
+            yield from below(supply, 'sensor', lambda key, _: slot.index + 100 + key)
+            yield from fans(supply, slot)
+
+
+CLASSES = {'chassis': CHASSIS_CLASS, 'cardplane': OTHER, 'card': MODULE, 'sensor': SENSOR_CLASS, 'port': PORT, 'chip': OTHER,
+           'lane': MODULE, 'fan': FAN, 'powerSupply': SUPPLY}  # all else is a container
+STATEFUL = ('chassis', 'card', 'sensor', 'port', 'xcvr', 'fan', 'powerSupply')
+
+
+def rounded(number):
+    """The nearest whole number, halves away from zero."""
+    return int(math.copysign(math.floor(abs(number) + 0.5), number))
+
+
+def scaled(kind, number):
+    """A reading or a threshold as the tables give it. Optical power stands in dBm in the file."""
+    if kind.units == b'mW':
+        return rounded(10 ** (number / 10) * 10000)
+    return rounded(number * 10 ** kind.precision)
+
+
+class Described:
+    """What a described chassis says of its parts."""
+
+    def __init__(self, content):
+        self.content = content
+        self.parts = {part.index: part for part in parts(content['status']['chassis'])}
+
+    def of(self, directory, collection, name):
+        return self.content[directory][collection].get(name, {})
+
+    def record(self, part):
+        """What is published for a sensor: its values and whether it works."""
+        tag, label = part.described['tag'], part.described['label']
+        if tag == 'FanSensor':
+            fan = self.of('coolingStatus', 'fan', part.fan)
+            return {'speed': fan['speed'] * fan['properties']['maxRpm'] / 100}, fan['hwStatus']
+        if tag.startswith('Dom'):
+            lane = str(int(label.split('/')[1]) - 1) if '/' in label else '0'
+            return self.of('xcvrStatusDir', 'xcvrStatus', part.port).get('domInfo', {}).get(lane, {}), 'ok'
+        directory, collection = {'TempSensor': ('tempStatus', 'tempSensor'), 'VoltageSensor': ('powerStatus', 'voltageSensor'),
+                                 'CurrentSensor': ('powerStatus', 'currentSensor')}[tag]
+        record = self.of(directory, collection, f'{tag}{part.slot}/{label}')
+        return record, record['hwStatus']
+
+    def sensor(self, part):
+        """entPhySensorTable without its time stamp, and the thresholds: low and high warning, low and high critical."""
+        kind = KINDS[part.described['tag']]
+        values, status = self.record(part)
+        value = 0
+        if kind.reading in values:
+            value = scaled(kind, struct.unpack('f', struct.pack('f', values[kind.reading]))[0])
+        oper_status = 2 if not values else 1 if status == 'ok' else 3
+        limits = (-NONE, NONE, -NONE, NONE)
+        if part.described['tag'] == 'TempSensor':
+            config = self.of('tempConfig', 'tempSensor', f'TempSensor{part.slot}/{part.described["label"]}')
+            limits = (-NONE, scaled(kind, config['overheatThreshold']), -NONE, scaled(kind, config['criticalThreshold']))
+        elif part.described['tag'].startswith('Dom'):
+            offered = self.of('xcvrStatusDir', 'xcvrStatus', part.port).get('domThreshold', {}).get(kind.reading)
+            if offered:
+                limits = tuple(scaled(kind, offered[which]) for which in ('lowWarning', 'highWarning', 'lowAlarm', 'highAlarm'))
+        return (kind.type, kind.scale, kind.precision, value, oper_status, kind.units, kind.rate), limits
+
+    def states(self, part):
+        """entStateAdmin and entStateOper."""
+        if part.kind == 'card':
+            status = self.of('cardStatus', 'cardStatus', part.described['tag'] + part.described['label'])
+            return UP if status['state'] in ('ok', 'okStandby') else DOWN
+        if part.kind == 'fan' or part.fan:
+            return UP if self.of('coolingStatus', 'fan', part.fan)['hwStatus'] == 'ok' else DOWN
+        if part.kind == 'sensor':
+            values, status = self.record(part)
+            return UP if values and status == 'ok' else DOWN
+        if part.kind == 'powerSupply':
+            return UP if self.of('powerStatus', 'powerSupply', 'PowerSupply' + part.described['label'])['state'] == 'ok' else DOWN
+        if part.kind == 'xcvr':
+            return UP if self.of('xcvrConfigDir', 'xcvrConfig', part.port)['xcvrState'] else DOWN
+        if part.kind == 'port':
+            name = f'{part.described["tag"]}{part.slot}/{part.described["label"]}'
+            enabled = self.of('intfConfigDir', 'intfConfig', name)['adminEnabledStateLocal']
+            is_up = self.of('intfStatusDir', 'intfStatus', name)['operStatus'] == 'up'
+            # A port that is switched off is no fault.
+            return 4 if enabled else 2, 3 if is_up or not enabled else 2
+        return UP  # the chassis itself
+
+
+def columns(agent, table, numbers):
+    """The rows of a table, by index: a tuple of these columns."""
+    found = {number: {int(var.oid.rsplit('.', 1)[1]): var.value for var in agent.bulkwalk(f'{table}.{number}', repetitions=50)}
+             for number in numbers}
+    return {index: tuple(found[number][index] for number in numbers) for index in found[numbers[0]]}
+
+
+def states(agent):
+    return columns(agent, STATE, (2, 3))
+
+
+def standby(agent):
+    """entStateStandby of the supervisors' cards."""
+    return {slot: agent.get(f'{STATE}.6.{index}')[0].value for slot, index in SUPERVISORS.items()}
+
+
+class ChassisSwitch(Switch):
+    def __init__(self, test, content=None):
+        super().__init__(test, CHASSIS_EXAMPLE if content is None else content)
+
+    @property
+    def slots(self):
+        return self.content['status']['chassis']['cardSlot']
+
+    @property
+    def election(self):
+        return self.content['redundancy']['election']
+
+    def take_out(self, slot):
+        """Takes a card out, with all that is published for it and its parts; returns how it is put in again."""
+        card = self.slots[slot].pop('card')
+        undo = [(self.slots[slot], 'card', card)]
+        own = re.compile(rf'((Ethernet|Management|TempSensor|VoltageSensor|CurrentSensor){slot}/.*|{card["tag"]}{card["label"]})')
+        for directory in (content for name, content in self.content.items() if name not in ('status', 'redundancy')):
+            for collection in directory.values():
+                undo += [(collection, name, collection.pop(name)) for name in list(collection) if own.fullmatch(name)]
+
+        def put_in():
+            for owner, key, value in undo:
+                owner[key] = value
+        return put_in
+
+    def unplug(self, slot, port):
+        """Takes a transceiver out, with its status; returns how it is plugged in again."""
+        cage, status = self.slots[slot]['card']['xcvrSlot'][port], self.content['xcvrStatusDir']['xcvrStatus']
+        name = f'Ethernet{slot}/{port}'
+        xcvr, record = cage.pop('xcvr'), status.pop(name)
+
+        def plug():
+            cage['xcvr'], status[name] = xcvr, record
+        return plug
+
+
+class Chassis(AgentTest):
+    def served(self, content=None):
+        switch = ChassisSwitch(self, content)
+        return switch, self.agent(directives=[switch.directive, 'orvaneSupervisorSlot 1'])
+
+    def assert_same(self, found, expected):
+        differing = {key: (found.get(key), expected.get(key)) for key in found.keys() | expected.keys()
+                     if found.get(key) != expected.get(key)}
+        if differing:
+            self.fail(f'{len(differing)} rows differ; found and expected of the first: {dict(sorted(differing.items())[:5])}')
+
+    def assert_tree(self, agent, described):
+        """Each part is a row below its parent or below its parent's group for its like, and there are no others."""
+        table, pairs = rows(agent), contains(agent)
+        self.assertEqual({index for index in table if index < 1000000000}, set(described.parts))
+        groups = {(row[CONTAINED_IN], row[POSITION]): index for index, row in table.items() if index >= 1000000000}
+        self.assertEqual(set(groups), {(part.index, position) for part in described.parts.values()
+                                       for position in GROUPS.get(part.kind, {}).values()})
+        for index, part in described.parts.items():
+            expected = (0 if part.parent is None else
+                        groups.get((part.parent.index, GROUPS.get(part.parent.kind, {}).get(part.kind)), part.parent.index),
+                        CLASSES.get(part.kind, CONTAINER), part.key, part.described.get('description', '').encode())
+            self.assertEqual(tuple(table[index][column] for column in (CONTAINED_IN, CLASS, POSITION, DESCRIPTION)), expected, part)
+        self.assertEqual(pairs, {(row[CONTAINED_IN], index) for index, row in table.items() if index != CHASSIS})
+        reached, fresh = set(), {CHASSIS}
+        while fresh:
+            reached |= fresh
+            fresh = {contained for container, contained in pairs if container in fresh}
+        self.assertEqual(reached, set(table))
+
+    def assert_sensors(self, agent, described):
+        sensors = {index: described.sensor(part) for index, part in described.parts.items() if part.kind == 'sensor'}
+        self.assert_same(columns(agent, SENSOR, (1, 2, 3, 4, 5, 6, 8)), {index: row for index, (row, _) in sensors.items()})
+        thresholds = columns(agent, THRESHOLD, (1, 3, 2, 4, 5))
+        self.assert_same({index: row[:4] for index, row in thresholds.items()},
+                         {index: limits for index, (_, limits) in sensors.items()})
+        return sensors, {index: row[4] for index, row in thresholds.items()}
+
+    def assert_states(self, agent, described):
+        expected = {index: described.states(part) for index, part in described.parts.items() if part.kind in STATEFUL}
+        self.assert_same(states(agent), expected)
+
+    def assert_served(self, agent, content):
+        described = Described(content)
+        self.assert_tree(agent, described)
+        self.assert_sensors(agent, described)
+        self.assert_states(agent, described)
+
+    def test_all_that_the_example_describes(self):
+        switch, agent = self.served()
+        described = Described(switch.content)
+        self.assertGreater(len(described.parts), 400)
+        self.assert_tree(agent, described)
+        sensors, texts = self.assert_sensors(agent, described)
+        with self.subTest('states'):
+            self.assert_states(agent, described)
+            self.assertNotIn('Orvane/0', agent.log(), 'a whole description gives no reason to complain')
+
+        # Port 5 of card 3 gets no light on any of its four lanes: 0.001 mW.
+        dark = [34050000 + 1000 + 100 * lane + 3 for lane in (1, 2, 3, 4)]
+        for index in dark:
+            self.assertEqual(texts[index], b'Sensor value 10 is below the low critical threshold (398)')
+        self.assertEqual(texts[34050101], b'Sensor value 348 is within bounds')
+        self.assertEqual(texts[651011101], b'No thresholds are defined')
+        alarms = {index: b'\x80' for index in states(agent)}
+        alarms |= {index: b'\x20' if index in dark else b'\x00' for index, (_, limits) in sensors.items()
+                   if limits != (-NONE, NONE, -NONE, NONE)}
+        wait_until(lambda: agent.get(f'{STATE}.5.{dark[0]}')[0].value != b'\x80', message='no sensor was classified')
+        self.assert_same(columns(agent, STATE, (5,)), {index: (alarm,) for index, alarm in alarms.items()})
+        self.assert_same(columns(agent, STATE, (6,)),
+                         {index: (HOT_STANDBY if index == SUPERVISORS[2] else PROVIDING_SERVICE,) for index in alarms})
+
+    def test_parts_come_and_go(self):
+        switch, agent = self.served()
+        table, pairs = rows(agent), contains(agent)
+
+        def remove(slot):
+            described = switch.slots.pop(slot)
+            return lambda: switch.slots.update({slot: described})
+
+        def lock(port):
+            config = switch.content['intfConfigDir']['intfConfig'][port]
+            config['adminEnabledStateLocal'] = not config['adminEnabledStateLocal']
+            return lambda: lock(port)
+
+        def turn(port):
+            status = switch.content['intfStatusDir']['intfStatus'][port]
+            status['operStatus'] = {'up': 'down', 'down': 'up'}[status['operStatus']]
+            return lambda: turn(port)
+
+        for name, change, is_visible in (
+                ('a line card', lambda: switch.take_out('3'), True),
+                ('a supervisor', lambda: switch.take_out('1'), True),
+                ('an empty slot', lambda: remove('6'), True),
+                ('a transceiver', lambda: switch.unplug('3', '5'), True),
+                ('another transceiver', lambda: switch.unplug('4', '1'), True),
+                ('a port goes down', lambda: turn('Ethernet4/1'), False),
+                ('a port is switched off', lambda: lock('Ethernet4/2'), False),
+                ('a port that is down is switched off', lambda: lock('Ethernet4/14'), False),
+                ('a port that is switched off comes up', lambda: turn('Ethernet3/9'), False)):
+            with self.subTest(name):
+                undo = change()
+                try:
+                    switch.publish(agent)
+                    self.assertEqual(len(rows(agent)) < len(table), is_visible)
+                    self.assert_served(agent, switch.content)
+                finally:
+                    undo()
+                    switch.publish(agent)
+                self.assertEqual((rows(agent), contains(agent)), (table, pairs))
+                self.assert_served(agent, switch.content)
+        # The sensors of a transceiver that was plugged in again are watched again.
+        wait_until(lambda: agent.get(f'{STATE}.5.34051103')[0].value == b'\x20', message='no light is no alarm any more')
+
+    def test_a_card_whose_status_stayed_behind(self):
+        """Its sensors and its own state are known again at once; its ports and transceivers wait for the next change."""
+        switch, agent = self.served()
+        described = Described(switch.content)
+        card = switch.slots['3'].pop('card')
+        switch.publish(agent)
+        switch.slots['3']['card'] = card
+        switch.publish(agent)
+        self.assert_sensors(agent, described)
+        waiting = {index for index, part in described.parts.items() if part.kind in ('port', 'xcvr') and part.slot == '3'}
+        expected = {index: UNKNOWN if index in waiting else described.states(part)
+                    for index, part in described.parts.items() if part.kind in STATEFUL}
+        self.assert_same(states(agent), expected)
+        switch.content['intfStatusDir']['intfStatus']['Ethernet3/1']['operStatus'] = 'down'
+        switch.content['xcvrConfigDir']['xcvrConfig']['Ethernet3/1']['xcvrState'] = False
+        switch.publish(agent)
+        self.assert_same(states(agent), expected | {30200001: (4, 2), 34010001: DOWN})
+
+    def test_a_switch_over(self):
+        switch, agent = self.served()
+        other = self.agent(directives=[switch.directive, 'orvaneSupervisorSlot 2'])
+
+        def supervisors(agent):
+            return {slot: (*states(agent)[index], standby(agent)[slot]) for slot, index in SUPERVISORS.items()}
+
+        active = (*UP, PROVIDING_SERVICE)
+        self.assertEqual(supervisors(agent), {1: active, 2: (*UP, HOT_STANDBY)})
+        self.assertEqual(supervisors(other), {1: (*UP, HOT_STANDBY), 2: active}, 'the election speaks for the one that it runs on')
+
+        # It gives its work away and writes no more; the next that it becomes active it tells of its peer again.
+        switch.election.update(redundancyMode='standby', peerRedundancyMode='active')
+        switch.publish(agent)
+        self.assertEqual(supervisors(agent), {1: active, 2: (*UP, HOT_STANDBY)})
+        for mode, row in (('disabled', (*DOWN, 1)), ('unknown', (*UNKNOWN, 1)), ('standby', (*UP, HOT_STANDBY))):
+            with self.subTest(mode):
+                switch.election.update(redundancyMode='active', peerRedundancyMode=mode)
+                switch.publish(agent)
+                self.assertEqual(supervisors(agent), {1: active, 2: row})
+        # The peer leaves and comes back, with word of the election before its card is there.
+        put_in = switch.take_out('2')
+        switch.election.update(peerState='absent', peerRedundancyMode='unknown')
+        switch.publish(agent)
+        self.assertNotIn(SUPERVISORS[2], states(agent))
+        switch.election.update(peerState='present', peerRedundancyMode='standby')
+        switch.publish(agent)
+        put_in()
+        switch.publish(agent)
+        wait_until(lambda: supervisors(agent) == {1: active, 2: (*UP, HOT_STANDBY)}, 12, 'the peer was not shown as hot standby')
+
+        # One that starts as the standby says nothing of its peer until it takes over.
+        self.assertEqual(agent.stop(), 0)
+        switch.election.update(redundancyMode='standby', peerRedundancyMode='active')
+        switch.save()
+        agent = self.agent(directives=[switch.directive, 'orvaneSupervisorSlot 1'])
+        self.assertEqual(supervisors(agent), {1: active, 2: active})
+        switch.election.update(redundancyMode='active', peerRedundancyMode='standby')
+        switch.publish(agent)
+        self.assertEqual(supervisors(agent), {1: active, 2: (*UP, HOT_STANDBY)})
+
+    def test_the_slot_is_read_anew_with_the_configuration(self):
+        switch, agent = self.served()
+        self.assertEqual(standby(agent), {1: PROVIDING_SERVICE, 2: HOT_STANDBY})
+        agent.directives = [switch.directive, 'orvaneSupervisorSlot 2']
+        agent.write_config()
+        agent.reload()
+        self.assertEqual(standby(agent), {1: HOT_STANDBY, 2: PROVIDING_SERVICE})
+
+    def test_a_fixed_system_turns_modular_and_back(self):
+        switch, agent = self.served(EXAMPLE)
+        fixed = rows(agent), contains(agent)
+        self.assertIn(1, fixed[0])
+        for _ in range(2):
+            switch.content = CHASSIS_EXAMPLE
+            switch.publish(agent)
+            described = Described(CHASSIS_EXAMPLE)
+            self.assert_tree(agent, described)
+            self.assert_sensors(agent, described)
+            wait_until(lambda: standby(agent) == {1: PROVIDING_SERVICE, 2: HOT_STANDBY}, message='no peer in hot standby')
+            switch.content = EXAMPLE
+            switch.publish(agent)
+            self.assertEqual((rows(agent), contains(agent)), fixed)
+
+
+if __name__ == '__main__':
+    unittest.main()
