@@ -45,7 +45,7 @@ bool isEnabled(Notice const& notice) {
   auto const registered = config->notificationConfig(group);
   if (!registered) {
     Zef::assertionFailed(
-        "snmpConfig->notificationConfig( \"entity\" ) && \"You need to register entity traps from your VorlinPlugin\"",
+        R"(snmpConfig->notificationConfig( "entity" ) && "You need to register entity traps from your VorlinPlugin")",
         __FILE__, __LINE__, __PRETTY_FUNCTION__);
   }
   if (!registered->notification(notice.name)) {
