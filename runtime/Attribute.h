@@ -8,6 +8,7 @@
 #include "runtime/HashMap.h"
 #include "runtime/Notifiee.h"
 #include "runtime/RbTreeMap.h"
+#include "runtime/Strep.h"
 #include "runtime/Type.h"
 #include "runtime/Value.h"
 
@@ -148,32 +149,5 @@ class WritableNotifieeOf : public T::NotifieeConst {
  public:
   T* notifier() const { return const_cast<T*>(T::NotifieeConst::notifier()); }
 };
-
-// The text of a value type: Value('Orvane::ContainsEntry', ** {'container': 1, 'containee': 2}).
-void writeText(std::ostream& stream, bool value);
-void writeText(std::ostream& stream, U32 value);
-void writeText(std::ostream& stream, S32 value);
-void writeText(std::ostream& stream, double value);
-void writeText(std::ostream& stream, String8 const& value);
-template <class T>
-requires ModelNumber<T>
-void writeText(std::ostream& stream, T const& value) { writeText(stream, static_cast<U32>(value.value())); }
-template <ModelEnum T>
-void writeText(std::ostream& stream, T value) {
-  stream << value;
-}
-
-template <ModelValue T>
-void writeText(std::ostream& stream, T const& value) {
-  stream << "Value('" << T::fwkName() << "', ** {";
-  bool first = true;
-  auto const write = [&](auto const& field) {
-    stream << (first ? "'" : ", '") << field.name << "': ";
-    writeText(stream, value.*field.member);
-    first = false;
-  };
-  std::apply([&](auto const&... fields) { (write(fields), ...); }, T::fwkFields());
-  stream << "})";
-}
 
 }  // namespace Zef

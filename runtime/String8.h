@@ -86,6 +86,8 @@ extern template class StringN<unsigned char>;
 
 class String8 : public StringN<unsigned char> {
  public:
+  class IteratorConst;  // in runtime/Strep.h, for those who read value texts
+
   using StringN::StringN;
   String8() = default;
 

@@ -263,6 +263,7 @@ TEST_F(Transceivers, ComeAndGoWithLanesAndSensors) {
                             "34051101 in 34051100 class 8 pos 1 DomRxPowerSensor3/5/2 'DomRxPowerSensor 5/2' "
                             "state sensor"));
     EXPECT_TRUE(bench.root->xcvr("Ethernet3/5"));
+    EXPECT_EQ(chassisSm().mirrorCount(), mirrors + 3 + 2 + 2 + 2);
     EXPECT_EQ(static_cast<S32>(bench.sensorMib->sensorEntity(domTemperature)->value()), 415);
     EXPECT_EQ(static_cast<S32>(bench.sensorMib->sensorEntity(domRxPower)->value()), 5012) << "of its lane";
     EXPECT_THAT(bench.stateOf(domRxPower), HasSubstr("3,4 at 10" + std::to_string(11 + 10 * round)));
@@ -498,9 +499,13 @@ TEST_F(Supervisors, RunInTheSlotThatTheyAreTold) {
 }
 
 TEST_F(Supervisors, WaitForTheInventory) {
-  Tracing tracing{1U << 5U};
+  Tracing tracing{(1U << 5U) | (1U << 9U)};
+  unsigned passes = 0;
   auto const retries = [&] {
     auto const lines = tracing.take();
+    passes += static_cast<unsigned>(std::count_if(lines.begin(), lines.end(), [](std::string const& line) {
+      return line.find("RedundancyCardName:Supervisor1") != std::string::npos;
+    }));
     return std::count_if(lines.begin(), lines.end(), [](std::string const& line) {
       return line.find("Scheduled another status Check for Redundancy") != std::string::npos;
     });
@@ -521,8 +526,10 @@ TEST_F(Supervisors, WaitForTheInventory) {
   EXPECT_EQ(retries(), 0);
   EXPECT_THAT(shown(mine), HasSubstr("3,4"));
   EXPECT_THAT(shown(peer), HasSubstr("standby 2"));
+  passes = 0;
   bench.pass(60);
   EXPECT_EQ(retries(), 0);
+  EXPECT_EQ(passes, 0U) << "no timer is left";
   // The peer is said to be gone, and its card is still there; then the card goes.
   election->peerStateIs(PeerState::absent);
   EXPECT_EQ(retries(), 1);
