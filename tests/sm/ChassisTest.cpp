@@ -477,6 +477,7 @@ TEST_F(Supervisors, MayBeFollowedBeforeTheProjectionStarts) {
   bench.root->sensorMibIs(bench.sensorMib);
   bench.root->statusIs(inputs);
   follow();
+  EXPECT_TRUE(bench.root->constants()) << "needed already";
   bench.root = nullptr;
   bench.root = rootFactory("afresh");
   bench.entityMib = orvaneEntityMibFactory("entitymib");
