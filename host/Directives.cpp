@@ -67,6 +67,16 @@ U32 levelsOf(std::string const& text) {
   }
 }
 
+// The one path of a line that stands once.
+void pathIs(std::filesystem::path& setting, char const* what, std::vector<std::string> const& words) {
+  if (words.size() != 1) refuse(std::string("one ") + what + " is needed");
+  if (!setting.empty()) refuse("it is given already, as " + setting.string());
+  std::filesystem::path const path = words[0];
+  // The agent changes its directory after it has read its configuration for the first time.
+  if (!path.is_absolute()) refuse("\"" + words[0] + "\" is not an absolute path");
+  setting = path;
+}
+
 }  // namespace
 
 bool Settings::notificationEnabled(std::string const& name) const {
@@ -77,6 +87,7 @@ bool Settings::notificationEnabled(std::string const& name) const {
 Directives::Directive const Directives::table[] = {
     {"orvaneInventory", "FILE", &Directives::inventory},
     {"orvaneNotification", "NAME enable|disable", &Directives::notification},
+    {"orvaneInspect", "SOCKET", &Directives::inspect},
     {"orvaneSupervisorSlot", "N", &Directives::supervisorSlot},
     {"orvaneTrace", "HANDLE/LEVELS", &Directives::trace},
 };
@@ -119,14 +130,7 @@ void Directives::traceLevels() const {
   }
 }
 
-void Directives::inventory(std::vector<std::string> const& words) {
-  if (words.size() != 1) refuse("one FILE is needed");
-  if (!settings_.inventory.empty()) refuse("it is given already, as " + settings_.inventory.string());
-  std::filesystem::path const file = words[0];
-  // The agent changes its directory after it has read its configuration for the first time.
-  if (!file.is_absolute()) refuse("\"" + words[0] + "\" is not an absolute path");
-  settings_.inventory = file;
-}
+void Directives::inventory(std::vector<std::string> const& words) { pathIs(settings_.inventory, "FILE", words); }
 
 void Directives::notification(std::vector<std::string> const& words) {
   if (words.size() != 2) refuse("NAME and enable or disable are needed");
@@ -134,6 +138,8 @@ void Directives::notification(std::vector<std::string> const& words) {
   needOneOf(std::array{"enable", "disable"}, "state", words[1]);
   settings_.notifications[words[0]] = words[1] == "enable";
 }
+
+void Directives::inspect(std::vector<std::string> const& words) { pathIs(settings_.inspect, "SOCKET", words); }
 
 void Directives::supervisorSlot(std::vector<std::string> const& words) {
   constexpr unsigned last = 64;

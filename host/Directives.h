@@ -18,6 +18,7 @@ inline constexpr std::array notificationNames{"entConfigChange", "entStateOperEn
 // What the module's lines in snmpd.conf say.
 struct Settings {
   std::filesystem::path inventory;            // empty: no switch is described
+  std::filesystem::path inspect;              // the socket of the inspection; empty: there is none
   std::map<std::string, bool> notifications;  // the names that a line gives
   std::map<std::string, U32> traceLevels;     // handle to a mask of levels
   unsigned supervisorSlot = 1;                // where the supervisor stands that the agent runs on
@@ -31,6 +32,7 @@ struct Settings {
 //   orvaneInventory FILE                        an absolute path
 //   orvaneNotification NAME enable|disable      entConfigChange, entStateOperEnabled, entStateOperDisabled or
 //                                               kelvraEntSensorAlarm
+//   orvaneInspect SOCKET                        an absolute path
 //   orvaneSupervisorSlot N                      1 to 64; 1 without this line
 //   orvaneTrace HANDLE/LEVELS                   Orvane, Snmp or Zef; such as 0,8-9
 //
@@ -63,6 +65,7 @@ class Directives {
 
   void inventory(std::vector<std::string> const& words);
   void notification(std::vector<std::string> const& words);
+  void inspect(std::vector<std::string> const& words);
   void supervisorSlot(std::vector<std::string> const& words);
   void trace(std::vector<std::string> const& words);
 

@@ -5,6 +5,7 @@
 
 #include "platform/agent/Config.h"
 #include "platform/fru/Fru.h"
+#include "platform/scrivo/Scrivo.h"
 #include "platform/store/Merge.h"
 
 namespace Host {
@@ -32,6 +33,7 @@ void Plugin::settingsAre(Settings const& settings) {
     withdraw();
     Fru::slotIdIs(settings.supervisorSlot);
   }
+  inspectIs(loaded_ ? settings.inspect : std::filesystem::path());
   std::filesystem::path const file = loaded_ ? settings.inventory : std::filesystem::path();
   if (file.empty()) {
     withdraw();
@@ -40,6 +42,22 @@ void Plugin::settingsAre(Settings const& settings) {
   } else {
     publisher_ = std::make_unique<FilePublisher>(*bridge_, Zef::processClock(), system_->inputs(), inputTypes(), file,
                                                  agentLog, [this] { system_->followElection(); });
+  }
+}
+
+void Plugin::inspectIs(std::filesystem::path const& socket) {
+  if (inspect_ && inspect_->path() == socket) return;
+  inspect_.reset();
+  Scrivo::theTraceFileIs(nullptr);
+  if (socket.empty()) return;
+  try {
+    inspect_ = std::make_unique<InspectSocket>(*bridge_, Zef::processClock(),
+                                               Inspection(system_->store().root(), system_->root()), socket, agentLog);
+    // Somebody can read it from here on.
+    constexpr std::size_t records = 4096;
+    Scrivo::theTraceFileIs(std::make_unique<Scrivo::TraceFile>("orvane", records));
+  } catch (std::exception const& error) {
+    agentLog(Severity::error, "orvaneInspect " + socket.string() + ": " + error.what());
   }
 }
 
@@ -53,6 +71,7 @@ void Plugin::withdraw() {
 int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* /*client*/) {
   contained("shutdown", [] {
     Plugin& self = instance();
+    self.inspect_.reset();
     self.publisher_.reset();
     self.system_->rootDel();
     self.bridge_.reset();

@@ -5,6 +5,7 @@
 #include "host/Bootstrap.h"
 #include "host/Bridge.h"
 #include "host/Directives.h"
+#include "host/InspectSocket.h"
 #include "host/publishers/FilePublisher.h"
 
 namespace Host {
@@ -29,11 +30,13 @@ class Plugin {
   void settingsAre(Settings const& settings);
   // Nothing is published any more.
   void withdraw();
+  void inspectIs(std::filesystem::path const& socket);
 
   bool loaded_ = false;
   std::unique_ptr<Bridge> bridge_;
   std::unique_ptr<Bootstrap> system_;
   std::unique_ptr<FilePublisher> publisher_;
+  std::unique_ptr<InspectSocket> inspect_;
   std::unique_ptr<Directives> directives_;
 };
 

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "runtime/Entity.h"
+
+namespace Host {
+
+// What there is to see of the live system, as lines of text. It reads and never writes.
+class Inspection {
+ public:
+  // `store` is the directory that paths start from; besides, "root" leads to `root` and "trace" to the trace ring.
+  Inspection(Zef::Ptr<Zef::Dir> store, Zef::Ptr<Zef::Entity> root);
+
+  // The answer to one path: names of entities, attributes and keys with "/" between them, where %2F stands for a "/"
+  // within one and %25 for a "%". An empty path is the store itself. Each line of an answer has four fields with tabs
+  // between them:
+  //
+  //   attribute  kind  type  text        of an object: a line for each of its attributes
+  //   key        member  type            of a collection: a line for each member; so for a directory's entities
+  //   key        value  type  text       of values by key
+  //   seconds    record  duration  text  of the trace ring, oldest first
+  //
+  // Its last line is "."; that of a path that leads nowhere is "! " and the reason.
+  std::string answer(std::string_view path) const;
+
+ private:
+  Zef::Ptr<Zef::Dir> store_;
+  Zef::Ptr<Zef::Entity> root_;
+};
+
+}  // namespace Host
