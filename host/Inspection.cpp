@@ -5,6 +5,7 @@
 
 #include "platform/scrivo/Scrivo.h"
 #include "platform/store/Vorlin.h"
+#include "runtime/Introspection.h"
 #include "runtime/Strep.h"
 #include "runtime/Type.h"
 
@@ -135,6 +136,38 @@ std::string traceText() {
   return text + std::string(end);
 }
 
+std::string typeText(Zef::IntrospectionReactor::Node const& node) {
+  std::string text;
+  for (auto const& attribute : node.attributes) {
+    std::string about = std::to_string(attribute.id);
+    if (!attribute.furtherType.empty()) about += " by " + std::string(attribute.furtherType.view());
+    if (attribute.access == Zef::ZefAttr::Access::fixed) about += " fixed";
+    if (attribute.flags == Zef::ZefAttr::ZefAttrIntrospectionFlags::isFunction_()) {
+      char const* separator = " (";
+      if (attribute.parameters.empty()) about += separator;
+      for (auto const& parameter : attribute.parameters) {
+        about += separator + std::string(parameter.type.view()) + " " + parameter.name.charPtr();
+        separator = ", ";
+      }
+      about += ")";
+    }
+    text += line({attribute.name.view(), "attribute", attribute.type.view(), about});
+  }
+  return text;
+}
+
+// All types, or the one that the path names.
+std::string typesText(std::vector<String8> const& steps) {
+  auto const& nodes = Zef::IntrospectionReactor::global().nodes();
+  std::string text;
+  for (auto const& node : nodes) {
+    Zef::Name const& name = node.type->qualifiedName();
+    if (steps.size() == 2 && name == Zef::Name(steps[1])) return typeText(node) + std::string(end);
+    text += line({name.view(), "member", node.base == nullptr ? "" : node.base->qualifiedName().view()});
+  }
+  return steps.size() == 1 ? text + std::string(end) : refused("there is no such type");
+}
+
 }  // namespace
 
 Inspection::Inspection(Ptr<Zef::Dir> store, Ptr<Zef::Entity> root) : store_(std::move(store)), root_(std::move(root)) {}
@@ -142,6 +175,7 @@ Inspection::Inspection(Ptr<Zef::Dir> store, Ptr<Zef::Entity> root) : store_(std:
 std::string Inspection::answer(std::string_view path) const {
   std::vector<String8> steps = stepsOf(path);
   if (steps.size() == 1 && steps[0] == "trace") return traceText();
+  if (!steps.empty() && steps[0] == "types") return typesText(steps);
   Ptr<PtrInterface> from = store_;
   if (!steps.empty() && steps[0] == "root") {
     from = root_;

@@ -10,7 +10,8 @@ namespace Host {
 // What there is to see of the live system, as lines of text. It reads and never writes.
 class Inspection {
  public:
-  // `store` is the directory that paths start from; besides, "root" leads to `root` and "trace" to the trace ring.
+  // `store` is the directory that paths start from; besides, "root" leads to `root`, "trace" to the trace ring and
+  // "types" to what the models declare.
   Inspection(Zef::Ptr<Zef::Dir> store, Zef::Ptr<Zef::Entity> root);
 
   // The answer to one path: names of entities, attributes and keys with "/" between them, where %2F stands for a "/"
@@ -21,6 +22,8 @@ class Inspection {
   //   key        member  type            of a collection: a line for each member; so for a directory's entities
   //   key        value  type  text       of values by key
   //   seconds    record  duration  text  of the trace ring, oldest first
+  //   name       member  base            of the types, in the order of their registration
+  //   name       attribute  type  id...  of one type, of its own attributes
   //
   // Its last line is "."; that of a path that leads nowhere is "! " and the reason.
   std::string answer(std::string_view path) const;

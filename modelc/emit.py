@@ -139,6 +139,14 @@ class Cpp:
         """The type object of the base."""
         return f'{self.base()}::_fwkType()' if self.t.base else 'Zef::entityType()' if self.t.is_entity else 'nullptr'
 
+    def generic_if(self):
+        """The base of the class's reflective view."""
+        kind = 'Entity' if self.t.is_entity else 'PtrInterface'
+        return f'Zef::GenericIfOf<{self.t.name}, Zef::GenericIf{kind}>'
+
+    def slots_base(self):
+        return f'{self.base()}::GenericIf_' if self.t.base else 'Zef::GenericIfEntity'
+
     def reader(self, a):
         """What a reader of a single value gives."""
         if a.form == 'value':
@@ -160,6 +168,11 @@ class Cpp:
         t = self.t
         defaults = defaults and (t.is_entity or not t.key_attribute)
         return joined(['Zef::Name const& name' if t.is_entity else ''] + [self.argument(a, defaults) for a in t.arguments])
+
+    def constructor_types(self):
+        """The constructor's parameters: type and name."""
+        name = [('Zef::Name', 'name')] if self.t.is_entity else []
+        return name + [(self.field(a), a.name) for a in self.t.arguments]
 
     def initializers(self):
         t = self.t
@@ -215,7 +228,8 @@ class Cpp:
         """How the type object learns of an attribute."""
         t, name, scope = self.t.name, a.name, f'&{self.t.name}::'
         if a.form == 'function':
-            return f'type.function<{scope}{name}>("{name}", {name}Attr)'
+            names = ''.join(f', "{p.name}"' for p in a.args)
+            return f'type.function<{scope}{name}>("{name}", {name}Attr{names})'
         if a.form == 'value':
             if a.fixed and a is not self.t.key:
                 return f'type.fixed("{name}", {name}Attr, {scope}{name}_)'
@@ -230,10 +244,10 @@ class Cpp:
             'entity': (('', 'Is'), 'entity'),
             'optional': (('Valid', '', 'Is', 'Del'), 'optional'),
             'map': (('Map', 'Is', 'Del'), 'valueMap'),
-            'hash': (('', 'Is', 'Del', 'IteratorConst'), 'collection'),
-            'tree': (('', 'Is', 'Del', 'IteratorConst'), 'collection'),
-            'reactors': (('', None, 'Del', 'IteratorConst'), 'collection'),
-            'queue': (('', None, 'Del', 'IteratorConst'), 'collection'),
+            'hash': (('', 'Is', 'Del', 'IteratorConst', 'StartAt'), 'collection'),
+            'tree': (('', 'Is', 'Del', 'IteratorConst', 'StartAt'), 'collection'),
+            'reactors': (('', None, 'Del', 'IteratorConst', 'StartAt'), 'collection'),
+            'queue': (('', None, 'Del', 'IteratorConst', 'StartAt'), 'collection'),
         }[a.form]
         uses = ['nullptr' if end is None or a.given and end == 'Is' else f'{scope}{name}{end}' for end in ends]
         return f'type.{method}<{joined(uses)}>("{name}", {name}Attr)'
@@ -256,7 +270,7 @@ class Emitter:
         externals = [t.header for t in model.types if t.kind == 'external']
         queues = any(a.form == 'queue' for t in model.types for a in getattr(t, 'attributes', []))
         externals += ['runtime/LinkQueue.h'] if queues else []
-        includes = sorted({'runtime/Attribute.h', *externals, *(used.header for used in model.uses)})
+        includes = sorted({'runtime/Attribute.h', 'runtime/GenericIf.h', *externals, *(used.header for used in model.uses)})
         return tidy(self.environment.get_template(template).render(model=model, includes=includes, registrar=registrar,
                                                                    cpp=Cpp))
 

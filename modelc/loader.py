@@ -73,12 +73,25 @@ class Loader:
                 if not isinstance(item, Scalar):
                     item.fail('`uses` lists model files')
                 model.uses.append(self.load(item.string('`uses`'), item))
+            named = document.take('typeNames', Sequence) if number == 0 else None
             self.block(model, document)
+            for item in named.items if named else []:
+                model.named.append(self.named(model, item))
         if not model.types:
             raise ModelError(file, 1, 'the model declares no type')
         self.loading.pop()
         self.models[file] = model
         return model
+
+    def named(self, model, item):
+        """A model that `typeNames` lists: this one, or one that it uses."""
+        if not isinstance(item, Scalar):
+            item.fail('`typeNames` lists model files')
+        file = item.string('`typeNames`')
+        found = next((m for m in [*model.uses, model] if m.file == file), None)
+        if found is None:
+            item.fail(f'{file} is neither this model nor one that it uses')
+        return found
 
     def block(self, model, document):
         namespace = document.string('namespace')

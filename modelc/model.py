@@ -18,6 +18,7 @@ class Type:
     by_value = False       # small: passed and returned by value
     stands_alone = False   # may be the type of a plain attribute
     is_object = False      # lives behind a Zef::Ptr
+    is_registered = False  # has a type object that its model registers
 
     @property
     def qualified(self):
@@ -84,6 +85,7 @@ class Number(Type):
     base: Builtin = None
 
     kind = 'number'
+    is_registered = True
     is_key = True
     by_value = True
     stands_alone = True
@@ -104,6 +106,7 @@ class Value(Type):
     empty_test: bool = False
 
     kind = 'value'
+    is_registered = True
     stands_alone = True
 
     @property
@@ -304,6 +307,7 @@ class Class(Type):
     destructor: bool = False  # written by hand
 
     is_object = True
+    is_registered = True
 
     def chain(self):
         """This class, its base, and so on up."""
@@ -368,10 +372,15 @@ class Model:
     file: str              # relative to the root
     uses: list = field(default_factory=list)
     blocks: list = field(default_factory=list)  # (namespace, doc, types) in their order
+    named: list = field(default_factory=list)   # the models whose types the program file lists by name
 
     @property
     def types(self):
         return [type_ for _, _, types in self.blocks for type_ in types]
+
+    @property
+    def type_names(self):
+        return [type_ for model in self.named for type_ in model.types if type_.is_registered]
 
     @property
     def header(self):

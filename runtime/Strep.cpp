@@ -123,6 +123,12 @@ void sequenceToValue(bool& value, String8::IteratorConst& at, String8::IteratorC
   value = text == "True";
 }
 
+void sequenceToValueOfPtr(Ptr<PtrInterface>& value, String8::IteratorConst& at, String8::IteratorConst const& end) {
+  String8::IteratorConst const start = at;
+  if (word(at, end) != "None") throwAt(start, "an object has no text to be read from");
+  value = nullptr;
+}
+
 void sequenceToValue(String8& value, String8::IteratorConst& at, String8::IteratorConst const& end) {
   if (at == end || *at != '\'') throwAt(at, "no text in quotes");
   std::string text;

@@ -46,7 +46,12 @@ template <ModelEnum T>
 String8 valueToStrep(T value) {
   return enumText(enumTable(value), static_cast<U32>(value));
 }
+// The address, or None.
 String8 valueToStrepOfRawPtr(void const* object);
+template <class T>
+String8 valueToStrep(Ptr<T> const& value) {
+  return valueToStrepOfRawPtr(value.get());
+}
 
 template <ModelValue T>
 String8 valueToStrep(T const& value) {
@@ -76,6 +81,14 @@ void sequenceToValue(T& value, String8::IteratorConst& at, String8::IteratorCons
   typename T::Representation number{};
   sequenceToValue(number, at, end);
   value = T(number);
+}
+// An object is no text: the one form of it that can be read is None, for no object.
+void sequenceToValueOfPtr(Ptr<PtrInterface>& value, String8::IteratorConst& at, String8::IteratorConst const& end);
+template <class T>
+void sequenceToValue(Ptr<T>& value, String8::IteratorConst& at, String8::IteratorConst const& end) {
+  Ptr<PtrInterface> object;
+  sequenceToValueOfPtr(object, at, end);
+  value = dynamicCast<T>(object);
 }
 template <ModelValue T>
 void sequenceToValue(T& value, String8::IteratorConst& at, String8::IteratorConst const& end) {

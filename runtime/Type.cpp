@@ -1,9 +1,42 @@
 #include "runtime/Type.h"
 
 #include "runtime/Clock.h"
+#include "runtime/GenericIf.h"
 #include "runtime/TypeBuilder.h"
 
 namespace Zef {
+
+ZefAttr::ZefAttrIntrospectionFlags::ZefAttrIntrospectionFlags(unsigned value) : value_(value) {
+  constexpr unsigned highest = 0x3f;
+  if (value > highest) throwRangeException("ZefAttrIntrospectionFlags::value > 0x3f not allowed");
+}
+
+String8 ZefAttr::typeText() const {
+  return type() == nullptr ? String8("nothing") : type()->qualifiedName().stringValue();
+}
+
+ZefType const* ZefAttr::objectType() const {
+  bool const isObject = kind_ == Kind::reference || kind_ == Kind::entity || kind_ == Kind::collection;
+  return isObject ? type() : nullptr;
+}
+
+std::vector<ZefAttr::Parameter> const& ZefAttr::parameters() const {
+  static std::vector<Parameter> const none;
+  return none;
+}
+
+ZefAttr::ZefAttrIntrospectionFlags ZefAttr::introspectionFlags() const {
+  switch (kind_) {
+    case Kind::function:
+      return ZefAttrIntrospectionFlags::isFunction_();
+    case Kind::collection:
+      return ZefAttrIntrospectionFlags::hasInternalIndex_();
+    case Kind::valueMap:
+      return ZefAttrIntrospectionFlags::isIndependentDomainAttr_();
+    default:
+      return ZefAttrIntrospectionFlags(0);
+  }
+}
 
 void ZefAttr::throwNoOperation(char const* operation) const {
   throwRangeException(format("%s cannot be %s", name_.charPtr(), operation));
@@ -15,7 +48,15 @@ Ptr<Entity> ZefAttr::child(PtrInterface const& /*object*/) const { throwNoOperat
 Ptr<Entity> ZefAttr::childIs(PtrInterface& /*object*/) const { throwNoOperation("created as a child"); }
 void ZefAttr::childDel(PtrInterface& /*object*/) const { throwNoOperation("removed as a child"); }
 String8 ZefAttr::key(String8 const& /*text*/) const { throwNoOperation("used with a key"); }
-std::vector<String8> ZefAttr::keys(PtrInterface const& /*object*/) const { throwNoOperation("walked"); }
+std::unique_ptr<ZefAttr::Walk> ZefAttr::walk(PtrInterface const& /*object*/) const { throwNoOperation("walked"); }
+std::unique_ptr<ZefAttr::Walk> ZefAttr::walkFrom(PtrInterface const& /*object*/, String8 const& /*key*/) const {
+  throwNoOperation("walked");
+}
+std::vector<String8> ZefAttr::keys(PtrInterface const& object) const {
+  std::vector<String8> keys;
+  for (auto at = walk(object); at->more(); at->advance()) keys.push_back(at->keyText());
+  return keys;
+}
 Ptr<PtrInterface> ZefAttr::member(PtrInterface const& /*object*/, String8 const& /*key*/) const {
   throwNoOperation("searched for a member");
 }
@@ -43,6 +84,7 @@ namespace {
 struct Registry {
   std::vector<ZefType const*> order;
   std::unordered_map<std::string_view, ZefType const*> byName;
+  std::map<Name, Ptr<ZefAttr const>> attributes;
 };
 
 Registry& registry() {
@@ -57,28 +99,34 @@ std::string_view shortName(std::string_view qualified) {
 
 }  // namespace
 
-ZefType::ZefType(char const* qualifiedName, ZefType const* base, bool isEntity, Factory factory, Attributes attributes)
-    : name_(String8(shortName(qualifiedName))),
-      qualifiedName_(qualifiedName),
-      base_(base),
-      isEntity_(isEntity),
-      factory_(factory),
-      attributes_(std::move(attributes)) {
+Ptr<ZefAttr const> ZefAttr::attr(Name const& qualifiedName) {
+  auto const found = registry().attributes.find(qualifiedName);
+  return found == registry().attributes.end() ? nullptr : found->second;
+}
+
+ZefType::ZefType(Description description)
+    : name_(String8(shortName(description.qualifiedName.view()))), description_(std::move(description)) {
   isNondestructingIs(true);
-  if (base_ != nullptr) {
-    all_ = base_->all_;
-    byName_ = base_->byName_;
+  if (base() != nullptr) {
+    all_ = base()->all_;
+    byName_ = base()->byName_;
   }
-  for (auto const& attribute : attributes_) {
+  for (auto const& attribute : attributes()) {
     all_.push_back(attribute.get());
     byName_[attribute->name().view()] = attribute.get();
   }
-  registry().order.push_back(this);
-  registry().byName[qualifiedName_.view()] = this;
+}
+
+void ZefType::typeNodeIs(ZefType const* type, Name const& name) {
+  registry().order.push_back(type);
+  registry().byName[type->qualifiedName().view()] = type;
+  for (auto const& attribute : type->attributes()) {
+    registry().attributes[Name(name.stringValue() + "::" + attribute->name().stringValue())] = attribute;
+  }
 }
 
 bool ZefType::isA(ZefType const* type) const {
-  for (ZefType const* at = this; at != nullptr; at = at->base_) {
+  for (ZefType const* at = this; at != nullptr; at = at->base()) {
     if (at == type) return true;
   }
   return false;
@@ -96,14 +144,28 @@ ZefAttr const* ZefType::attr(AttributeId id) const {
   return nullptr;
 }
 
-Ptr<PtrInterface> ZefType::newObject(Name const& name) const {
-  if (factory_ == nullptr) throwRangeException(format("a %s cannot be made from a name", qualifiedName_.charPtr()));
-  return factory_(name);
+Ptr<PtrInterface> ZefType::newObject(Name const& /*name*/) const {
+  throwRangeException(format("a %s cannot be made from a name", qualifiedName().charPtr()));
+}
+
+Ptr<GenericIf> ZefType::genericIf(Ptr<PtrInterface> const& object, bool isConst) const {
+  return make<GenericIfPtrInterface>(object, isConst);
+}
+
+Ptr<GenericIf> ZefType::genericIf(Value const& value, bool isConst) const {
+  auto const* const object = value.get<Ptr<PtrInterface>>();
+  if (object == nullptr || !*object) return make<GenericIfValue>(value, this);
+  ZefType const* const own = (*object)->fwkType();
+  return (own == nullptr ? this : own)->genericIf(*object, isConst);
+}
+
+Ptr<PtrInterface::NotifieeConst> ZefType::newAdapter(Ptr<GenericIfListener> const& /*listener*/) const {
+  return nullptr;
 }
 
 Ptr<Entity> ZefType::newEntity(Name const& name, Dir* dir) const {
   Ptr<Entity> entity = dynamicCast<Entity>(newObject(name));
-  if (!entity) throwRangeException(format("a %s is no entity", qualifiedName_.charPtr()));
+  if (!entity) throwRangeException(format("a %s is no entity", qualifiedName().charPtr()));
   dir->entityIs(entity);
   return entity;
 }
@@ -116,12 +178,14 @@ ZefType const* ZefType::byName(Name const& qualifiedName) {
 std::vector<ZefType const*> const& ZefType::all() { return registry().order; }
 
 ZefType const* entityType() {
-  static ZefType const* const type = [] {
-    ZefType::Attributes attributes;
-    attributes.push_back(
-        std::make_unique<ReadOnlyAttr<Entity, &Entity::isNondestructing>>("isNondestructing", isNondestructingAttr));
-    return new ZefType("Zef::Entity", nullptr, true, nullptr, std::move(attributes));
-  }();
+  static ZefType const* const type = TypeBuilder<Entity>("Zef::Entity", nullptr)
+                                         .readOnly<&Entity::isNondestructing>("isNondestructing", isNondestructingAttr)
+                                         .done();
+  return type;
+}
+
+ZefType const* objectType() {
+  static auto* const type = new ZefType({"Zef::PtrInterface", nullptr, ZefType::Kind::record, {}, {}});
   return type;
 }
 

@@ -1,8 +1,12 @@
 #pragma once
 
+#include <array>
+#include <initializer_list>
 #include <type_traits>
 
 #include "runtime/Attribute.h"
+#include "runtime/GenericIf.h"
+#include "runtime/Introspection.h"
 #include "runtime/Type.h"
 
 // From a type's readers and setters to its type object. Generated sources use it, and a hand-written type can:
@@ -23,9 +27,12 @@ struct FunctionOf<R (C::*)(Args...)> {
   using Class = C;
   using Result = std::remove_cvref_t<R>;
   using Arguments = std::tuple<std::remove_cvref_t<Args>...>;
+  static constexpr bool isConst = false;
 };
 template <class C, class R, class... Args>
-struct FunctionOf<R (C::*)(Args...) const> : FunctionOf<R (C::*)(Args...)> {};
+struct FunctionOf<R (C::*)(Args...) const> : FunctionOf<R (C::*)(Args...)> {
+  static constexpr bool isConst = true;
+};
 
 template <auto function>
 using ResultOf = typename FunctionOf<decltype(function)>::Result;
@@ -44,12 +51,9 @@ class AttrOf : public ZefAttr {
 };
 
 template <class T>
-ZefType const* pointeeType() {
-  if constexpr (requires { typename PointerTo<T>::Pointee; }) {
-    using Object = std::remove_const_t<typename PointerTo<T>::Pointee>;
-    if constexpr (requires { Object::_fwkType(); }) return Object::_fwkType();
-  }
-  return nullptr;
+constexpr bool pointsAtConst() {
+  if constexpr (requires { typename PointerTo<T>::Pointee; }) return std::is_const_v<typename PointerTo<T>::Pointee>;
+  return false;
 }
 
 template <class T>
@@ -64,8 +68,8 @@ class ValueAttr final : public AttrOf<Owner> {
 
  public:
   ValueAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::writable, typeText<T>()) {}
-  ZefType const* objectType() const override { return pointeeType<T>(); }
+      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::writable, &typeOf<T>) {}
+  bool givesConst() const override { return pointsAtConst<T>(); }
   Value get(PtrInterface const& object) const override { return toValue<T>((this->of(object).*reader)()); }
   void set(PtrInterface& object, Value const& value) const override { (this->of(object).*setter)(fromValue<T>(value)); }
 };
@@ -76,8 +80,8 @@ class ReadOnlyAttr final : public AttrOf<Owner> {
 
  public:
   ReadOnlyAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::readOnly, typeText<T>()) {}
-  ZefType const* objectType() const override { return pointeeType<T>(); }
+      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::readOnly, &typeOf<T>) {}
+  bool givesConst() const override { return pointsAtConst<T>(); }
   Value get(PtrInterface const& object) const override { return toValue<T>((this->of(object).*reader)()); }
 };
 
@@ -85,8 +89,8 @@ template <class Owner, class T>
 class FixedAttr final : public AttrOf<Owner> {
  public:
   FixedAttr(char const* name, AttributeId id, T Owner::*field)
-      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::fixed, typeText<T>()), field_(field) {}
-  ZefType const* objectType() const override { return pointeeType<T>(); }
+      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::fixed, &typeOf<T>), field_(field) {}
+  bool givesConst() const override { return pointsAtConst<T>(); }
   Value get(PtrInterface const& object) const override { return toValue<T>(this->of(object).*field_); }
   void set(PtrInterface& object, Value const& value) const override { this->of(object).*field_ = fromValue<T>(value); }
 
@@ -99,8 +103,7 @@ template <class Owner, class Record>
 class RecordAttr final : public AttrOf<Owner> {
  public:
   RecordAttr(char const* name, AttributeId id, Ptr<Record const> Owner::*field)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::value, ZefAttr::Access::fixed, Record::_fwkType()->qualifiedName()),
-        field_(field) {}
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::value, ZefAttr::Access::fixed, &Record::_fwkType), field_(field) {}
 
   Value get(PtrInterface const& object) const override {
     Ptr<Record const> const& record = this->of(object).*field_;
@@ -141,7 +144,7 @@ template <class Owner, class T>
 class ConstantAttr final : public AttrOf<Owner> {
  public:
   ConstantAttr(char const* name, AttributeId id, T value)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::value, ZefAttr::Access::readOnly, typeText<T>()), value_(value) {}
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::value, ZefAttr::Access::readOnly, &typeOf<T>), value_(value) {}
   Value get(PtrInterface const& /*object*/) const override { return toValue<T>(value_); }
 
  private:
@@ -154,9 +157,7 @@ class ChildAttr final : public AttrOf<Owner> {
 
  public:
   ChildAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::entity, ZefAttr::Access::writable, Object::_fwkType()->qualifiedName()) {
-  }
-  ZefType const* objectType() const override { return Object::_fwkType(); }
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::entity, ZefAttr::Access::writable, &Object::_fwkType) {}
   Ptr<Entity> child(PtrInterface const& object) const override { return (this->of(object).*reader)(); }
   Ptr<Entity> childIs(PtrInterface& object) const override {
     if (!(this->of(object).*reader)()) (this->of(object).*setter)(make<Object>(this->name()));
@@ -165,23 +166,38 @@ class ChildAttr final : public AttrOf<Owner> {
   void childDel(PtrInterface& object) const override { (this->of(object).*setter)(nullptr); }
 };
 
-// find is x, create is xIs, del is xDel, iterator is xIteratorConst. A collection of objects that stand elsewhere
-// creates none: its create is null.
-template <class Owner, auto find, auto create, auto del, auto iterator>
+template <class IteratorConst, class Key>
+class CollectionWalk final : public ZefAttr::Walk {
+ public:
+  explicit CollectionWalk(IteratorConst at) : at_(std::move(at)) {}
+  bool more() const override { return static_cast<bool>(at_); }
+  void advance() override { ++at_; }
+  Value key() const override { return toValue<Key>(Key(at_.key())); }
+  String8 keyText() const override { return Zef::keyText(Key(at_.key())); }
+  Value value() const override { return Ptr<PtrInterface>(at_.ptr()); }
+
+ private:
+  IteratorConst at_;
+};
+
+// find is x, create is xIs, del is xDel, iterator is xIteratorConst, startAt is xStartAt. A collection of objects that
+// stand elsewhere creates none: its create is null.
+template <class Owner, auto find, auto create, auto del, auto iterator, auto startAt>
 class CollectionAttr final : public AttrOf<Owner> {
   using Key = ArgumentOf<find>;
   using Object = typename ResultOf<find>::Pointee;
+  using At = CollectionWalk<ResultOf<iterator>, Key>;
 
  public:
   CollectionAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::collection, ZefAttr::Access::writable,
-                      Object::_fwkType()->qualifiedName()) {}
-  ZefType const* objectType() const override { return Object::_fwkType(); }
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::collection, ZefAttr::Access::writable, &Object::_fwkType) {}
+  ZefType const* keyType() const override { return typeOf<Key>(); }
   String8 key(String8 const& text) const override { return keyText(keyFromText<Key>(text)); }
-  std::vector<String8> keys(PtrInterface const& object) const override {
-    std::vector<String8> keys;
-    for (auto at = (this->of(object).*iterator)(); at; ++at) keys.push_back(keyText(Key(at.key())));
-    return keys;
+  std::unique_ptr<ZefAttr::Walk> walk(PtrInterface const& object) const override {
+    return std::make_unique<At>((this->of(object).*iterator)());
+  }
+  std::unique_ptr<ZefAttr::Walk> walkFrom(PtrInterface const& object, String8 const& key) const override {
+    return std::make_unique<At>((this->of(object).*startAt)(keyFromText<Key>(key)));
   }
   Ptr<PtrInterface> member(PtrInterface const& object, String8 const& key) const override {
     return (this->of(object).*find)(keyFromText<Key>(key));
@@ -198,19 +214,53 @@ class CollectionAttr final : public AttrOf<Owner> {
   }
 };
 
+// Walks by the key where it stands, since entries may come and go.
+template <class Map>
+class ValueMapWalk final : public ZefAttr::Walk {
+ public:
+  ValueMapWalk(Ptr<PtrInterface const> owner, Map const& map, typename Map::const_iterator at)
+      : owner_(std::move(owner)), map_(map) {
+    take(at);
+  }
+  bool more() const override { return more_; }
+  void advance() override { take(map_.upper_bound(key_)); }
+  Value key() const override { return toValue(key_); }
+  String8 keyText() const override { return Zef::keyText(key_); }
+  Value value() const override {
+    auto const found = map_.find(key_);
+    return found == map_.end() ? Value() : toValue(found->second);
+  }
+
+ private:
+  void take(typename Map::const_iterator at) {
+    more_ = at != map_.end();
+    if (more_) key_ = at->first;
+  }
+
+  Ptr<PtrInterface const> owner_;
+  Map const& map_;
+  typename Map::key_type key_{};
+  bool more_ = false;
+};
+
 template <class Owner, auto map, auto setter, auto del>
 class ValueMapAttr final : public AttrOf<Owner> {
-  using Key = typename ResultOf<map>::key_type;
-  using T = typename ResultOf<map>::mapped_type;
+  using Map = ResultOf<map>;
+  using Key = typename Map::key_type;
+  using T = typename Map::mapped_type;
 
  public:
   ValueMapAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::valueMap, ZefAttr::Access::writable, typeText<T>()) {}
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::valueMap, ZefAttr::Access::writable, &typeOf<T>) {}
   String8 key(String8 const& text) const override { return keyText(keyFromText<Key>(text)); }
-  std::vector<String8> keys(PtrInterface const& object) const override {
-    std::vector<String8> keys;
-    for (auto const& [key, value] : (this->of(object).*map)()) keys.push_back(keyText(key));
-    return keys;
+  ZefType const* keyType() const override { return typeOf<Key>(); }
+  std::unique_ptr<ZefAttr::Walk> walk(PtrInterface const& object) const override {
+    auto const& values = (this->of(object).*map)();
+    return std::make_unique<ValueMapWalk<Map>>(&object, values, values.begin());
+  }
+  std::unique_ptr<ZefAttr::Walk> walkFrom(PtrInterface const& object, String8 const& key) const override {
+    auto const& values = (this->of(object).*map)();
+    return std::make_unique<ValueMapWalk<Map>>(&object, values, values.lower_bound(keyFromText<Key>(key)));
   }
   Value entry(PtrInterface const& object, String8 const& key) const override {
     auto const& values = (this->of(object).*map)();
@@ -231,7 +281,7 @@ class OptionalAttr final : public AttrOf<Owner> {
 
  public:
   OptionalAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::optional, ZefAttr::Access::writable, typeText<T>()) {}
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::optional, ZefAttr::Access::writable, &typeOf<T>) {}
   Value get(PtrInterface const& object) const override {
     return (this->of(object).*valid)() ? toValue<T>((this->of(object).*reader)()) : Value();
   }
@@ -248,35 +298,165 @@ template <class Owner, auto function>
 class FunctionAttr final : public AttrOf<Owner> {
   using Arguments = typename FunctionOf<decltype(function)>::Arguments;
   using Result = ResultOf<function>;
+  static constexpr std::size_t count = std::tuple_size_v<Arguments>;
+  using Which = std::make_index_sequence<count>;
 
  public:
-  FunctionAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::function, ZefAttr::Access::readOnly, "function") {}
-  Value call(PtrInterface& object, std::vector<Value> const& arguments) const override {
-    if (arguments.size() != std::tuple_size_v<Arguments>) {
-      throwRangeException(format("%s takes %zu arguments, not %zu", this->name().charPtr(),
-                                 std::tuple_size_v<Arguments>, arguments.size()));
-    }
-    return callWith(this->of(object), arguments, std::make_index_sequence<std::tuple_size_v<Arguments>>());
+  FunctionAttr(char const* name, AttributeId id, std::array<char const*, count> const& parameters)
+      : AttrOf<Owner>(name, id, ZefAttr::Kind::function, ZefAttr::Access::readOnly, resultType()) {
+    addParameters(parameters, Which());
+  }
+  std::vector<ZefAttr::Parameter> const& parameters() const override { return parameters_; }
+  bool isMutation() const override { return !FunctionOf<decltype(function)>::isConst; }
+  Value call(PtrInterface& object, std::vector<Value> const& given) const override {
+    if (given.size() > count) GenericIf::throwUnknownArgException(this->name(), count + 1);
+    if (given.size() < count) argumentRefused(given.size(), "is missing");
+    return callWith(this->of(object), argumentsOf(given, Which()));
   }
 
  private:
-  template <std::size_t... I>
-  static Value callWith(Owner& object, [[maybe_unused]] std::vector<Value> const& arguments,
-                        std::index_sequence<I...> /*which*/) {
+  static ZefAttr::TypeOf resultType() {
     if constexpr (std::is_void_v<Result>) {
-      (object.*function)(fromValue<std::tuple_element_t<I, Arguments>>(arguments[I])...);
-      return {};
+      return nullptr;
     } else {
-      return toValue<Result>((object.*function)(fromValue<std::tuple_element_t<I, Arguments>>(arguments[I])...));
+      return &typeOf<Result>;
+    }
+  }
+  template <std::size_t... I>
+  void addParameters(std::array<char const*, count> const& names, std::index_sequence<I...> /*which*/) {
+    (parameters_.push_back({names[I], &typeOf<std::tuple_element_t<I, Arguments>>}), ...);
+  }
+  [[noreturn]] void argumentRefused(std::size_t at, char const* reason) const {
+    GenericIf::throwTypeException(this->name(),
+                                  format("argument %zu, %s, %s", at + 1, parameters_[at].name.charPtr(), reason));
+  }
+  template <class T>
+  T argument(std::vector<Value> const& given, std::size_t at) const {
+    try {
+      return fromValue<T>(given[at]);
+    } catch (RangeException const& error) {
+      argumentRefused(at, (String8("does not fit: ") + error.what()).charPtr());
+    }
+  }
+  template <std::size_t... I>
+  Arguments argumentsOf([[maybe_unused]] std::vector<Value> const& given, std::index_sequence<I...> /*which*/) const {
+    return Arguments{argument<std::tuple_element_t<I, Arguments>>(given, I)...};
+  }
+  static Value callWith(Owner& object, Arguments const& arguments) {
+    return std::apply(
+        [&](auto const&... values) -> Value {
+          if constexpr (std::is_void_v<Result>) {
+            (object.*function)(values...);
+            return {};
+          } else {
+            return toValue<Result>((object.*function)(values...));
+          }
+        },
+        arguments);
+  }
+
+  std::vector<ZefAttr::Parameter> parameters_;
+};
+
+// A field of a value type: GenericIfValue reads it, by its name.
+class FieldAttr final : public ZefAttr {
+ public:
+  FieldAttr(char const* name, AttributeId id, TypeOf typeOf)
+      : ZefAttr(name, id, Kind::value, Access::readOnly, typeOf) {}
+};
+
+// T::_Type, the type object of an entity or a record.
+template <class T>
+class TypeObject : public ZefType {
+  template <class Member>
+  using Key = std::remove_cvref_t<decltype(std::declval<Member const&>().fwkKey())>;
+  static constexpr bool isMadeFromKey() {
+    if constexpr (requires(T const& t) { t.fwkKey(); }) return std::is_constructible_v<T, Key<T>>;
+    return false;
+  }
+
+ public:
+  using ZefType::ZefType;
+
+  Ptr<PtrInterface> newObject(Name const& name) const override {
+    if constexpr (std::derived_from<T, Entity> && std::is_constructible_v<T, Name>) {
+      return make<T>(name);
+    } else if constexpr (!std::derived_from<T, Entity> && std::is_default_constructible_v<T>) {
+      return make<T>();
+    } else if constexpr (isMadeFromKey()) {
+      return make<T>(keyFromText<Key<T>>(name.stringValue()));
+    } else {
+      return ZefType::newObject(name);
+    }
+  }
+  using ZefType::genericIf;
+  Ptr<GenericIf> genericIf(Ptr<PtrInterface> const& object, bool isConst) const override {
+    if constexpr (requires { typename T::GenericIf_; }) {
+      return make<typename T::GenericIf_>(dynamicCast<T>(object), isConst);
+    } else if constexpr (std::derived_from<T, Entity>) {
+      return make<GenericIfEntity>(object, isConst);
+    } else {
+      return ZefType::genericIf(object, isConst);
+    }
+  }
+  Ptr<PtrInterface::NotifieeConst> newAdapter(Ptr<GenericIfListener> const& listener) const override {
+    if constexpr (requires { typename T::GenericIf_::GenericIf_Adapter_; }) {
+      return make<typename T::GenericIf_::GenericIf_Adapter_>(listener);
+    } else {
+      return ZefType::newAdapter(listener);
     }
   }
 };
 
+// The body of T::_fwkType() of a model's type: the first use of one type registers all of its model, in order.
+template <class Describe>
+ZefType const* modelType(ZefType const*& made, void (*registerModel)(), Describe describe) {
+  if (made != nullptr) return made;
+  registerModel();
+  if (made == nullptr) made = describe();
+  return made;
+}
+
+// The type object of a value type, from its fields.
+template <ModelValue T>
+ZefType const* valueType() {
+  ZefType::Description description{T::fwkName(), nullptr, ZefType::Kind::value, {}, {}};
+  AttributeId id = firstAttributeId;
+  auto const add = [&]<class F>(Field<T, F> const& field) {
+    description.attributes.emplace_back(make<FieldAttr>(field.name, id++, &typeOf<F>));
+    description.parameters.push_back({field.name, &typeOf<F>});
+  };
+  std::apply([&](auto const&... fields) { (add(fields), ...); }, T::fwkFields());
+  auto const* const type = new ZefType(std::move(description));
+  ZefType::typeNodeIs(type, type->qualifiedName());
+  return type;
+}
+
+// The type object of a strong integer.
+template <ModelNumber T>
+ZefType const* numberType() {
+  auto const* const type =
+      new ZefType({T::fwkName(), nullptr, ZefType::Kind::value, {{"value", &typeOf<typename T::Representation>}}, {}});
+  ZefType::typeNodeIs(type, type->qualifiedName());
+  return type;
+}
+
 template <class T>
 class TypeBuilder {
  public:
-  TypeBuilder(char const* qualifiedName, ZefType const* base) : qualifiedName_(qualifiedName), base_(base) {}
+  TypeBuilder(char const* qualifiedName, ZefType const* base)
+      : description_{qualifiedName,
+                     base,
+                     std::derived_from<T, Entity> ? ZefType::Kind::entity : ZefType::Kind::record,
+                     {},
+                     {}} {}
+
+  // What the constructor takes next.
+  template <class V>
+  TypeBuilder& argument(char const* name) {
+    description_.parameters.push_back({name, &typeOf<V>});
+    return *this;
+  }
 
   template <auto reader, auto setter>
   TypeBuilder& value(char const* name, AttributeId id) {
@@ -307,9 +487,9 @@ class TypeBuilder {
   TypeBuilder& entity(char const* name, AttributeId id) {
     return add<ChildAttr<T, reader, setter>>(name, id);
   }
-  template <auto find, auto create, auto del, auto iterator>
+  template <auto find, auto create, auto del, auto iterator, auto startAt>
   TypeBuilder& collection(char const* name, AttributeId id) {
-    return add<CollectionAttr<T, find, create, del, iterator>>(name, id);
+    return add<CollectionAttr<T, find, create, del, iterator, startAt>>(name, id);
   }
   template <auto map, auto setter, auto del>
   TypeBuilder& valueMap(char const* name, AttributeId id) {
@@ -319,34 +499,26 @@ class TypeBuilder {
   TypeBuilder& optional(char const* name, AttributeId id) {
     return add<OptionalAttr<T, valid, reader, setter, del>>(name, id);
   }
-  template <auto member>
-  TypeBuilder& function(char const* name, AttributeId id) {
-    return add<FunctionAttr<T, member>>(name, id);
+  // With the names of the parameters.
+  template <auto member, class... Names>
+  TypeBuilder& function(char const* name, AttributeId id, Names... parameters) {
+    return add<FunctionAttr<T, member>>(name, id, std::array<char const*, sizeof...(Names)>{parameters...});
   }
 
   ZefType const* done() {
-    return new ZefType(qualifiedName_, base_, std::derived_from<T, Entity>, factory(), std::move(attributes_));
+    auto const* const type = new TypeObject<T>(std::move(description_));
+    ZefType::typeNodeIs(type, type->qualifiedName());
+    return type;
   }
 
  private:
   template <class Attr, class... Args>
   TypeBuilder& add(Args... args) {
-    attributes_.push_back(std::make_unique<Attr>(args...));
+    description_.attributes.emplace_back(make<Attr>(args...));
     return *this;
   }
-  static ZefType::Factory factory() {
-    if constexpr (std::derived_from<T, Entity> && std::is_constructible_v<T, Name>) {
-      return [](Name const& name) { return Ptr<PtrInterface>(make<T>(name)); };
-    } else if constexpr (!std::derived_from<T, Entity> && std::is_default_constructible_v<T>) {
-      return [](Name const&) { return Ptr<PtrInterface>(make<T>()); };
-    } else {
-      return nullptr;
-    }
-  }
 
-  char const* qualifiedName_;
-  ZefType const* base_;
-  ZefType::Attributes attributes_;
+  ZefType::Description description_;
 };
 
 }  // namespace Zef

@@ -1,11 +1,14 @@
 """The inspection of a running agent: what it shows, to whom, and that no client can hold the agent up."""
 
+import collections
 import json
 import os
+import re
 import shutil
 import socket
 import subprocess
 import sys
+import threading
 import time
 import unittest
 
@@ -30,11 +33,11 @@ class Inspection(AgentTest):
         self.assertEqual((run.returncode, run.stderr), (0, ''))
         return json.loads(run.stdout)
 
-    def connect(self):
+    def connect(self, path=None):
         client = socket.socket(socket.AF_UNIX)
         self.addCleanup(client.close)
         client.settimeout(20)
-        client.connect(str(self.socket))
+        client.connect(str(path or self.socket))
         return client
 
     def test_what_it_shows(self):
@@ -145,6 +148,58 @@ class Inspection(AgentTest):
                 self.switch.publish(self.running)
                 model = self.json('--depth', '1', 'snmp/fru/entitymib/physicalEntity')
                 self.assertEqual(sorted(map(int, model)), sorted(rows(self.running)))
+
+    def test_each_answer_is_one_moment_while_cards_come_and_go_under_a_walk(self):
+        switch = Switch(self, json.loads((ROOT / 'examples/chassis-switch.json').read_text()))
+        inspected = switch.path.parent / 'chassis.sock'
+        agent = self.agent(directives=[switch.directive, f'orvaneInspect {inspected}'])
+        slots = switch.content['status']['chassis']['cardSlot']
+        slot = next(key for key, value in slots.items() if len(value.get('card', {}).get('port', {})) > 4)
+        card = slots[slot]['card']
+        client = self.connect(inspected)
+        lines = client.makefile('r')
+
+        def ask(path):
+            client.sendall(path.encode() + b'\n')
+            answer = list(iter(lines.readline, '.\n'))
+            return frozenset(line.split('\t')[0] for line in answer)
+
+        whole = ask('snmp/fru/entitymib/physicalEntity')
+        slots[slot].pop('card')
+        switch.publish(agent)
+        without = ask('snmp/fru/entitymib/physicalEntity')
+        self.assertGreater(len(whole - without), 10)
+        walks, seen = [], collections.Counter()
+        stop = threading.Event()
+        walker = threading.Thread(target=lambda: [walks.append(len(agent.walk(ENTRY + '.5'))) for _ in iter(stop.is_set, True)])
+        walker.start()
+        self.addCleanup(walker.join)
+        self.addCleanup(stop.set)
+        for turn in range(10):
+            if turn % 2:
+                slots[slot].pop('card')
+            else:
+                slots[slot]['card'] = card
+            switch.save()
+            until = time.monotonic() + 0.7
+            while time.monotonic() < until:
+                seen[ask('snmp/fru/entitymib/physicalEntity')] += 1
+                subprocess.run([TOOL, '--socket', inspected, '--depth', '3', f'input/status/chassis/cardSlot/{slot}'], check=True,
+                               stdout=subprocess.DEVNULL)
+        # All of the card or none of it, never a part; and both were met.
+        self.assertEqual(set(seen), {whole, without})
+        self.assertTrue(walks)
+
+    def test_it_shows_what_the_models_declare(self):
+        types = self.json('--depth', '0', 'types')
+        self.assertEqual(types['EntityMib::Card'], 'EntityMib::Fru')
+        declared = (ROOT / 'model/types.txt').read_text()
+        self.assertEqual([name for name in types if name.startswith('Orvane::')],
+                         re.findall(r'^(?:value|record|entity) (Orvane::\w+):', declared, re.M))
+        card = self.json('types/EntityMib::CardSlot')
+        self.assertEqual(card, {'card': 'EntityMib::Card, 266'})
+        self.assertIn(' by EntityMib::ParentIndex', self.json('types/EntityMib::Card')['port'])
+        self.assertEqual(self.inspect('types/Nothing').returncode, 1)
 
 
 if __name__ == '__main__':
