@@ -1,8 +1,8 @@
 """Texts of the IETF's MIB modules, for tools that read MIB modules as text.
 
-Debian does not ship these texts. What ours refers to is written here anew: the language's own modules with what is used of them, and
-the ENTITY modules from what python3-pysnmp4-mibs has of them in compiled form (names, numbers, types, index). They are stand-ins for
-tests, in a folder of the test's own; whoever has the real modules uses those.
+Debian does not ship these texts. What ours refers to is written here anew: the language's own modules with what is used of them,
+and the ENTITY modules from what python3-pysnmp4-mibs has of them in compiled form (names, numbers, types, index). They are
+stand-ins for tests, in a folder of the test's own; whoever has the real modules uses those.
 """
 
 import pathlib
@@ -72,7 +72,7 @@ def syntax(type_):
 
 
 def entity_module(symbols, types):
-    """The body of a module: what it imports, its types, what is shown of its objects. `types` are those of the modules so far, by name."""
+    """The body of a module: what it imports, its types, what is shown of its objects. `types` gives the module of each name so far."""
     own = {name: symbol for name, symbol in symbols.items() if isinstance(symbol, type)}
     identity = symbols['PYSNMP_MODULE_ID']
     label = next(name for name, symbol in symbols.items() if symbol is identity and name != 'PYSNMP_MODULE_ID')
@@ -106,7 +106,8 @@ def entity_module(symbols, types):
         if name.endswith('Entry'):
             columns = [(below, column) for below, column in symbols.items() if getattr(column, 'name', ())[:-1] == oid]
             lines.append(f'{kind} ::= SEQUENCE {{ ' + ', '.join(f'{below} INTEGER' for below, _ in columns) + ' }')
-    imports = ['MODULE-IDENTITY, OBJECT-TYPE, NOTIFICATION-TYPE, Integer32, TimeTicks, mib-2 FROM SNMPv2-SMI', 'TEXTUAL-CONVENTION FROM SNMPv2-TC']
+    imports = ['MODULE-IDENTITY, OBJECT-TYPE, NOTIFICATION-TYPE, Integer32, TimeTicks, mib-2 FROM SNMPv2-SMI',
+               'TEXTUAL-CONVENTION FROM SNMPv2-TC']
     imports += [f'{name} FROM {IMPORTED.get(name) or types[name]}' for name in sorted(used) if name in IMPORTED or name in types]
     return ['IMPORTS ' + '\n  '.join(imports) + ';', *lines]
 
