@@ -1,0 +1,90 @@
+"""What the Debian package has, and that lintian finds no fault with it."""
+
+import gzip
+import io
+import re
+import subprocess
+import tarfile
+import unittest
+
+from deb import ARCHITECTURE, DAEMON_CONF, DEB, HAS_DAEMON, MODULE, ROOT, SNMPD_CONF, VERSION
+
+DOC = '/usr/share/doc/orvane'
+# Path, mode, and the file of the sources that it is a copy of.
+FILES = {
+    MODULE: (0o644, None),
+    '/usr/bin/orvane-inspect': (0o755, 'tools/orvane-inspect'),
+    '/usr/share/snmp/mibs/KELVRA-ENT-SENSOR-MIB.txt': (0o644, 'mibs/KELVRA-ENT-SENSOR-MIB.txt'),
+    SNMPD_CONF: (0o644, 'packaging/snmpd.conf.d/orvane.conf'),
+    f'{DOC}/changelog.gz': (0o644, None),
+    f'{DOC}/copyright': (0o644, 'packaging/debian/copyright'),
+    f'{DOC}/examples/fixed-switch.json': (0o644, 'examples/fixed-switch.json'),
+    f'{DOC}/examples/chassis-switch.json': (0o644, 'examples/chassis-switch.json'),
+    f'{DOC}/examples/make-chassis': (0o755, 'examples/make-chassis'),
+    f'{DOC}/examples/snmp-exporter.yml': (0o644, 'examples/snmp-exporter.yml'),
+    **{f'/usr/share/man/man{page[-1]}/{page}.gz': (0o644, None)
+       for page in ('orvane-inspect.1', 'orvane-inventory.5', 'orvane.8', 'orvaned.8')},
+}
+if HAS_DAEMON:
+    FILES |= {'/usr/sbin/orvaned': (0o755, None),
+              '/lib/systemd/system/orvaned.service': (0o644, 'packaging/orvaned.service'),
+              DAEMON_CONF: (0o644, 'packaging/orvaned.conf')}
+CONFFILES = {path for path in FILES if path.startswith('/etc/')}
+
+
+def field(name):
+    return subprocess.check_output(['dpkg-deb', '--field', DEB, name], text=True).strip()
+
+
+class Contents(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        with tarfile.open(fileobj=io.BytesIO(subprocess.check_output(['dpkg-deb', '--fsys-tarfile', DEB]))) as archive:
+            cls.members = {member.name.removeprefix('.'): member for member in archive}
+            cls.contents = {path: archive.extractfile(member).read() for path, member in cls.members.items() if member.isfile()}
+        with tarfile.open(fileobj=io.BytesIO(subprocess.check_output(['dpkg-deb', '--ctrl-tarfile', DEB]))) as archive:
+            cls.control = {member.name.removeprefix('./'): archive.extractfile(member).read().decode()
+                           for member in archive if member.isfile()}
+
+    def test_files(self):
+        self.assertEqual(set(self.contents), set(FILES))
+        for path, (mode, source) in FILES.items():
+            with self.subTest(path):
+                member = self.members[path]
+                self.assertEqual((member.mode, member.uname, member.gname), (mode, 'root', 'root'))
+                if source:
+                    self.assertEqual(self.contents[path], (ROOT / source).read_bytes())
+        folders = {path: member.mode for path, member in self.members.items() if member.isdir()}
+        self.assertEqual({mode for mode in folders.values()}, {0o755})
+
+    def test_pages_are_filled_in(self):
+        for path, content in self.contents.items():
+            if '/man/' in path:
+                text = gzip.decompress(content).decode()
+                self.assertIn(f'"Orvane {VERSION}"', text, path)
+                self.assertNotRegex(text, r'{{|{%', path)
+
+    def test_fields(self):
+        self.assertEqual((field('Package'), field('Version'), field('Architecture')), ('orvane', VERSION, ARCHITECTURE))
+        self.assertEqual(field('Recommends'), 'snmpd')
+        needed = {dependency.split()[0] for dependency in field('Depends').split(', ')}
+        self.assertLessEqual({'python3', 'libsnmp40', 'libc6', 'libstdc++6'}, needed)
+        self.assertIn(f'orvane ({VERSION}) ', gzip.decompress(self.contents[f'{DOC}/changelog.gz']).decode())
+
+    def test_it_serves_nothing_by_itself(self):
+        self.assertEqual(set(self.control['conffiles'].split()), CONFFILES)
+        for path in CONFFILES:
+            self.assertEqual(re.findall(r'^[^#\n].*', self.contents[path].decode(), re.MULTILINE), [], path)
+        self.assertEqual({path for path in self.members if '/systemd/' in path and '.wants' in path}, set())
+        for name in ('postinst', 'prerm', 'postrm'):
+            commands = re.sub(r'#.*', '', self.control[name])
+            self.assertNotRegex(commands, r'snmpd|(?<![\w-])(enable|start|restart|reload)\b', name)
+            subprocess.run(['sh', '-n'], input=commands, text=True, check=True)
+
+    def test_lintian_finds_nothing(self):
+        run = subprocess.run(['lintian', '--fail-on', 'error,warning', DEB], capture_output=True, text=True)
+        self.assertEqual((run.returncode, run.stdout), (0, ''), run.stderr)
+
+
+if __name__ == '__main__':
+    unittest.main()

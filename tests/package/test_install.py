@@ -1,0 +1,220 @@
+"""The package on a machine with Debian's snmpd as it comes: installed, put to use, removed.
+
+The machine is this one with a throw-away layer over it, in a network of its own: nothing that happens there is seen outside.
+"""
+
+import ctypes
+import fcntl
+import os
+import pathlib
+import re
+import shlex
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from deb import DAEMON_CONF, DEB, HAS_DAEMON, ROOT, SNMPD_CONF
+
+sys.path.insert(0, str(ROOT / 'tests/e2e'))
+
+from harness import die_with_parent, parse, wait_until  # noqa: E402
+
+CLONE_NEWNS, CLONE_NEWNET = 0x00020000, 0x40000000
+OWN_CONF = '/etc/snmp/snmpd.conf'
+SYSTEM, ENTITY = '1.3.6.1.2.1.1', '1.3.6.1.2.1.47.1.1.1.1'
+TABLES = ['1.3.6.1.2.1.47.1.3.3', '1.3.6.1.2.1.99', '1.3.6.1.2.1.131', '1.3.6.1.4.1.59871']
+
+
+class Machine:
+    """This machine below a layer that takes all changes, with a loopback device of its own."""
+
+    def __init__(self):
+        libc = ctypes.CDLL(None, use_errno=True)
+        if libc.unshare(CLONE_NEWNS | CLONE_NEWNET) != 0:
+            raise unittest.SkipTest(f'no namespaces of its own: {os.strerror(ctypes.get_errno())}')
+        self.base = base = tempfile.mkdtemp(prefix='machine-')
+        self.root = pathlib.Path(base, 'root')
+        for command in ('mount --make-rprivate /', f'mount -t tmpfs none {base}', f'mkdir {base}/root {base}/upper {base}/work',
+                        f'mount -t overlay none -o lowerdir=/,upperdir={base}/upper,workdir={base}/work {self.root}',
+                        f'mount -t proc none {self.root}/proc', f'mount --rbind /dev {self.root}/dev',
+                        f'mount -t tmpfs none {self.root}/run', f'mount -t tmpfs none {self.root}/tmp'):
+            run = subprocess.run(shlex.split(command), capture_output=True, text=True)
+            if run.returncode != 0:
+                raise unittest.SkipTest(f'{command}: {run.stderr.strip()}')
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+            up = struct.pack('16sh', b'lo', 0x1 | 0x40)  # IFF_UP | IFF_RUNNING
+            fcntl.ioctl(probe, 0x8914, up)               # SIOCSIFFLAGS
+
+    def remove(self):
+        subprocess.run(['umount', '--recursive', '--lazy', self.base], check=False)
+        os.rmdir(self.base)
+
+    def run(self, *command, check=True):
+        environment = {'PATH': '/usr/sbin:/usr/bin:/sbin:/bin', 'LC_ALL': 'C.UTF-8', 'DEBIAN_FRONTEND': 'noninteractive',
+                       'HOME': '/root'}
+        run = subprocess.run(['chroot', str(self.root), *command], capture_output=True, text=True, env=environment)
+        if check and run.returncode != 0:
+            raise AssertionError(f'{command}: {run.returncode}\n{run.stdout}{run.stderr}')
+        return run
+
+    def path(self, inside):
+        return self.root / inside.lstrip('/')
+
+    def walk(self, oid):
+        run = self.run('snmpbulkwalk', '-v2c', '-cpublic', '-On', '-Oe', '-OU', '-Ox', '127.0.0.1', oid)
+        return {var.oid: var.value for var in parse(run.stdout) if not var.type.startswith(('no', 'end'))}
+
+
+class Snmpd:
+    """Debian's snmpd, as its unit starts it."""
+
+    def __init__(self, machine):
+        self.machine = machine
+        unit = machine.path('/lib/systemd/system/snmpd.service').read_text()
+        command = shlex.split(re.search(r'^ExecStart=(.*)$', unit, re.MULTILINE)[1].replace('-LOw', '-Lo'))
+        self.log_path = machine.path('/tmp/snmpd.log')
+        with open(self.log_path, 'wb') as log:
+            self.process = subprocess.Popen(['chroot', str(machine.root), *command], stdout=log, stderr=log,
+                                            preexec_fn=die_with_parent)
+        wait_until(self.answers, 20, 'snmpd does not answer')
+
+    def answers(self):
+        if self.process.poll() is not None:
+            raise AssertionError(f'snmpd ended:\n{self.log()}')
+        return self.machine.run('snmpget', '-v2c', '-cpublic', '-t1', '-r0', '127.0.0.1', f'{SYSTEM}.5.0', check=False).returncode == 0
+
+    def log(self):
+        return self.log_path.read_text(errors='replace')
+
+    def stop(self):
+        if self.process.poll() is None:
+            self.process.send_signal(signal.SIGTERM)
+        return self.process.wait(20)
+
+
+def steady(answers):
+    """Without what changes by itself: sysUpTime, and the times of the table of modules."""
+    return {oid: value for oid, value in answers.items() if not oid.startswith((f'{SYSTEM}.3.', f'{SYSTEM}.8', f'{SYSTEM}.9.1.4'))}
+
+
+class Install(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        if os.geteuid() != 0:
+            raise unittest.SkipTest('only root can make a throw-away machine')
+        cls.machine = Machine()
+        cls.addClassCleanup(cls.machine.remove)
+        own = cls.machine.path(OWN_CONF).read_text()
+        if 'includeDir /etc/snmp/snmpd.conf.d' not in own or cls.machine.run('dpkg', '--verify', 'snmpd', check=False).stdout:
+            raise unittest.SkipTest('the snmpd of this machine is not as it comes')
+        shutil.copy(DEB, cls.machine.path('/tmp/orvane.deb'))
+
+    def snmpd(self):
+        agent = Snmpd(self.machine)
+        self.addCleanup(agent.stop)
+        return agent
+
+    def installed(self):
+        self.machine.run('dpkg', '--install', '/tmp/orvane.deb')
+        self.addCleanup(self.machine.run, 'dpkg', '--purge', 'orvane')
+
+    def own_files(self):
+        """What belongs to snmpd and its administrator."""
+        folder = self.machine.path('/etc/snmp')
+        return {str(path): (path.read_bytes(), path.stat().st_mode, path.stat().st_mtime_ns)
+                for path in sorted(folder.rglob('*')) if path.is_file() and 'orvane' not in path.name}
+
+    def uncomment(self, conf, *words):
+        """Removes the # from the lines that begin with one of the words."""
+        path = self.machine.path(conf)
+        text, count = re.subn(rf'^#(?=(?:{"|".join(words)}) )', '', path.read_text(), flags=re.MULTILINE)
+        self.assertGreaterEqual(count, len(words))
+        path.write_text(text)
+
+    def test_from_installation_to_removal(self):
+        own = self.own_files()
+        self.assertIn(OWN_CONF, ''.join(own))
+        agent = self.snmpd()
+        before = steady(self.machine.walk(SYSTEM))
+        self.assertGreater(len(before), 5)
+
+        self.installed()
+        self.assertEqual(self.own_files(), own)
+        self.assertIsNone(agent.process.poll())
+        self.assertEqual(steady(self.machine.walk(SYSTEM)), before, 'the running agent')
+        self.assertEqual(agent.stop(), 0)
+        agent = self.snmpd()
+        self.assertEqual(steady(self.machine.walk(SYSTEM)), before, 'an agent that was started with the package installed')
+        self.assertNotIn('orvane', agent.log())
+        agent.stop()
+
+        self.uncomment(SNMPD_CONF, 'dlmod', 'orvaneInventory', 'view', 'orvaneInspect')
+        agent = self.snmpd()
+        self.assertIn('took /usr/share/doc/orvane/examples/fixed-switch.json', agent.log())
+        rows = self.machine.walk(ENTITY)
+        self.assertEqual(rows[f'{ENTITY}.2.1'], b'Kelvra KS-4804T, 48 ports of 10GBASE-T and 4 uplinks of 100G')
+        self.assertGreater(len(rows), 1000)
+        for table in TABLES:
+            self.assertGreater(len(self.machine.walk(table)), 50, table)
+        shown = self.machine.run('orvane-inspect', '--socket', '/var/lib/snmp/orvane.sock', 'input/status/fixedSystem')
+        self.assertIn('serialNum', shown.stdout)
+
+        self.machine.run('dpkg', '--remove', 'orvane')
+        self.assertIsNone(agent.process.poll(), 'the running agent outlives the package')
+        self.assertEqual(self.machine.walk(ENTITY).keys(), rows.keys(), 'and answers')
+        self.assertEqual(agent.stop(), 0)
+        for step in ('--remove', '--purge'):
+            self.machine.run('dpkg', step, 'orvane')
+            self.assertEqual(self.machine.path(SNMPD_CONF).exists(), step == '--remove', 'the administrator\'s lines')
+            agent = self.snmpd()
+            answers = steady(self.machine.walk(SYSTEM))
+            self.assertEqual({oid: answers.get(oid) for oid in before}, before, f'an agent that was started after {step}')
+            self.assertEqual(self.machine.walk(ENTITY), {})
+            agent.stop()
+        self.assertEqual(self.own_files(), own)
+        self.assertEqual(self.machine.run('dpkg', '--verify', 'snmpd').stdout, '')
+
+    def let_subagents_in(self):
+        """Does what orvaned.conf says."""
+        text = (ROOT / 'packaging/orvaned.conf').read_text()
+        line, command = (re.search(rf'^# +({word} .*)$', text, re.MULTILINE)[1] for word in ('agentXPerms', 'chmod'))
+        conf = self.machine.path('/etc/snmp/snmpd.conf.d/agentx.conf')
+        conf.write_text(line + '\n')
+        self.addCleanup(conf.unlink)
+        self.machine.run('mkdir', '-p', '-m', '700', '/var/agentx')
+        self.machine.run(*shlex.split(command))
+
+    def test_subagents_are_let_in_as_told(self):
+        connect = ['python3', '-c', 'import socket; socket.socket(socket.AF_UNIX).connect("/var/agentx/master")']
+        for permitted in (False, True):
+            if permitted:
+                self.let_subagents_in()
+            agent = self.snmpd()
+            for user, may in (('root', True), ('Debian-snmp', permitted), ('nobody', False)):
+                run = self.machine.run('runuser', '-u', user, '--', *connect, check=False)
+                self.assertEqual(run.returncode == 0, may, f'{user}: {run.stderr}')
+            agent.stop()
+
+    @unittest.skipUnless(HAS_DAEMON, 'this tree has no daemon')
+    def test_the_daemon_as_its_unit_runs_it(self):
+        self.installed()
+        self.uncomment(SNMPD_CONF, 'view')
+        self.uncomment(DAEMON_CONF, 'orvaneInventory')
+        self.let_subagents_in()
+        self.snmpd()
+        unit = self.machine.path('/lib/systemd/system/orvaned.service').read_text()
+        user, command = (re.search(rf'^{key}=(.*)$', unit, re.MULTILINE)[1] for key in ('User', 'ExecStart'))
+        daemon = subprocess.Popen(['chroot', str(self.machine.root), 'runuser', '-u', user, '--', *shlex.split(command)],
+                                  preexec_fn=die_with_parent, stderr=subprocess.DEVNULL)
+        self.addCleanup(daemon.wait, 20)
+        self.addCleanup(daemon.terminate)
+        wait_until(lambda: len(self.machine.walk(ENTITY)) > 1000, 30, 'the master agent does not show the rows')
+
+
+if __name__ == '__main__':
+    unittest.main()
