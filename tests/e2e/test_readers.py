@@ -40,7 +40,8 @@ TABLES = [
       'kelvraEntSensorThresholdHighCritical', 'kelvraEntSensorStatusDescr']),
 ]
 
-CLASSES = {1: 'other', 3: 'chassis', 4: 'backplane', 5: 'container', 6: 'powerSupply', 7: 'fan', 8: 'sensor', 9: 'module', 10: 'port'}
+CLASSES = {1: 'other', 3: 'chassis', 4: 'backplane', 5: 'container', 6: 'powerSupply', 7: 'fan', 8: 'sensor', 9: 'module',
+           10: 'port'}
 SENSOR_TYPES = {3: 'voltsAC', 4: 'voltsDC', 5: 'amperes', 6: 'watts', 8: 'celsius', 10: 'rpm'}
 OPER_STATES = {1: 'unknown', 2: 'disabled', 3: 'enabled', 4: 'testing'}
 SENSOR_STATES = {1: 'ok', 2: 'unavailable', 3: 'nonoperational'}
@@ -52,8 +53,9 @@ def walked(agent):
     for _, entry, columns in TABLES:
         for number, name in enumerate(columns, 1):
             if name is not None:
-                found[name] = {int(var.oid.rsplit('.', 1)[1]): var.value.decode() if var.type == 'STRING' and name != 'entStateAlarm'
-                               else var.value for var in agent.bulkwalk(f'{entry}.{number}', repetitions=50)}
+                variables = agent.bulkwalk(f'{entry}.{number}', repetitions=50)
+                is_text = variables[0].type == 'STRING' and name != 'entStateAlarm'
+                found[name] = {int(var.oid.rsplit('.', 1)[1]): var.value.decode() if is_text else var.value for var in variables}
     return found
 
 

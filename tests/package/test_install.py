@@ -86,7 +86,8 @@ class Snmpd:
     def answers(self):
         if self.process.poll() is not None:
             raise AssertionError(f'snmpd ended:\n{self.log()}')
-        return self.machine.run('snmpget', '-v2c', '-cpublic', '-t1', '-r0', '127.0.0.1', f'{SYSTEM}.5.0', check=False).returncode == 0
+        asked = self.machine.run('snmpget', '-v2c', '-cpublic', '-t1', '-r0', '127.0.0.1', f'{SYSTEM}.5.0', check=False)
+        return asked.returncode == 0
 
     def log(self):
         return self.log_path.read_text(errors='replace')
