@@ -24,7 +24,7 @@ SCALARS = {'bool': 'true or false', 'U8': 'a whole number from 0 to 255', 'U32':
            'Zef::Name': 'a name'}
 KEYS = {'EntityMib::ParentIndex': 'number', 'Morvet::IntfId': 'interface', 'Xcvr::LaneId': 'lane', 'Zef::Name': 'name',
         'Zef::String8': 'text', 'U32': 'number'}
-IMPLIED = ('', '0', '0.0F', '0.0', 'false')
+IMPLIED = ('', '0', 'false')
 
 
 def roff(text):
@@ -55,12 +55,12 @@ def form(attribute):
     key = KEYS[attribute.key.type.qualified] if attribute.key else ''
     if attribute.use.pointer:
         return f'the steps that lead to a {type_.name}'
-    return {'record': lambda: f'a group {type_.name}; with another value the object counts as another one',
-            'entity': lambda: f'one {type_.name}, or none',
-            'hash': lambda: f'{type_.name} objects by {key}',
-            'tree': lambda: f'{type_.name} objects by {key}',
-            'map': lambda: f'values by {key}, each {value(type_)}',
-            'optional': lambda: f'{value(type_)}, or nothing'}.get(attribute.form, lambda: value(type_))()
+    return {'record': f'a group {type_.name}; with another value the object counts as another one',
+            'entity': f'one {type_.name}, or none',
+            'hash': f'{type_.name} objects by {key}',
+            'tree': f'{type_.name} objects by {key}',
+            'map': f'values by {key}, each {value(type_)}',
+            'optional': f'{value(type_)}, or nothing'}.get(attribute.form, value(type_))
 
 
 def default(text, type_):
