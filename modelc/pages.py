@@ -147,12 +147,13 @@ def main():
         print(error, file=sys.stderr)
         return 1
     sections = inventory.sections()
+    inputs = [(name, roff(type_.doc)) for name, type_ in inventory.inputs()]
     for template in arguments.templates:
         folder, name = os.path.split(template)
         pages = jinja2.Environment(loader=jinja2.FileSystemLoader(folder), trim_blocks=True, lstrip_blocks=True,
                                    undefined=jinja2.StrictUndefined, keep_trailing_newline=True)
         told = {key: roff_words(text) for key, text in (define.split('=', 1) for define in arguments.define)}
-        text = pages.get_template(name).render(inputs=inventory.inputs(), sections=sections, **told)
+        text = pages.get_template(name).render(inputs=inputs, sections=sections, **told)
         write(os.path.join(arguments.out, name.removesuffix('.j2')), text)
     return 0
 

@@ -74,7 +74,7 @@ class Pages(unittest.TestCase):
             for command in (['groff', '-t', '-man', '-ww', '-z', '-K', 'utf-8'], ['man', '--warnings', '-E', 'UTF-8', '-l']):
                 with self.subTest(page, command=command[0]):
                     run = subprocess.run([*command, str(self.folder / page)], capture_output=True, text=True,
-                                         env={'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8', 'MANWIDTH': '100'})
+                                         env={'PATH': '/usr/bin:/bin', 'LC_ALL': 'C.UTF-8', 'MANWIDTH': '80'})
                     self.assertEqual((run.returncode, run.stderr), (0, ''))
 
     def test_the_inventory_page_has_every_input_and_attribute(self):
