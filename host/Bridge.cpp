@@ -29,32 +29,33 @@ void agentLog(Severity severity, std::string const& line) {
   snmp_log(severity == Severity::error ? LOG_ERR : LOG_INFO, "orvane: %s\n", line.c_str());
 }
 
-Bridge::Bridge(Zef::Ptr<Zef::Clock> clock) : clock_(std::move(clock)) {
-  // Level 0 is for what should not happen; the higher ones are asked for by those who want to watch.
-  Zef::traceSinkIs([](unsigned level, std::string const& line) {
-    snmp_log(level == 0 ? LOG_WARNING : LOG_DEBUG, "orvane: %s\n", line.c_str());
-  });
-  Zef::assertionSinkIs([](char const* message) { snmp_log(LOG_CRIT, "orvane: %s\n", message); });
+ClockAlarm::ClockAlarm(Zef::Ptr<Zef::Clock> clock) : clock_(std::move(clock)) {
   clock_->timeMinSinkIs([this] { arm(); });
   arm();
 }
 
-Bridge::~Bridge() {
+ClockAlarm::~ClockAlarm() {
   clock_->timeMinSinkIs(nullptr);
   disarm();
-  for (auto const& [fd, ready] : readers_) unregister_readfd(fd);
-  Zef::traceSinkIs(nullptr);
-  Zef::assertionSinkIs(nullptr);
 }
 
-void Bridge::disarm() {
+void ClockAlarm::heldIs(bool held) {
+  held_ = held;
+  if (held) {
+    disarm();
+  } else {
+    arm();
+  }
+}
+
+void ClockAlarm::disarm() {
   if (alarm_ != 0) snmp_alarm_unregister(alarm_);
   alarm_ = 0;
   armedFor_ = Zef::Clock::never;
 }
 
-void Bridge::arm() {
-  if (inAlarm_) return;  // the alarm's end arms the next one
+void ClockAlarm::arm() {
+  if (inAlarm_ || held_) return;  // the end of either arms the next one
   double const due = clock_->timeMin();
   if (due == armedFor_) return;
   disarm();
@@ -68,7 +69,7 @@ void Bridge::arm() {
     wait.tv_usec -= 1'000'000;
     ++wait.tv_sec;
   }
-  alarm_ = snmp_alarm_register_hr(wait, 0, &Bridge::onAlarm, this);
+  alarm_ = snmp_alarm_register_hr(wait, 0, &ClockAlarm::onAlarm, this);
   if (alarm_ == 0) {
     agentLog(Severity::error, "the agent has no alarm left for the clock");
     return;
@@ -76,14 +77,28 @@ void Bridge::arm() {
   armedFor_ = due;
 }
 
-void Bridge::onAlarm(unsigned /*alarm*/, void* bridge) {
-  auto& self = *static_cast<Bridge*>(bridge);
+void ClockAlarm::onAlarm(unsigned /*alarm*/, void* clockAlarm) {
+  auto& self = *static_cast<ClockAlarm*>(clockAlarm);
   self.alarm_ = 0;  // it fires once, and the agent forgets it by itself
   self.armedFor_ = Zef::Clock::never;
   self.inAlarm_ = true;
   contained("timer", [&] { self.clock_->run(); });
   self.inAlarm_ = false;
   contained("timer", [&] { self.arm(); });
+}
+
+Bridge::Bridge() {
+  // Level 0 is for what should not happen; the higher ones are asked for by those who want to watch.
+  Zef::traceSinkIs([](unsigned level, std::string const& line) {
+    snmp_log(level == 0 ? LOG_WARNING : LOG_DEBUG, "orvane: %s\n", line.c_str());
+  });
+  Zef::assertionSinkIs([](char const* message) { snmp_log(LOG_CRIT, "orvane: %s\n", message); });
+}
+
+Bridge::~Bridge() {
+  for (auto const& [fd, ready] : readers_) unregister_readfd(fd);
+  Zef::traceSinkIs(nullptr);
+  Zef::assertionSinkIs(nullptr);
 }
 
 bool Bridge::readFdIs(int fd, std::function<void()> ready) {

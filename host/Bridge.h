@@ -15,11 +15,34 @@ void contained(char const* what, std::function<void()> const& call) noexcept;
 // The agent's log, with the module's name before each line.
 void agentLog(Severity severity, std::string const& line);
 
-// Puts the process's clock, trace and failed assertions into the agent's hands: its loop runs the clock when a timer is
-// due, its log takes the lines. There is one at a time.
+// Has the agent's loop run a clock whenever a timer of it is due.
+class ClockAlarm {
+ public:
+  explicit ClockAlarm(Zef::Ptr<Zef::Clock> clock);
+  ~ClockAlarm();
+  ClockAlarm(ClockAlarm const&) = delete;
+  ClockAlarm& operator=(ClockAlarm const&) = delete;
+
+  // While it is held nothing comes due. What was due meanwhile has its turn afterwards, in its order.
+  void heldIs(bool held);
+
+ private:
+  static void onAlarm(unsigned alarm, void* clockAlarm);
+  void arm();
+  void disarm();
+
+  Zef::Ptr<Zef::Clock> clock_;
+  unsigned alarm_ = 0;
+  double armedFor_ = Zef::Clock::never;
+  bool inAlarm_ = false;
+  bool held_ = false;
+};
+
+// Puts the process's trace, failed assertions and file descriptors into the agent's hands: its log takes the lines, its
+// loop watches the descriptors. There is one at a time.
 class Bridge final : public EventLoop {
  public:
-  explicit Bridge(Zef::Ptr<Zef::Clock> clock);
+  Bridge();
   ~Bridge() override;
   Bridge(Bridge const&) = delete;
   Bridge& operator=(Bridge const&) = delete;
@@ -28,15 +51,8 @@ class Bridge final : public EventLoop {
   void readFdDel(int fd) override;
 
  private:
-  static void onAlarm(unsigned alarm, void* bridge);
   static void onReadable(int fd, void* bridge);
-  void arm();
-  void disarm();
 
-  Zef::Ptr<Zef::Clock> clock_;
-  unsigned alarm_ = 0;
-  double armedFor_ = Zef::Clock::never;
-  bool inAlarm_ = false;
   std::map<int, std::function<void()>> readers_;
 };
 

@@ -16,7 +16,10 @@ Plugin& Plugin::instance() {
 }
 
 Plugin::Plugin()
-    : bridge_(std::make_unique<Bridge>(Zef::processClock())),
+    : hostClock_(Zef::make<Zef::Clock>("host")),
+      bridge_(std::make_unique<Bridge>()),
+      hostAlarm_(std::make_unique<ClockAlarm>(hostClock_)),
+      projectionAlarm_(std::make_unique<ClockAlarm>(Zef::processClock())),
       system_(std::make_unique<Bootstrap>()),
       directives_(std::make_unique<Directives>([this](Settings const& settings) { settingsAre(settings); })) {
   for (char const* name : notificationNames) Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
@@ -40,8 +43,8 @@ void Plugin::settingsAre(Settings const& settings) {
   } else if (publisher_ && publisher_->file() == file) {
     publisher_->read();
   } else {
-    publisher_ = std::make_unique<FilePublisher>(*bridge_, Zef::processClock(), system_->inputs(), inputTypes(), file,
-                                                 agentLog, [this] { system_->followElection(); });
+    publisher_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, system_->inputs(), inputTypes(), file, agentLog,
+                                                 [this] { system_->followElection(); });
   }
 }
 
@@ -68,12 +71,18 @@ void Plugin::withdraw() {
   system_->followElection();
 }
 
+void Plugin::notificationsHeldIs(bool held) {
+  if (projectionAlarm_) projectionAlarm_->heldIs(held);
+}
+
 int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* /*client*/) {
   contained("shutdown", [] {
     Plugin& self = instance();
     self.inspect_.reset();
     self.publisher_.reset();
     self.system_->rootDel();
+    self.projectionAlarm_.reset();
+    self.hostAlarm_.reset();
     self.bridge_.reset();
   });
   return SNMP_ERR_NOERROR;

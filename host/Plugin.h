@@ -10,9 +10,9 @@
 
 namespace Host {
 
-// All of the module within its agent. It is made once and never destroyed: the agent keeps calling what has been
-// registered with it while it unloads and loads its modules again, and the tables' handlers hold plain pointers into
-// the state store.
+// All of Orvane within an agent: the module in snmpd, the daemon in its own subagent. It is made once and never
+// destroyed: the agent keeps calling what has been registered with it while it unloads and loads its modules again, and
+// the tables' handlers hold plain pointers into the state store.
 class Plugin {
  public:
   // Made at the first call.
@@ -20,6 +20,12 @@ class Plugin {
 
   // Whether the agent's configuration names the module. A module that it does not name any more serves empty tables.
   void loadedIs(bool loaded) { loaded_ = loaded; }
+
+  // Whether there is nobody to hand notifications to; at first there is. What is to be told of meanwhile waits: the
+  // projection's clock is held, whose timers send it, so the queue stays in its order and bounded by the rows, and the
+  // sensors are compared with what was told last when it goes on. Files and clients are on the host's clock, and
+  // served.
+  void notificationsHeldIs(bool held);
 
   Bootstrap const& system() const { return *system_; }
 
@@ -33,7 +39,10 @@ class Plugin {
   void inspectIs(std::filesystem::path const& socket);
 
   bool loaded_ = false;
+  Zef::Ptr<Zef::Clock> hostClock_;
   std::unique_ptr<Bridge> bridge_;
+  std::unique_ptr<ClockAlarm> hostAlarm_;
+  std::unique_ptr<ClockAlarm> projectionAlarm_;
   std::unique_ptr<Bootstrap> system_;
   std::unique_ptr<FilePublisher> publisher_;
   std::unique_ptr<InspectSocket> inspect_;

@@ -55,13 +55,16 @@ std::int64_t findUptimeOrigin(timeval const& start) {
   return origin > earliest && origin <= latest ? origin : latest;
 }
 
-// Found once for each start that the agent is given, so that one moment always reads as the same tick.
+// Found once for each start that the agent is given, so that one moment always reads as the same tick. A subagent is
+// given its master's anew with every answer of the master, in whole ticks and late by the way that the answer took:
+// what is later by less than a second is the same start.
 std::int64_t uptimeOrigin() {
   static timeval known{-1, 0};
   static std::int64_t origin = 0;
   timeval const start = *static_cast<timeval const*>(netsnmp_get_agent_starttime());
   if (start.tv_sec != known.tv_sec || start.tv_usec != known.tv_usec) {
-    origin = findUptimeOrigin(start);
+    std::int64_t const later = findUptimeOrigin(start) - origin;
+    if (known.tv_sec < 0 || later < -microsPerTick || later > 1'000'000) origin += later;
     known = start;
   }
   return origin;

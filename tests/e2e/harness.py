@@ -7,7 +7,8 @@
 
 Every agent has its own folder and its own free UDP port of 127.0.0.1. When a test ends its agents are stopped, and the test fails if
 one of them died, ended with a status other than 0, or left a sanitizer's report in its log. With a module that is built with
-AddressSanitizer that includes every leak that was allocated by the module.
+AddressSanitizer that includes every leak that was allocated by the module. A master is an agent without the module, and a daemon
+serves through it; all of this holds for both, and a daemon that is built with AddressSanitizer leaks nothing at all.
 """
 
 import collections
@@ -24,7 +25,8 @@ import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-MODULE = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/release')) / 'orvane.so'
+BUILD = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/release'))
+MODULE, DAEMON = BUILD / 'orvane.so', BUILD / 'orvaned'
 ENV = {**os.environ, 'PATH': os.environ['PATH'] + ':/usr/sbin', 'MIBS': '', 'LC_ALL': 'C.UTF-8'}
 
 # One variable of a response: the OID without a leading dot; the type as the tools print it (INTEGER, STRING, OID, Timeticks, Gauge32,
@@ -71,9 +73,9 @@ def die_with_parent():
     ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGKILL)
 
 
-def free_port():
-    """A free UDP port. Another process may take it first."""
-    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as probe:
+def free_port(kind=socket.SOCK_DGRAM):
+    """A free UDP port, or TCP port with SOCK_STREAM. Another process may take it first."""
+    with socket.socket(socket.AF_INET, kind) as probe:
         probe.bind(('127.0.0.1', 0))
         return probe.getsockname()[1]
 
@@ -106,18 +108,14 @@ def parse(output):
     return found
 
 
-class Agent:
-    """A running snmpd. `v3` users and v1/v2c's community "public" may read everything, "private" may also write.
+class Process:
+    """A program under test, in a folder of its own, with a log there."""
 
-    `directives` are lines of snmpd.conf behind the module's; `options` more arguments of snmpd; `wrapper` a command to run it under.
-    """
-
-    def __init__(self, module=MODULE, directives=(), wrapper=(), options=()):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix='agent-'))
-        self.log_path = self.folder / 'snmpd.log'
-        self.module, self.directives = pathlib.Path(module), list(directives)
-        self._command = [*wrapper, 'snmpd', '-f', '-Le', '-I', '-smux', '-C', '-c', str(self.folder / 'snmpd.conf'),
-                         '-p', str(self.folder / 'pid'), *options]
+    def __init__(self, name):
+        self.name = name
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f'{name}-'))
+        self.folder.chmod(0o755)  # it may run as somebody else
+        self.log_path = self.folder / f'{name}.log'
         self._process = None
         try:
             self._start()
@@ -126,34 +124,115 @@ class Agent:
             shutil.rmtree(self.folder)
             raise
 
+    def _spawn(self, command, environment):
+        with open(self.log_path, 'ab') as log:
+            self._process = subprocess.Popen(command, stdout=log, stderr=log, env=environment, preexec_fn=die_with_parent)
+
+    def _is_ours(self, leak):
+        """Whether a leak counts that was found when it ended."""
+        return True
+
+    @property
+    def pid(self):
+        return self._process.pid
+
+    def log(self):
+        return self.log_path.read_text(errors='replace')
+
+    def wait_for_log(self, pattern, timeout=10.0):
+        """Waits for a line of the log that the regular expression matches, and returns the match."""
+        return wait_until(lambda: re.search(pattern, self.log(), re.MULTILINE), timeout, f'no log line like {pattern!r}')
+
+    def signal_reload(self):
+        """SIGHUP: it reads its configuration again."""
+        before = self.log().count('Reconfiguring daemon')
+        os.kill(self.pid, signal.SIGHUP)
+        wait_until(lambda: self.log().count('Reconfiguring daemon') > before, message='no reconfiguration')
+
+    def end(self, how=signal.SIGTERM):
+        """Ends it by a signal. Returns the exit status; AssertionError when it died before, will not end, or left a report."""
+        died = self._process.poll() is not None
+        if not died:
+            os.kill(self.pid, how)
+            try:
+                self._process.wait(60)
+            except subprocess.TimeoutExpired:
+                self.kill()
+                raise AssertionError(f'{self.name} did not end:\n{self.log()}') from None
+        status, log = self._process.returncode, self.log()
+        reports = REPORTS.findall(log) + [leak for leak in LEAK.findall(log) if self._is_ours(leak)]
+        if died or reports:
+            raise AssertionError(f'{self.name} {"died" if died else "ended"} with status {status}, reports: {reports}\n{log}')
+        return status
+
+    def stop(self):
+        """The same by SIGTERM, and its folder goes."""
+        try:
+            return self.end()
+        finally:
+            shutil.rmtree(self.folder)
+
+    def kill(self):
+        if self._process and self._process.poll() is None:
+            self._process.kill()
+            self._process.wait()
+
+    def cpu_seconds(self):
+        """Processor time that the main thread has used."""
+        return int(pathlib.Path(f'/proc/{self.pid}/schedstat').read_text().split()[0]) / 1e9
+
+    def memory_bytes(self, kind='VmRSS'):
+        status = pathlib.Path(f'/proc/{self.pid}/status').read_text()
+        return int(re.search(rf'^{kind}:\s+(\d+) kB', status, re.MULTILINE)[1]) * 1024
+
+
+class Agent(Process):
+    """A running snmpd. `v3` users and v1/v2c's community "public" may read everything, "private" may also write.
+
+    `module` is what it loads, if anything; `directives` are lines of snmpd.conf behind the module's; `options` more arguments of
+    snmpd; `wrapper` a command to run it under.
+    """
+
+    def __init__(self, module=MODULE, directives=(), wrapper=(), options=()):
+        self.module, self.directives = module and pathlib.Path(module), list(directives)
+        self.port = None
+        self._wrapper, self._options = wrapper, options
+        super().__init__('snmpd')
+
     # Life
 
     def _start(self):
         # Another process may take a free port before snmpd has it, hence the attempts.
+        given = self.port
         for _ in range(5):
-            self.port = free_port()
+            self.port = given or free_port()
             self.write_config()
-            with open(self.log_path, 'wb') as log:
-                self._process = subprocess.Popen(self._command, stdout=log, stderr=log, env=self._environment(),
-                                                 preexec_fn=die_with_parent)
+            (self.folder / 'pid').unlink(missing_ok=True)
+            start = len(self.log()) if self.log_path.exists() else 0
+            self._spawn([*self._wrapper, 'snmpd', '-f', '-Le', '-I', '-smux', '-C', '-c', str(self.folder / 'snmpd.conf'),
+                         '-p', str(self.folder / 'pid'), *self._options], self._environment())
             wait_until(lambda: self._answers() or self._process.poll() is not None, 60, 'no answer and no end of snmpd')
             if self._process.poll() is None:
                 return
-            if 'Error opening specified endpoint' not in self.log():
+            if 'Error opening specified endpoint' not in self.log()[start:]:
                 break
         raise AssertionError(f'snmpd ended with {self._process.returncode} at its start:\n{self.log()}')
+
+    def start_again(self):
+        """After end(): on the same port, from the same configuration."""
+        self._start()
 
     def write_config(self):
         """Writes snmpd.conf anew from self.directives; reload() makes the agent read it."""
         conf = [f'agentaddress udp:127.0.0.1:{self.port}', 'dontLogTCPWrappersConnects yes',
                 'rocommunity public 127.0.0.1', 'rwcommunity private 127.0.0.1',
                 f'createUser {V3_USER} SHA "{V3_PASSWORD}" AES "{V3_PASSWORD}"', f'rouser {V3_USER} priv',
-                f'dlmod {self.module.stem} {self.module}', *self.directives]
+                *([f'dlmod {self.module.stem} {self.module}'] if self.module else []), *self.directives]
         (self.folder / 'snmpd.conf').write_text('\n'.join(conf) + '\n')
 
     def _environment(self):
         env = {**ENV, 'SNMPCONFPATH': str(self.folder), 'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')}
-        if b'libasan.so' in self.module.read_bytes():
+        if self.module and b'libasan.so' in self.module.read_bytes():
             # snmpd is plain C: the sanitizer must come first, and with it the C++ library whose throw it intercepts.
             compiler = os.environ.get('CXX', 'g++')
             env['LD_PRELOAD'] = ' '.join(
@@ -174,53 +253,17 @@ class Agent:
         except SnmpError:
             return False
 
+    def _is_ours(self, leak):
+        return self.module and self.module.name in leak
+
     @property
     def pid(self):
         return int((self.folder / 'pid').read_text())
 
-    def log(self):
-        return self.log_path.read_text(errors='replace')
-
-    def wait_for_log(self, pattern, timeout=10.0):
-        """Waits for a line of the log that the regular expression matches, and returns the match."""
-        return wait_until(lambda: re.search(pattern, self.log(), re.MULTILINE), timeout, f'no log line like {pattern!r}')
-
     def reload(self):
         """SIGHUP: the agent reads its configuration again, and unloads and loads its modules."""
-        before = self.log().count('Reconfiguring daemon')
-        os.kill(self.pid, signal.SIGHUP)
-        wait_until(lambda: self.log().count('Reconfiguring daemon') > before, message='no reconfiguration')
+        self.signal_reload()
         wait_until(self._answers, 30, 'no answer after the reload')
-
-    def stop(self):
-        """SIGTERM. Returns the exit status; AssertionError when the agent died before, will not end, or left a report."""
-        died = self._process.poll() is not None
-        if not died:
-            os.kill(self.pid, signal.SIGTERM)
-            try:
-                self._process.wait(60)
-            except subprocess.TimeoutExpired:
-                self.kill()
-                raise AssertionError(f'snmpd did not end on SIGTERM:\n{self.log()}') from None
-        status, log = self._process.returncode, self.log()
-        shutil.rmtree(self.folder)
-        reports = REPORTS.findall(log) + [leak for leak in LEAK.findall(log) if self.module.name in leak]
-        if died or reports:
-            raise AssertionError(f'snmpd {"died" if died else "ended"} with status {status}, reports: {reports}\n{log}')
-        return status
-
-    def kill(self):
-        if self._process and self._process.poll() is None:
-            self._process.kill()
-            self._process.wait()
-
-    def cpu_seconds(self):
-        """Processor time that the agent's main thread has used."""
-        return int(pathlib.Path(f'/proc/{self.pid}/schedstat').read_text().split()[0]) / 1e9
-
-    def memory_bytes(self, kind='VmRSS'):
-        status = pathlib.Path(f'/proc/{self.pid}/status').read_text()
-        return int(re.search(rf'^{kind}:\s+(\d+) kB', status, re.MULTILINE)[1]) * 1024
 
     # The manager
 
@@ -268,6 +311,52 @@ class Agent:
 
     def set(self, oid, type_letter, value, community='private', **options):
         return self.tool('snmpset', oid, type_letter, str(value), community=community, **options)
+
+
+class Master(Agent):
+    """A running snmpd without the module, to which subagents come at `agentx`."""
+
+    def __init__(self, directives=(), **options):
+        super().__init__(module=None, directives=directives, **options)
+
+    @property
+    def agentx(self):
+        return f'tcp:127.0.0.1:{self._agentx_port}'
+
+    def write_config(self):
+        if not hasattr(self, '_agentx_port'):
+            self._agentx_port = free_port(socket.SOCK_STREAM)
+            self.directives += ['master agentx', f'agentXSocket {self.agentx}']
+        super().write_config()
+
+
+class Daemon(Process):
+    """A running orvaned, which looks for a master at the address `agentx`, again every second while there is none.
+
+    `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` a command to run it under.
+    """
+
+    CONNECTED = 'AgentX subagent connected'
+
+    def __init__(self, agentx, directives=(), options=(), environment=(), wrapper=()):
+        self.agentx, self.directives = agentx, list(directives)
+        self._command = [*wrapper, str(DAEMON), *options]
+        self._environment = {**ENV, 'ASAN_OPTIONS': 'detect_leaks=1', 'UBSAN_OPTIONS': 'print_stacktrace=1', **dict(environment)}
+        super().__init__('orvaned')
+
+    def _start(self):
+        self.write_config()
+        self._spawn(self._command, {**self._environment, 'SNMPCONFPATH': str(self.folder),
+                                    'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')})
+
+    def start_again(self):
+        """After end(): from the same configuration."""
+        self._start()
+
+    def write_config(self):
+        """Writes orvaned.conf anew from self.directives; signal_reload() makes the daemon read it."""
+        conf = [f'agentXSocket {self.agentx}', 'agentXPingInterval 1', *self.directives]
+        (self.folder / 'orvaned.conf').write_text('\n'.join(conf) + '\n')
 
 
 class Receiver:
@@ -343,6 +432,18 @@ class AgentTest(unittest.TestCase):
         self.addCleanup(self._judge, agent)
         return agent
 
+    def master(self, *arguments, **options):
+        """Starts a Master that is stopped, and judged, when the test ends."""
+        master = Master(*arguments, **options)
+        self.addCleanup(self._judge, master)
+        return master
+
+    def daemon(self, *arguments, **options):
+        """Starts a Daemon that is stopped, and judged, when the test ends."""
+        daemon = Daemon(*arguments, **options)
+        self.addCleanup(self._judge, daemon)
+        return daemon
+
     def receiver(self):
         """Starts a Receiver that is stopped when the test ends."""
         receiver = Receiver()
@@ -351,7 +452,7 @@ class AgentTest(unittest.TestCase):
 
     def _judge(self, agent):
         if agent.folder.exists():
-            self.assertEqual(agent.stop(), 0, 'exit status of snmpd')
+            self.assertEqual(agent.stop(), 0, f'exit status of {agent.name}')
 
     def assert_error(self, status, call, *arguments, **options):
         with self.assertRaises(SnmpError) as caught:

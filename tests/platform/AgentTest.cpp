@@ -126,7 +126,7 @@ long ticks(double seconds) {
 }
 
 TEST(Conversion, TimeTicksStandOnTheScaleOfSysUpTime) {
-  for (u_long const uptime : {0UL, 1UL, 12345UL, 4294967295UL}) {
+  for (u_long const uptime : {0UL, 201UL, 12345UL, 4294967295UL}) {
     netsnmp_set_agent_uptime(uptime);
     usleep(6000);  // the first look at the agent's start comes somewhere within a tick
     int otherTick = 0;
@@ -151,6 +151,25 @@ TEST(Conversion, OneMomentIsOneTick) {
   }
   EXPECT_EQ(ticks(now + 0.01) - first, 1);
   EXPECT_EQ(ticks(now + 12.34) - first, 1234);
+}
+
+// A subagent's master tells its uptime with every answer, in whole ticks and a little late.
+TEST(Conversion, OneMomentIsOneTickWhateverTheMasterTells) {
+  constexpr u_long uptime = 100000;
+  netsnmp_set_agent_uptime(uptime);
+  double const start = Zef::System::currentTime();
+  long const first = ticks(start);
+  for (int i = 0; i < 50; ++i) {
+    auto const passed = static_cast<u_long>((Zef::System::currentTime() - start) * 100);
+    usleep(3331);
+    netsnmp_set_agent_uptime(uptime + passed);
+    EXPECT_EQ(ticks(start), first);
+  }
+  netsnmp_set_agent_uptime(7);
+  EXPECT_EQ(ticks(start), 0) << "another master, which has just started";
+  netsnmp_set_agent_uptime(uptime + 1000);
+  EXPECT_NEAR(static_cast<double>(ticks(Zef::System::currentTime())), uptime + 1000, 2)
+      << "one that has run for longer";
 }
 
 TEST(Conversion, TimeTicksAreNeverNegative) {
