@@ -116,7 +116,7 @@ class Process:
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f'{name}-'))
         self.folder.chmod(0o755)  # it may run as somebody else
         self.log_path = self.folder / f'{name}.log'
-        self._process = None
+        self._process, self._ended = None, False
         try:
             self._start()
         except BaseException:
@@ -127,6 +127,7 @@ class Process:
     def _spawn(self, command, environment):
         with open(self.log_path, 'ab') as log:
             self._process = subprocess.Popen(command, stdout=log, stderr=log, env=environment, preexec_fn=die_with_parent)
+        self._ended = False
 
     def _is_ours(self, leak):
         """Whether a leak counts that was found when it ended."""
@@ -152,6 +153,7 @@ class Process:
     def end(self, how=signal.SIGTERM):
         """Ends it by a signal. Returns the exit status; AssertionError when it died before, will not end, or left a report."""
         died = self._process.poll() is not None
+        self._ended = True
         if not died:
             os.kill(self.pid, how)
             try:
@@ -166,9 +168,9 @@ class Process:
         return status
 
     def stop(self):
-        """The same by SIGTERM, and its folder goes."""
+        """The same by SIGTERM, unless it was ended before; and its folder goes."""
         try:
-            return self.end()
+            return 0 if self._ended else self.end()
         finally:
             shutil.rmtree(self.folder)
 

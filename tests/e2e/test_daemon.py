@@ -1,0 +1,345 @@
+"""The daemon beside a stock master: it answers as the module does, outlives its master, and keeps what it could not tell."""
+
+import concurrent.futures
+import json
+import os
+import pathlib
+import re
+import signal
+import socket
+import subprocess
+import threading
+import time
+import unittest
+
+from described import CONTAINS, ENTRY, LAST_CHANGE, Switch, contains, rows
+from harness import DAEMON, ENV, ROOT, AgentTest, Daemon, SnmpError, oid_key, wait_until
+from test_notifications import BENCH, CRITICAL, FAN, INLET, LOCKED, OPER_DISABLED, OPER_ENABLED, OURS, Bench, alarm, state
+
+TABLES = {ENTRY: 18, CONTAINS.rsplit('.', 1)[0]: 1, '1.3.6.1.2.1.99.1.1.1': 8, '1.3.6.1.2.1.131.1.1.1': 6,
+          '1.3.6.1.4.1.59871.3.12.1.1.1': 5}
+# entPhySensorValueTimeStamp and entStateLastChanged tell a time of the agent that answers, and so does entLastChangeTime.
+TIMES = ('1.3.6.1.2.1.99.1.1.1.7.', '1.3.6.1.2.1.131.1.1.1.1.', LAST_CHANGE)
+SERVICE_BACK = 15  # seconds
+
+
+def steady(variables):
+    """Without the values that two agents need not share: times, and what is not Orvane's."""
+    return [var if var.oid.startswith(tuple(TABLES)) and not var.oid.startswith(TIMES) else var._replace(value=None)
+            for var in variables]
+
+
+def refused(call, *arguments, **options):
+    try:
+        return call(*arguments, **options)
+    except SnmpError as error:
+        return error.status
+
+
+def answers(agent):
+    """What an agent says to every kind of question about the tables: by GETNEXT, GETBULK and GET, beside them, past them, by SET."""
+    said = {}
+    for table, last_column in TABLES.items():
+        walked = agent.walk(table)
+        oids = [var.oid for var in walked]
+        assert oids == sorted(set(oids), key=oid_key) and len(oids) > 50, f'{table}: not in order, each exactly once'
+        said['next', table] = steady(walked)
+        said['bulk', table] = steady(agent.bulkwalk(table, repetitions=37))
+        said['get', table] = [steady(agent.get(*oids[some:some + 60])) for some in range(0, len(oids), 60)]
+        first, last, none = oids[0], oids[-1], f'{table}.{last_column}.4294967295'
+        for oid in f'{first}.1', none, f'{table}.{last_column + 1}.1', f'{table}.0.1', table:
+            said['none', oid] = agent.get(oid)
+            said['beside', oid] = steady(agent.getnext(oid))
+        said['none in v1', table] = refused(agent.get, none, version='1')
+        said['past', table] = steady(agent.getbulk(last, table, repetitions=3))
+        for oid in first, last, none, f'{table}.{last_column + 1}.1':
+            said['set', oid] = refused(agent.set, oid, 'i', 1)
+        said['set in v1', table] = refused(agent.set, first, 'i', 1, version='1')
+    columns = [oid for table, last_column in TABLES.items() for oid in (f'{table}.{last_column}', f'{table}.2')]
+    said['mixed'] = steady(agent.getbulk(*columns, non_repeaters=3, repetitions=4))
+    said['scalar'] = [steady(call(LAST_CHANGE)) for call in (agent.get, agent.getnext)]
+    said['scalar walk'] = steady(agent.walk(LAST_CHANGE[:-2]))
+    said['scalar instance'] = agent.get(LAST_CHANGE[:-1] + '1')
+    said['scalar set'] = refused(agent.set, LAST_CHANGE, 't', 1)
+    return said
+
+
+class DaemonTest(AgentTest):
+    def pair(self, *directives, master_directives=(), **options):
+        """A master and a daemon that has come to it."""
+        master = self.master(master_directives)
+        daemon = self.daemon(master.agentx, directives, **options)
+        daemon.wait_for_log(Daemon.CONNECTED)
+        return master, daemon
+
+
+class SameAsTheModule(DaemonTest):
+    def test_every_answer(self):
+        for name in 'fixed-switch', 'chassis-switch':
+            with self.subTest(name):
+                switch = Switch(self, json.loads((ROOT / f'examples/{name}.json').read_text()))
+                agent = self.agent(directives=[switch.directive])
+                master, daemon = self.pair(switch.directive)
+                with concurrent.futures.ThreadPoolExecutor() as pool:
+                    expected, found = pool.map(answers, (agent, master))
+                self.assertEqual(found.keys(), expected.keys())
+                for question, answer in expected.items():
+                    self.assertEqual(found[question], answer, question)
+
+    def test_every_notification(self):
+        switch, receivers = Bench(self), [self.receiver() for _ in range(2)]
+        agent = self.agent(directives=[receivers[0].trap, switch.directive])
+        master, daemon = self.pair(switch.directive, master_directives=[receivers[1].trap])
+
+        def of(receiver):
+            return [(each.oid, tuple(each.variables)) for each in receiver.notifications(*OURS)]
+
+        def same(count):
+            wait_until(lambda: all(len(of(receiver)) >= count for receiver in receivers), 25, f'not all {count} came')
+            self.assertEqual(len(of(receivers[0])), count)
+            self.assertCountEqual(of(receivers[1]), of(receivers[0]))
+
+        same(2)
+        switch.inlet['temperature'] = 65.0
+        switch.fan['hwStatus'] = 'failed'
+        switch.system['description'] = 'Another switch'
+        del switch.system['port']['1']
+        before = switch.taken(agent), switch.taken(daemon)
+        switch.save()
+        wait_until(lambda: switch.taken(agent) > before[0] and switch.taken(daemon) > before[1])
+        same(5)
+
+    def test_last_change_stands_still_on_the_masters_scale(self):
+        switch = Switch(self)
+        master, daemon = self.pair(switch.directive)
+        time.sleep(2)
+        switch.system['serialNum'] = 'KV-CHANGED'
+        switch.publish(daemon)
+        uptime, changed = (var.value for var in master.get('1.3.6.1.2.1.1.3.0', LAST_CHANGE))
+        self.assertTrue(0 <= uptime - changed < 300, (uptime, changed))
+        for _ in range(20):  # the daemon asks its master about once a second, and hears its uptime
+            time.sleep(0.2)
+            self.assertEqual(master.get(LAST_CHANGE)[0].value, changed)
+
+
+class Endings(DaemonTest):
+    def test_either_dies_again_and_again_under_walks(self):
+        """Twenty ends of the master and six of the daemon, by SIGKILL and SIGTERM in turn."""
+        switch = Switch(self)
+        master, daemon = self.pair(switch.directive)
+        full, pairs = rows(master), contains(master)
+        walked = master.bulkwalk(ENTRY, repetitions=50)
+        wrong, whole, done = [], 0, threading.Event()
+
+        def walk():
+            nonlocal whole
+            while not done.is_set():
+                try:
+                    found = master.bulkwalk(ENTRY, repetitions=20, timeout=1)
+                except (SnmpError, AssertionError):
+                    time.sleep(0.02)  # cut short
+                    continue
+                # A walk may end early with one of the two, but has each row that it has in its place.
+                if found != walked[:len(found)]:
+                    wrong.append(found)
+                whole += found == walked
+
+        def back():
+            try:
+                return rows(master) == full and contains(master) == pairs
+            except (SnmpError, AssertionError):
+                return False
+
+        def descriptors():
+            return len(os.listdir(f'/proc/{daemon.pid}/fd'))
+
+        first, slowest = descriptors(), 0.0
+        walker = threading.Thread(target=walk)
+        walker.start()
+        try:
+            for turn in range(26):
+                victim, how = (daemon if turn % 4 == 3 else master), (signal.SIGKILL, signal.SIGTERM)[(turn + turn // 4) % 2]
+                status = victim.end(how)
+                if victim is daemon:
+                    self.assertEqual(status, 0 if how == signal.SIGTERM else -how)
+                elif turn % 4 == 0:
+                    time.sleep(1.2)  # the daemon tries in vain
+                victim.start_again()
+                start = time.monotonic()
+                wait_until(back, SERVICE_BACK, f'no service after end {turn}')
+                slowest = max(slowest, time.monotonic() - start)
+        finally:
+            done.set()
+            walker.join()
+        self.assertEqual(wrong, [])
+        self.assertGreater(whole, 10, 'walks did not run beside the ends')
+        self.assertEqual(descriptors(), first)
+        self.assertNotIn('duplicate registration', master.log() + daemon.log())
+        print(f'service back within {slowest:.1f} s, {whole} whole walks', flush=True)
+
+    def test_a_master_that_hangs(self):
+        switch = Switch(self)
+        master, daemon = self.pair(switch.directive)
+        full = rows(master)
+        os.kill(master.pid, signal.SIGSTOP)
+        daemon.wait_for_log('failed to respond to ping', 30)
+        os.kill(master.pid, signal.SIGCONT)
+        wait_until(lambda: daemon.log().count(Daemon.CONNECTED) == 2, 30, 'not registered again')
+        wait_until(lambda: refused(rows, master) == full, SERVICE_BACK, 'no service')
+
+    def test_the_log_tells_an_outage_once(self):
+        switch = Switch(self)
+        master, daemon = self.pair(switch.directive)
+        master.end()
+        time.sleep(3.5)
+        daemon.signal_reload()
+        wait_until(lambda: switch.taken(daemon) == 2)
+        time.sleep(2.5)
+        master.start_again()
+        wait_until(lambda: daemon.log().count(Daemon.CONNECTED) == 2)
+        daemon.signal_reload()
+        time.sleep(2.5)
+        log = daemon.log()
+        reason = f'Failed to connect to the agentx master agent ({master.agentx}): Connection refused'
+        # Once at the beginning, and once more behind the reload.
+        self.assertEqual([log.count(line) for line in ('disconnected us', 'Failed to connect', reason)], [1, 2, 2], log)
+        self.assertNotIn('re-opened', log)
+
+
+class Waiting(DaemonTest):
+    def test_what_could_not_be_told_is_told_in_order(self):
+        switch, receiver = Bench(self), self.receiver()
+        sensors = switch.content['tempStatus']['tempSensor']
+        for number in range(2, 6):
+            switch.system['sensor'][str(number)] = {'tag': 'TempSensor', 'label': str(number), 'description': f'Sensor {number}'}
+            sensors[f'TempSensor{number}'] = {'hwStatus': 'ok'}
+        switch.save()
+        master = self.master([receiver.trap])
+        master.end()
+        daemon = self.daemon(master.agentx, [switch.directive])
+
+        def told(kinds, since=0):
+            return [int(each.variables[0].oid.rsplit('.', 1)[1]) for each in receiver.notifications(*OURS)[since:]
+                    if each.oid in kinds]
+
+        def all_told(kinds, count, since=0):
+            wait_until(lambda: len(told(kinds, since)) >= count, 20, f'not all {count} came')
+            time.sleep(1)
+            return told(kinds, since)
+
+        # The first look at the parts comes before the master does, and none of it is lost.
+        daemon.wait_for_log('took .*switch.json')
+        time.sleep(8)  # longer than from one tick to the next
+        self.assertEqual(receiver.notifications(*OURS), [])
+        master.start_again()
+        self.assertCountEqual(all_told([OPER_ENABLED], 6), [INLET, *range(INLET + 1, INLET + 5), FAN])
+
+        # They leave in the order of the changes; a part that changed again stands where it changed last.
+        before = len(receiver.notifications(*OURS))
+        master.end(signal.SIGKILL)
+        daemon.wait_for_log('disconnected us')
+        for number, status in (5, 'failed'), (3, 'failed'), (2, 'failed'), (4, 'failed'), (3, 'ok'), (3, 'failed'):
+            sensors[f'TempSensor{number}']['hwStatus'] = status
+            switch.publish(daemon)
+        switch.inlet['temperature'] = 75.0
+        switch.fan['hwStatus'] = 'failed'
+        switch.publish(daemon)
+        time.sleep(8)
+        master.start_again()
+        self.assertEqual(all_told([OPER_DISABLED], 5, before), [INLET + 4, INLET + 1, INLET + 3, INLET + 2, FAN])
+        after = [(each.oid, tuple(each.variables)) for each in receiver.notifications(*OURS)[before:]]
+        self.assertEqual(after.count(alarm(INLET, 750, CRITICAL)), 1)
+        self.assertEqual(after.count(state(OPER_DISABLED, FAN, LOCKED)), 1)
+        self.assertEqual([each for each in receiver.notifications(*OURS)[before:] if each.oid == OPER_ENABLED], [])
+
+
+class Notify:
+    """The socket that systemd listens at."""
+
+    def __init__(self, test, folder):
+        self.path = folder / 'notify'
+        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        test.addCleanup(self._socket.close)
+        self._socket.bind(str(self.path))
+        self._socket.settimeout(20)
+
+    def next(self):
+        return self._socket.recv(4096).decode().splitlines()
+
+
+class CommandLine(DaemonTest):
+    def run_daemon(self, *arguments):
+        return subprocess.run([DAEMON, *arguments], capture_output=True, text=True, timeout=60, env=ENV)
+
+    def test_what_it_says_and_refuses(self):
+        version = re.search(r'project\(orvane VERSION ([\d.]+)', (ROOT / 'CMakeLists.txt').read_text())[1]
+        for arguments, status, output, error in (
+                (['--help'], 0, 'Usage: orvaned ', ''), (['-h'], 0, '--agentx ADDRESS', ''),
+                (['--version'], 0, f'orvaned {version}\n', ''), (['-V'], 0, version, ''),
+                (['--bogus'], 2, '', "unrecognized option '--bogus'"), (['-z'], 2, '', "invalid option -- 'z'"),
+                (['extra'], 2, '', '"extra"'), (['--config'], 2, '', 'requires an argument'), (['-C', ''], 2, '', 'needs a file'),
+                (['--agentx='], 2, '', 'needs an address'), (['--version=1'], 2, '', "doesn't allow an argument"),
+                (['-C', '/no/such.conf'], 1, '', 'orvaned: /no/such.conf: No such file or directory')):
+            with self.subTest(arguments):
+                run = self.run_daemon(*arguments)
+                self.assertEqual(run.returncode, status, run.stderr)
+                for said, expected in (run.stdout, output), (run.stderr, error):
+                    self.assertIn(expected, said)
+                    self.assertEqual(bool(said), bool(expected), said)
+
+    def test_its_configuration(self):
+        """One file of the command line, instead of the search path; an address of the command line, instead of the file's."""
+        switch, other = Switch(self), Switch(self, BENCH)
+        master = self.master()
+        conf = other.path.with_name('other.conf')
+        conf.write_text(f'{other.directive}\nagentXSocket tcp:127.0.0.1:1\norvaneSupervisorSlot 65\n')
+        daemon = self.daemon('tcp:127.0.0.1:1', [switch.directive], options=['-C', str(conf), '--agentx', master.agentx])
+        daemon.wait_for_log(Daemon.CONNECTED)
+        daemon.wait_for_log(r'other\.conf: line 3: Error: orvaneSupervisorSlot: a slot from 1 to 64 is needed')
+        self.assertEqual(switch.taken(daemon), 0)
+        served = rows(master)
+        self.assertEqual(served[1][2], b'Bench switch')
+        # It is read anew on SIGHUP, and so is the inventory.
+        conf.write_text(f'{switch.directive}\nagentXSocket tcp:127.0.0.1:1\n')
+        daemon.signal_reload()
+        wait_until(lambda: rows(master).keys() != served.keys())
+        self.assertEqual(switch.taken(daemon), 1)
+        master.end()
+        master.start_again()
+        wait_until(lambda: daemon.log().count(Daemon.CONNECTED) == 2, SERVICE_BACK)
+
+    def test_what_it_tells_systemd(self):
+        switch = Switch(self)
+        master = self.master()
+        master.end()
+        notify = Notify(self, switch.path.parent)
+        daemon = self.daemon(master.agentx, [switch.directive], environment={'NOTIFY_SOCKET': str(notify.path)})
+        # It is ready when it has read what it serves, with a master or without.
+        self.assertEqual([notify.next(), notify.next()], [['STATUS=Waiting for the master agent'], ['READY=1']])
+        self.assertEqual(switch.taken(daemon), 1)
+        master.start_again()
+        self.assertEqual(notify.next(), ['STATUS=Registered with the master agent'])
+        os.kill(daemon.pid, signal.SIGHUP)
+        reloading, since = notify.next()
+        self.assertEqual((reloading, since[:15]), ('RELOADING=1', 'MONOTONIC_USEC='))
+        self.assertEqual(notify.next(), ['READY=1'])
+        self.assertEqual(daemon.end(signal.SIGINT), 0)
+        self.assertEqual(notify.next(), ['STOPPING=1'])
+
+    @unittest.skipUnless(os.geteuid() == 0, 'only root can become somebody else')
+    def test_an_ordinary_user(self):
+        switch = Switch(self)
+        switch.path.parent.chmod(0o755)
+        master, daemon = self.pair(switch.directive, wrapper=['setpriv', '--reuid=nobody', '--regid=nogroup', '--clear-groups',
+                                                              '--pdeathsig=KILL'])
+        uids = re.search(r'^Uid:(.*)', pathlib.Path(f'/proc/{daemon.pid}/status').read_text(), re.MULTILINE)[1].split()
+        self.assertNotIn('0', uids)
+        self.assertIn(1, rows(master))
+        log = daemon.log()
+        self.assertEqual(daemon.end(), 0)
+        self.assertEqual(re.sub('.*(took|connected).*\n', '', log), '')
+        self.assertEqual(sorted(path.name for path in daemon.folder.iterdir()), ['orvaned.conf', 'orvaned.log'])
+
+
+if __name__ == '__main__':
+    unittest.main()
