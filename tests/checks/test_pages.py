@@ -117,6 +117,14 @@ class Pages(unittest.TestCase):
         page = self.text('orvane-inspect.1').replace('\\-', '-')
         self.assertEqual(set(re.findall(r'--[a-z]+', page)), set(re.findall(r'--[a-z]+', run.stdout)))
 
+    @unittest.skipUnless((ROOT / 'host/Daemon.cpp').exists(), 'this tree has no daemon')
+    def test_the_daemon_page_has_every_option(self):
+        known = re.findall(r'{"(\w+)", \w+_argument, nullptr, \'(\w)\'}', (ROOT / 'host/Daemon.cpp').read_text())
+        options = {f'--{long}' for long, _ in known} | {f'-{short}' for _, short in known}
+        self.assertGreaterEqual(len(options), 8)
+        page = self.text('orvaned.8').partition('.SH OPTIONS')[2].partition('.SH')[0].replace('\\-', '-')
+        self.assertEqual(set(re.findall(r'(?<![\w-])--?[a-zA-Z]+', page)), options)
+
 
 if __name__ == '__main__':
     unittest.main()
