@@ -137,9 +137,9 @@ AttributeId GenericIf::attributeId(String8 const& name) const {
   return attribute == nullptr ? 0 : attribute->id();
 }
 
-String8 GenericIf::attributeString(AttributeId id) const {
-  ZefAttr const* const attribute = type() == nullptr ? nullptr : type()->attr(id);
-  return attribute == nullptr ? String8("unknown") : attribute->name().stringValue();
+String8 GenericIf::attributeString(AttributeId attribute) const {
+  ZefAttr const* const found = type() == nullptr ? nullptr : type()->attr(attribute);
+  return found == nullptr ? String8("unknown") : found->name().stringValue();
 }
 
 Ptr<GenericIf::Iterator> GenericIf::attributeIterator(AttributeId attribute) const {
@@ -219,15 +219,14 @@ Ptr<GenericIf> GenericIfPtrInterface::attributeOp(AttributeOp const& op, Ptr<Gen
   return Operation(*object_, attributeFor(op), op, const_).run(key, value);
 }
 
-Ptr<GenericIf::Iterator> GenericIfPtrInterface::walk(AttributeId id, Ptr<GenericIf const> const* from,
+Ptr<GenericIf::Iterator> GenericIfPtrInterface::walk(AttributeId attribute, Ptr<GenericIf const> const* key,
                                                      bool isConst) const {
-  ZefAttr const& attribute = attributeFor(AttributeOp(Op::get, id));
-  if (attribute.keyType() == nullptr) throwOpNotSupportedException(attribute.name(), Op::get, false);
-  if (from == nullptr) return make<Iterator>(object_, &attribute, attribute.walk(*object_), isConst);
-  if (!*from) throwBadIndexAttrException(attribute.name());
-  return make<Iterator>(object_, &attribute,
-                        fitting(attribute, [&] { return attribute.walkFrom(*object_, keyTextOf((*from)->value())); }),
-                        isConst);
+  ZefAttr const& walked = attributeFor(AttributeOp(Op::get, attribute));
+  if (walked.keyType() == nullptr) throwOpNotSupportedException(walked.name(), Op::get, false);
+  if (key == nullptr) return make<Iterator>(object_, &walked, walked.walk(*object_), isConst);
+  if (!*key) throwBadIndexAttrException(walked.name());
+  auto at = fitting(walked, [&] { return walked.walkFrom(*object_, keyTextOf((*key)->value())); });
+  return make<Iterator>(object_, &walked, std::move(at), isConst);
 }
 
 Ptr<GenericIf::Iterator> GenericIfPtrInterface::attributeIterator(AttributeId attribute) const {
@@ -268,7 +267,7 @@ void GenericIf::Iterator::deleteMember() {
 }
 
 Ptr<PtrInterface::NotifieeConst> GenericIfEntity::listen(Ptr<Listener> const& listener) const {
-  Ptr<PtrInterface::NotifieeConst> const adapter = type() == nullptr ? nullptr : type()->newAdapter(listener);
+  Ptr<PtrInterface::NotifieeConst> adapter = type() == nullptr ? nullptr : type()->newAdapter(listener);
   if (!adapter) {
     throwRangeException(
         format("nothing observes a %s", (type() == nullptr ? objectType() : type())->qualifiedName().charPtr()));

@@ -85,7 +85,7 @@ std::string refusal(Call call) {
 
 // A value that the attribute takes and that differs from what it holds; the attribute holds it afterwards.
 Value change(ZefAttr const& attribute, PtrInterface& object) {
-  Value const before = attribute.get(object);
+  Value before = attribute.get(object);
   for (Value const& candidate : candidates()) {
     try {
       attribute.set(object, candidate);

@@ -29,7 +29,7 @@ std::optional<Bytes> converted(T value, int capacity = 1024) {
   constexpr unsigned char untouched = 0xa5;
   Bytes buffer(2048, untouched);
   int const count = SnmpConvert<T, F>(value, buffer.data(), capacity);
-  for (std::size_t i = static_cast<std::size_t>(capacity); i < buffer.size(); ++i) EXPECT_EQ(buffer[i], untouched) << i;
+  for (auto i = static_cast<std::size_t>(capacity); i < buffer.size(); ++i) EXPECT_EQ(buffer[i], untouched) << i;
   if (count < 0) return std::nullopt;
   buffer.resize(static_cast<std::size_t>(std::min(count, capacity)));
   return buffer;
