@@ -11,11 +11,11 @@
 
 namespace Host {
 
-// The notifications that a line may name: all that the module sends.
+// The notifications that a line may name: all that Orvane sends.
 inline constexpr std::array notificationNames{"entConfigChange", "entStateOperEnabled", "entStateOperDisabled",
                                               "kelvraEntSensorAlarm"};
 
-// What the module's lines in snmpd.conf say.
+// What Orvane's lines in the agent's configuration say.
 struct Settings {
   std::filesystem::path inventory;            // empty: no switch is described
   std::filesystem::path inspect;              // the socket of the inspection; empty: there is none
@@ -27,7 +27,7 @@ struct Settings {
   bool notificationEnabled(std::string const& name) const;
 };
 
-// The module's directives:
+// The directives, in snmpd.conf for the module and in orvaned.conf for the daemon:
 //
 //   orvaneInventory FILE                        an absolute path
 //   orvaneNotification NAME enable|disable      entConfigChange, entStateOperEnabled, entStateOperDisabled or

@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """What a GETBULK walk of entPhysicalTable costs the agent, beside Net-SNMP's own in-memory table and a bare handler that hold the
-same rows in the same snmpd. Prints ratios: the machine drops out of them.
+same rows in the same snmpd. Prints ratios: the machine drops out of them. Then what the same walk costs through AgentX, where each
+variable is a question of the master to the subagent: through orvaned, and through a subagent in Python with the same rows.
 
 Wants the bench preset built; scripts/bench does that. Figures are the median over interleaved repetitions of the agent's processor
 time. Memory is what an agent with that table alone has more than one without, for each row; ours holds the inventory too.
@@ -8,17 +9,20 @@ time. Memory is what an agent with that table alone has more than one without, f
 
 import argparse
 import json
+import os
 import pathlib
+import signal
 import statistics
 import subprocess
 import sys
 import tempfile
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-sys.path.insert(0, str(ROOT / 'tests/e2e'))
-from harness import Agent  # noqa: E402
-
 BUILD = ROOT / 'build/bench'
+os.environ['ORVANE_BUILD'] = str(BUILD)
+sys.path.insert(0, str(ROOT / 'tests/e2e'))
+from harness import Agent, Daemon, Process, wait_until  # noqa: E402
+
 OURS, MEMORY, BARE = '1.3.6.1.2.1.47.1.1.1', '1.3.6.1.4.1.8072.9999.9999.1', '1.3.6.1.4.1.8072.9999.9999.2'
 
 
@@ -70,13 +74,35 @@ def inventory(rows):
     return {'status': {'fixedSystem': system}}
 
 
-def walk(agent, oid, bulk, dump=()):
-    """Walks the table; returns its variables and the agent's processor time for each."""
-    before = agent.cpu_seconds()
-    run = subprocess.run([BUILD / 'walker', f'127.0.0.1:{agent.port}', oid, str(bulk), *dump],
-                         stdout=subprocess.PIPE, text=True, check=True)
-    count = int(run.stdout)
-    return count, (agent.cpu_seconds() - before) / count if count else 0
+class PythonSubagent(Process):
+    """A running pyagentx_rows.py."""
+
+    def __init__(self, agentx, dump):
+        self._command = ['/usr/bin/python3', '-B', str(ROOT / 'bench/walk/pyagentx_rows.py'), str(agentx), str(dump)]
+        super().__init__('pyagentx')
+
+    def _start(self):
+        self._spawn(self._command, None)
+
+
+def walk(agent, oid, bulk, dump=(), behind=None):
+    """Walks the table; returns its variables and, for each of them, the processor time of the agent and of the subagent behind it."""
+    processes = [agent, behind] if behind else [agent]
+    before = [process.cpu_seconds() for process in processes]
+    count = int(subprocess.check_output([BUILD / 'walker', f'127.0.0.1:{agent.port}', oid, str(bulk), *dump], text=True))
+    return count, [(process.cpu_seconds() - start) / max(count, 1) for process, start in zip(processes, before)]
+
+
+def medians(repetitions, ways):
+    """Interleaved walks of some ways to ask; each way is (name, count, arguments of walk). The medians of what each costs, by name."""
+    costs = {name: [] for name, *_ in ways}
+    for repetition in range(repetitions + 1):
+        for name, count, arguments in ways:
+            walked, cost = walk(**arguments)
+            assert walked == count, f'{name}: {walked} variables, not {count}'
+            if repetition > 0:  # the first round only warms up
+                costs[name].append(cost)
+    return {name: [statistics.median(part) for part in zip(*each)] for name, each in costs.items()}
 
 
 def measure(rows, repetitions, bulk, folder):
@@ -99,32 +125,60 @@ def measure(rows, repetitions, bulk, folder):
 
     agent = Agent(module=ours, directives=[load['ours'][1], f'dlmod walkbench {comparison}', load['in-memory'][1], load['floor'][1]])
     tables = {'ours': OURS, 'in-memory': MEMORY, 'floor': BARE}
-    times = {name: [] for name in tables}
-    for repetition in range(repetitions + 1):
-        for name, oid in tables.items():
-            walked, each = walk(agent, oid, bulk)
-            assert walked == count, f'{name}: {walked} variables, not {count}'
-            if repetition > 0:  # the first round only warms up
-                times[name].append(each)
+    costs = medians(repetitions, [(name, count, {'agent': agent, 'oid': oid, 'bulk': bulk}) for name, oid in tables.items()])
     agent.stop()
-    median = {name: statistics.median(values) for name, values in times.items()}
+    median = {name: cost for name, [cost] in costs.items()}
     entities = count // 17
     print(f'{entities:7}  ' + '  '.join(f'{median[name] * 1e6:9.2f}' for name in tables)
           + f'  {median["ours"] / median["in-memory"]:14.2f}  {median["ours"] / median["floor"]:10.2f}  '
           + '  '.join(f'{memory[name] / entities:9.0f}' for name in tables), flush=True)
 
 
+def measure_agentx(rows, repetitions, bulk, folder):
+    described, dump = folder / 'inventory.json', folder / 'dump'
+    sockets = folder / 'daemon', folder / 'python'
+    described.write_text(json.dumps(inventory(rows)))
+    inventory_directive = f'orvaneInventory {described}'
+    agent = Agent(module=BUILD / 'orvane.so', directives=[inventory_directive])
+    count, _ = walk(agent, OURS, bulk, [dump])
+    master, python_master = (Agent(module=None, directives=['master agentx', f'agentXSocket {path}']) for path in sockets)
+    daemon, python = Daemon(sockets[0], [inventory_directive]), PythonSubagent(sockets[1], dump)
+    for each in master, python_master:
+        wait_until(lambda: each.getnext(OURS)[0].oid.startswith(OURS + '.'), 120)
+
+    costs = medians(repetitions, [(name, count, {'agent': asked, 'oid': OURS, 'bulk': bulk, 'behind': behind})
+                                  for name, asked, behind in (('module', agent, None), ('orvaned', master, daemon),
+                                                              ('Python subagent', python_master, python))])
+    for process in daemon, master, agent, python_master:
+        process.stop()
+    python.end(signal.SIGKILL)
+    python.stop()
+    for name, (asked, *behind) in costs.items():
+        total = asked + sum(behind)
+        print(f'{count // 17:7}  {name:15}  {asked * 1e6:9.2f}  {sum(behind) * 1e6:9.2f}  {total * 1e6:9.2f}'
+              f'  {total / costs["module"][0]:9.1f}', flush=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument('--rows', type=int, nargs='+', default=[1000, 10000, 100000])
+    parser.add_argument('--rows', type=int, nargs='*', default=[1000, 10000, 100000])
     parser.add_argument('--repetitions', type=int, default=9)
     parser.add_argument('--bulk', type=int, default=100, help='max-repetitions of a GETBULK')
+    parser.add_argument('--agentx-rows', type=int, nargs='*', default=[10000], help='for the walks through AgentX')
+    parser.add_argument('--agentx-repetitions', type=int, default=3)
     options = parser.parse_args()
-    print('         agent CPU, us per variable          ratios                      memory, bytes per row')
-    print('   rows       ours  in-memory      floor  ours/in-memory  ours/floor       ours  in-memory      floor')
+    if options.rows:
+        print('         agent CPU, us per variable          ratios                      memory, bytes per row')
+        print('   rows       ours  in-memory      floor  ours/in-memory  ours/floor       ours  in-memory      floor')
     for rows in options.rows:
         with tempfile.TemporaryDirectory() as folder:
             measure(rows, options.repetitions, options.bulk, pathlib.Path(folder))
+    if options.agentx_rows:
+        print('\n         through AgentX    CPU, us per variable')
+        print('   rows  way                   snmpd   subagent       both  times module')
+    for rows in options.agentx_rows:
+        with tempfile.TemporaryDirectory() as folder:
+            measure_agentx(rows, options.agentx_repetitions, options.bulk, pathlib.Path(folder))
 
 
 if __name__ == '__main__':

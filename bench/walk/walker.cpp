@@ -65,8 +65,10 @@ int main(int argc, char** argv) {
     request->max_repetitions = std::atol(argv[3]);
     snmp_add_null_var(request, next.data(), next.size());
     netsnmp_pdu* response = nullptr;
-    if (snmp_synch_response(session, request, &response) != STAT_SUCCESS || response->errstat != SNMP_ERR_NOERROR) {
-      std::fprintf(stderr, "walker: no good answer after %lu variables\n", count);
+    int const status = snmp_synch_response(session, request, &response);
+    if (status != STAT_SUCCESS || response->errstat != SNMP_ERR_NOERROR) {
+      std::fprintf(stderr, "walker: after %lu variables: %s\n", count,
+                   status == STAT_SUCCESS ? snmp_errstring(static_cast<int>(response->errstat)) : "no answer");
       return 1;
     }
     below = response->variables != nullptr;

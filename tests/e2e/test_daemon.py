@@ -117,8 +117,8 @@ class SameAsTheModule(DaemonTest):
         switch.publish(daemon)
         uptime, changed = (var.value for var in master.get('1.3.6.1.2.1.1.3.0', LAST_CHANGE))
         self.assertTrue(0 <= uptime - changed < 300, (uptime, changed))
-        for _ in range(20):  # the daemon asks its master about once a second, and hears its uptime
-            time.sleep(0.2)
+        for _ in range(6):
+            time.sleep(1.3)  # without a question for a second the daemon asks its master, and hears its uptime
             self.assertEqual(master.get(LAST_CHANGE)[0].value, changed)
 
 
@@ -336,6 +336,7 @@ class CommandLine(DaemonTest):
         self.assertNotIn('0', uids)
         self.assertIn(1, rows(master))
         log = daemon.log()
+        daemon.folder.chmod(0o777)  # it could write there
         self.assertEqual(daemon.end(), 0)
         self.assertEqual(re.sub('.*(took|connected).*\n', '', log), '')
         self.assertEqual(sorted(path.name for path in daemon.folder.iterdir()), ['orvaned.conf', 'orvaned.log'])
