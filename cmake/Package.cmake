@@ -11,7 +11,7 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR})
 set(CPACK_PACKAGE_NAME orvane)
-set(CPACK_PACKAGE_CONTACT "Orvane maintainers <maintainers@users.noreply.c-seed-4dc6074e.example>")
+set(CPACK_PACKAGE_CONTACT "Orvane maintainers <maintainers@orvane.example>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "hardware inventory of a network switch for Net-SNMP")
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
 "A module for snmpd, and an AgentX daemon with the same content. They keep the
