@@ -98,7 +98,10 @@ def medians(repetitions, ways):
     costs = {name: [] for name, *_ in ways}
     for repetition in range(repetitions + 1):
         for name, count, arguments in ways:
-            walked, cost = walk(**arguments)
+            try:
+                walked, cost = walk(**arguments)
+            except subprocess.CalledProcessError:
+                sys.exit(f'{name}: the walk of round {repetition} failed')
             assert walked == count, f'{name}: {walked} variables, not {count}'
             if repetition > 0:  # the first round only warms up
                 costs[name].append(cost)
