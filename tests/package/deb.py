@@ -9,8 +9,8 @@ VERSION = re.search(r'project\(orvane VERSION (\S+)', (ROOT / 'CMakeLists.txt').
 ARCHITECTURE = subprocess.check_output(['dpkg', '--print-architecture'], text=True).strip()
 TRIPLET = subprocess.check_output(['dpkg-architecture', '-qDEB_HOST_MULTIARCH'], text=True).strip()
 DEB = ROOT / f'build/release/orvane_{VERSION}_{ARCHITECTURE}.deb'
-HAS_DAEMON = (ROOT / 'host/Daemon.cpp').exists()
 
 MODULE = f'/usr/lib/{TRIPLET}/snmp/dlmod/orvane.so'
-SNMPD_CONF = '/etc/snmp/snmpd.conf.d/orvane.conf'
+SWITCH_CONF = '/etc/snmp/snmpd.conf.d/orvane.conf'
+MODULE_CONF = '/etc/snmp/orvane/module.conf'
 DAEMON_CONF = '/etc/snmp/orvaned.conf'

@@ -7,7 +7,7 @@ import subprocess
 import tarfile
 import unittest
 
-from deb import ARCHITECTURE, DAEMON_CONF, DEB, HAS_DAEMON, MODULE, ROOT, SNMPD_CONF, VERSION
+from deb import ARCHITECTURE, DAEMON_CONF, DEB, MODULE, ROOT, SWITCH_CONF, VERSION
 
 DOC = '/usr/share/doc/orvane'
 # Path, mode, and the file of the sources that it is a copy of.
@@ -15,7 +15,11 @@ FILES = {
     MODULE: (0o644, None),
     '/usr/bin/orvane-inspect': (0o755, 'tools/orvane-inspect'),
     '/usr/share/snmp/mibs/KELVRA-ENT-SENSOR-MIB.txt': (0o644, 'mibs/KELVRA-ENT-SENSOR-MIB.txt'),
-    SNMPD_CONF: (0o644, 'packaging/snmpd.conf.d/orvane.conf'),
+    '/usr/sbin/orvaned': (0o755, None),
+    '/lib/systemd/system/orvaned.service': (0o644, 'packaging/orvaned.service'),
+    DAEMON_CONF: (0o644, 'packaging/orvaned.conf'),
+    SWITCH_CONF: (0o644, 'packaging/snmpd.conf.d/orvane.conf'),
+    **{f'/etc/snmp/orvane/{name}.conf': (0o644, f'packaging/orvane/{name}.conf') for name in ('module', 'master', 'views')},
     f'{DOC}/changelog.gz': (0o644, None),
     f'{DOC}/copyright': (0o644, 'packaging/debian/copyright'),
     f'{DOC}/examples/fixed-switch.json': (0o644, 'examples/fixed-switch.json'),
@@ -25,10 +29,6 @@ FILES = {
     **{f'/usr/share/man/man{page[-1]}/{page}.gz': (0o644, None)
        for page in ('orvane-inspect.1', 'orvane-inventory.5', 'orvane.8', 'orvaned.8')},
 }
-if HAS_DAEMON:
-    FILES |= {'/usr/sbin/orvaned': (0o755, None),
-              '/lib/systemd/system/orvaned.service': (0o644, 'packaging/orvaned.service'),
-              DAEMON_CONF: (0o644, 'packaging/orvaned.conf')}
 CONFFILES = {path for path in FILES if path.startswith('/etc/')}
 
 
@@ -73,7 +73,8 @@ class Contents(unittest.TestCase):
 
     def test_it_serves_nothing_by_itself(self):
         self.assertEqual(set(self.control['conffiles'].split()), CONFFILES)
-        for path in CONFFILES:
+        # What snmpd and the daemon read of themselves; the files in /etc/snmp/orvane are for lines in these.
+        for path in (SWITCH_CONF, DAEMON_CONF):
             self.assertEqual(re.findall(r'^[^#\n].*', self.contents[path].decode(), re.MULTILINE), [], path)
         self.assertEqual({path for path in self.members if '/systemd/' in path and '.wants' in path}, set())
         for name in ('postinst', 'prerm', 'postrm'):

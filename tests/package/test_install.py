@@ -18,7 +18,7 @@ import sys
 import tempfile
 import unittest
 
-from deb import DAEMON_CONF, DEB, HAS_DAEMON, ROOT, SNMPD_CONF
+from deb import DAEMON_CONF, DEB, MODULE_CONF, ROOT, SWITCH_CONF
 
 sys.path.insert(0, str(ROOT / 'tests/e2e'))
 
@@ -128,13 +128,13 @@ class Install(unittest.TestCase):
         """What belongs to snmpd and its administrator."""
         folder = self.machine.path('/etc/snmp')
         return {str(path): (path.read_bytes(), path.stat().st_mode, path.stat().st_mtime_ns)
-                for path in sorted(folder.rglob('*')) if path.is_file() and 'orvane' not in path.name}
+                for path in sorted(folder.rglob('*')) if path.is_file() and 'orvane' not in str(path)}
 
-    def uncomment(self, conf, *words):
-        """Removes the # from the lines that begin with one of the words."""
+    def uncomment(self, conf, beginning):
+        """Removes the # from the one line that begins so."""
         path = self.machine.path(conf)
-        text, count = re.subn(rf'^#(?=(?:{"|".join(words)}) )', '', path.read_text(), flags=re.MULTILINE)
-        self.assertGreaterEqual(count, len(words))
+        text, count = re.subn(rf'^#(?={re.escape(beginning)})', '', path.read_text(), flags=re.MULTILINE)
+        self.assertEqual(count, 1)
         path.write_text(text)
 
     def test_from_installation_to_removal(self):
@@ -154,7 +154,7 @@ class Install(unittest.TestCase):
         self.assertNotIn('orvane', agent.log())
         agent.stop()
 
-        self.uncomment(SNMPD_CONF, 'dlmod', 'orvaneInventory', 'view', 'orvaneInspect')
+        self.uncomment(SWITCH_CONF, 'includeFile /etc/snmp/orvane/module.conf')
         agent = self.snmpd()
         self.assertIn('took /usr/share/doc/orvane/examples/fixed-switch.json', agent.log())
         rows = self.machine.walk(ENTITY)
@@ -162,6 +162,9 @@ class Install(unittest.TestCase):
         self.assertGreater(len(rows), 1000)
         for table in TABLES:
             self.assertGreater(len(self.machine.walk(table)), 50, table)
+        self.uncomment(MODULE_CONF, 'orvaneInspect ')
+        agent.process.send_signal(signal.SIGHUP)
+        wait_until(lambda: self.machine.path('/var/lib/snmp/orvane.sock').exists(), 20, 'there is no socket')
         shown = self.machine.run('orvane-inspect', '--socket', '/var/lib/snmp/orvane.sock', 'input/status/fixedSystem')
         self.assertIn('serialNum', shown.stdout)
 
@@ -171,7 +174,7 @@ class Install(unittest.TestCase):
         self.assertEqual(agent.stop(), 0)
         for step in ('--remove', '--purge'):
             self.machine.run('dpkg', step, 'orvane')
-            self.assertEqual(self.machine.path(SNMPD_CONF).exists(), step == '--remove', 'the administrator\'s lines')
+            self.assertEqual(self.machine.path(SWITCH_CONF).exists(), step == '--remove', 'the administrator\'s lines')
             agent = self.snmpd()
             answers = steady(self.machine.walk(SYSTEM))
             self.assertEqual({oid: answers.get(oid) for oid in before}, before, f'an agent that was started after {step}')
@@ -181,15 +184,13 @@ class Install(unittest.TestCase):
 
     def let_subagents_in(self):
         """Does what orvaned.conf says."""
-        text = (ROOT / 'packaging/orvaned.conf').read_text()
-        line, command = (re.search(rf'^# +({word} .*)$', text, re.MULTILINE)[1] for word in ('agentXPerms', 'chmod'))
-        conf = self.machine.path('/etc/snmp/snmpd.conf.d/agentx.conf')
-        conf.write_text(line + '\n')
-        self.addCleanup(conf.unlink)
+        self.uncomment(SWITCH_CONF, 'includeFile /etc/snmp/orvane/master.conf')
+        command = re.search(r'^# +(chmod .*)$', (ROOT / 'packaging/orvaned.conf').read_text(), re.MULTILINE)[1]
         self.machine.run('mkdir', '-p', '-m', '700', '/var/agentx')
         self.machine.run(*shlex.split(command))
 
     def test_subagents_are_let_in_as_told(self):
+        self.installed()
         connect = ['python3', '-c', 'import socket; socket.socket(socket.AF_UNIX).connect("/var/agentx/master")']
         for permitted in (False, True):
             if permitted:
@@ -200,11 +201,9 @@ class Install(unittest.TestCase):
                 self.assertEqual(run.returncode == 0, may, f'{user}: {run.stderr}')
             agent.stop()
 
-    @unittest.skipUnless(HAS_DAEMON, 'this tree has no daemon')
     def test_the_daemon_as_its_unit_runs_it(self):
         self.installed()
-        self.uncomment(SNMPD_CONF, 'view')
-        self.uncomment(DAEMON_CONF, 'orvaneInventory')
+        self.uncomment(DAEMON_CONF, 'orvaneInventory ')
         self.let_subagents_in()
         self.snmpd()
         unit = self.machine.path('/lib/systemd/system/orvaned.service').read_text()
