@@ -7,6 +7,7 @@
 #include <net-snmp/library/snmp_alarm.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <exception>
 
@@ -26,7 +27,8 @@ void contained(char const* what, std::function<void()> const& call) noexcept {
 }
 
 void agentLog(Severity severity, std::string const& line) {
-  snmp_log(severity == Severity::error ? LOG_ERR : LOG_INFO, "orvane: %s\n", line.c_str());
+  constexpr std::array priorities{LOG_ERR, LOG_WARNING, LOG_INFO};  // in the order of Severity
+  snmp_log(priorities[static_cast<std::size_t>(severity)], "orvane: %s\n", line.c_str());
 }
 
 ClockAlarm::ClockAlarm(Zef::Ptr<Zef::Clock> clock) : clock_(std::move(clock)) {

@@ -112,8 +112,10 @@ int onLog(int /*major*/, int /*minor*/, void* message, void* /*client*/) {
 }
 
 // The master's coming and going, told by the agent library.
+bool masterIsThere = false;
 int onMaster(int /*major*/, int minor, void* /*server*/, void* /*client*/) {
   bool const there = minor == SNMPD_CALLBACK_INDEX_START;
+  masterIsThere = there;
   contained("master", [&] { Plugin::instance().notificationsHeldIs(!there); });
   sd_notify(0, there ? "STATUS=Registered with the master agent" : "STATUS=Waiting for the master agent");
   return SNMP_ERR_NOERROR;
@@ -195,10 +197,11 @@ void run(Options const& options) {
   Plugin::instance().notificationsHeldIs(true);
   init_snmp(application);
   if (!options.agentx.empty()) masterIs(options.agentx);
+  // It is ready without a master; and the library may wait for one that does not answer.
   sd_notify(0, "STATUS=Waiting for the master agent");
-  subagent_startup(0, 0, nullptr, nullptr);
-
   sd_notify(0, "READY=1");
+  subagent_startup(0, 0, nullptr, nullptr);
+  if (!masterIsThere) agentLog(Severity::warning, "waits for the master agent");
   while (!signals.ended()) {
     agent_check_and_process(1);
     if (!signals.reload()) continue;

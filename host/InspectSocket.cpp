@@ -72,8 +72,8 @@ InspectSocket::InspectSocket(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock,
 InspectSocket::~InspectSocket() {
   while (!clients_.empty()) drop(clients_.begin()->first, nullptr);
   loop_.readFdDel(listener_);
+  unlink(path_.c_str());  // while it listens, so that a successor's socket is left alone
   close(listener_);
-  unlink(path_.c_str());
 }
 
 void InspectSocket::listen() {
@@ -109,9 +109,13 @@ void InspectSocket::read(int fd) {
   char buffer[maxLine];
   ssize_t const size = recv(fd, buffer, sizeof buffer, 0);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-  if (size <= 0) {
+  if (size < 0) {
     drop(fd, nullptr);
     return;
+  }
+  if (size == 0) {
+    client.ended = true;
+    loop_.readFdDel(fd);
   }
   client.in.append(buffer, static_cast<std::size_t>(size));
   serve(fd);
@@ -119,17 +123,24 @@ void InspectSocket::read(int fd) {
 
 void InspectSocket::serve(int fd) {
   Client& client = clients_.at(fd);
-  for (std::size_t newline = 0; client.out.empty() && (newline = client.in.find('\n')) != std::string::npos;) {
-    client.out = inspection_.answer(std::string_view(client.in).substr(0, newline));
+  std::size_t const newline = client.in.find('\n');
+  if (client.out.empty() && newline != std::string::npos) {
+    std::string const path = client.in.substr(0, newline);
     client.in.erase(0, newline + 1);
+    client.out = inspection_.answer(path);
     client.progress = timer_->notifier()->time();
     if (!send(fd, client)) {
       drop(fd, "it is gone");
       return;
     }
   }
+  if (client.in.find('\n') != std::string::npos && client.out.empty()) timer_->withinIs(0);
   // What has no answer yet must stay within reason.
-  if (client.in.size() > maxLine) drop(fd, "it sends more than it reads");
+  if (client.in.size() > maxLine) {
+    drop(fd, "it sends more than it reads");
+  } else if (client.ended && client.isServed()) {
+    drop(fd, nullptr);
+  }
 }
 
 bool InspectSocket::send(int fd, Client& client) {
@@ -147,11 +158,11 @@ bool InspectSocket::send(int fd, Client& client) {
 void InspectSocket::retry() {
   std::vector<int> waiting;
   for (auto const& [fd, client] : clients_) {
-    if (!client.out.empty()) waiting.push_back(fd);
+    if (!client.isServed()) waiting.push_back(fd);
   }
   for (int const fd : waiting) {
     Client& client = clients_.at(fd);
-    if (!send(fd, client)) {
+    if (!client.out.empty() && !send(fd, client)) {
       drop(fd, "it is gone");
     } else if (client.out.empty()) {
       serve(fd);

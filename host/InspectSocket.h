@@ -30,12 +30,16 @@ class InspectSocket {
     std::string in;
     std::string out;
     double progress = 0;  // when it last took something of `out`
+    bool ended = false;   // it will send no more
+
+    bool isServed() const { return out.empty() && in.find('\n') == std::string::npos; }
   };
 
   void listen();
   void accept();
   void read(int fd);
-  // Answers the lines that have come, one by one as the answers are taken.
+  // Answers one of the lines that have come, when the answer before it has been taken. The next one has another turn
+  // of the loop, so that no client has it for itself.
   void serve(int fd);
   // What can be sent of `out` now; false when the client is to be dropped.
   bool send(int fd, Client& client);

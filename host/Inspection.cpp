@@ -24,9 +24,22 @@ constexpr std::string_view end = ".\n";
 
 std::string refused(std::string const& reason) { return "! " + reason + "\n"; }
 
-std::string line(std::initializer_list<std::string_view> fields) {
-  std::string text;
-  for (std::string_view const field : fields) text += (text.empty() ? "" : "\t") + std::string(field);
+// A name as a step of a path: what would be taken for something else has its number instead.
+std::string stepOf(std::string_view name) {
+  if (name.empty()) return "%";
+  std::string step;
+  for (char const c : name) {
+    bool const plain = static_cast<unsigned char>(c) > ' ' && c != '\x7f' && c != '%' && c != '/';
+    bool const first = step.empty() && (c == '!' || c == '.');
+    step += plain && !first ? std::string(1, c)
+                            : Zef::format("%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c))).charPtr();
+  }
+  return step;
+}
+
+std::string line(std::string_view name, std::initializer_list<std::string_view> fields) {
+  std::string text = stepOf(name);
+  for (std::string_view const field : fields) text += "\t" + std::string(field);
   return text + "\n";
 }
 
@@ -34,14 +47,17 @@ std::string line(std::initializer_list<std::string_view> fields) {
 std::vector<String8> stepsOf(std::string_view path) {
   std::vector<String8> steps;
   std::string step;
-  auto const close = [&] {
-    if (!step.empty()) steps.emplace_back(std::string_view(step));
+  std::size_t begin = 0;
+  auto const close = [&](std::size_t stop) {
+    if (stop != begin)
+      steps.emplace_back(path.substr(begin, stop - begin) == "%" ? std::string_view() : std::string_view(step));
     step.clear();
+    begin = stop + 1;
   };
   for (std::size_t at = 0; at < path.size(); ++at) {
     unsigned character = 0;
     if (path[at] == '/') {
-      close();
+      close(at);
     } else if (path[at] == '%' && path.size() - at > 2 &&
                std::from_chars(&path[at + 1], &path[at] + 3, character, 16).ptr == &path[at] + 3) {
       step += static_cast<char>(character);
@@ -50,7 +66,7 @@ std::vector<String8> stepsOf(std::string_view path) {
       step += path[at];
     }
   }
-  close();
+  close(path.size());
   return steps;
 }
 
@@ -58,8 +74,8 @@ std::string typeOf(PtrInterface const& object) {
   return object.fwkType() == nullptr ? "Zef::PtrInterface" : object.fwkType()->qualifiedName().charPtr();
 }
 
-// A value in its text form; `type` is what a record is a value of.
-std::string textOf(Value const& value, String8 const& type) {
+// A value in its text form; `type` is its type.
+std::string textOf(Value const& value, Zef::ZefType const& type) {
   if (auto const* flag = value.get<bool>()) return Zef::valueToStrep(*flag).charPtr();
   if (auto const* number = value.get<std::int64_t>()) return std::to_string(*number);
   if (auto const* number = value.get<double>()) return Zef::valueToStrep(*number).charPtr();
@@ -71,30 +87,38 @@ std::string textOf(Value const& value, String8 const& type) {
   }
   auto const* const record = value.get<Value::Record>();
   if (record == nullptr) return "None";
-  std::string text = "Value('" + std::string(type.view()) + "', ** {";
+  std::string text = "Value('" + std::string(type.qualifiedName().view()) + "', ** {";
   char const* separator = "";
   for (auto const& [name, field] : *record) {
-    text += separator + std::string(Zef::valueToStrep(name).view()) + ": " + textOf(field, "");
+    text += separator + std::string(Zef::valueToStrep(name).view()) + ": " +
+            textOf(field, *type.attr(Zef::Name(name))->type());
     separator = ", ";
   }
   return text + "})";
 }
 
+std::size_t countOf(PtrInterface const& object, Zef::ZefAttr const& attribute) {
+  std::size_t count = 0;
+  for (auto at = attribute.walk(object); at->more(); at->advance()) ++count;
+  return count;
+}
+
 std::string attributeLine(PtrInterface const& object, Zef::ZefAttr const& attribute) {
   std::string_view const name = attribute.name().view();
-  std::string_view const type = attribute.typeText().view();
+  String8 const typeText = attribute.typeText();
+  std::string_view const type = typeText.view();
   switch (attribute.kind()) {
     case Kind::value:
     case Kind::reference:
     case Kind::optional:
-      return line({name, attribute.kind() == Kind::reference ? "reference" : "value", type,
-                   textOf(attribute.get(object), attribute.typeText())});
+      return line(name, {attribute.kind() == Kind::reference ? "reference" : "value", type,
+                         textOf(attribute.get(object), *attribute.type())});
     case Kind::entity:
-      return line({name, "entity", type, attribute.child(object) ? "present" : "None"});
+      return line(name, {"entity", type, attribute.child(object) ? "present" : "None"});
     case Kind::collection:
     case Kind::valueMap:
-      return line({name, attribute.kind() == Kind::collection ? "collection" : "values", type,
-                   std::to_string(attribute.keys(object).size())});
+      return line(name, {attribute.kind() == Kind::collection ? "collection" : "values", type,
+                         std::to_string(countOf(object, attribute))});
     case Kind::function:
       break;
   }
@@ -104,21 +128,26 @@ std::string attributeLine(PtrInterface const& object, Zef::ZefAttr const& attrib
 std::string objectText(PtrInterface const& object) {
   std::string text;
   if (auto const* dir = dynamic_cast<Zef::Dir const*>(&object)) {
-    for (auto const& entity : dir->entities()) text += line({entity->name().view(), "member", typeOf(*entity)});
+    for (auto const& entity : dir->entities()) text += line(entity->name().view(), {"member", typeOf(*entity)});
   } else if (object.fwkType() != nullptr) {
-    for (auto const* attribute : object.fwkType()->allAttributes()) text += attributeLine(object, *attribute);
+    for (auto const* attribute : object.fwkType()->allAttributes()) {
+      // What a type declares again has the place of its base's.
+      if (object.fwkType()->attr(attribute->name()) == attribute) text += attributeLine(object, *attribute);
+    }
   }
   return text;
 }
 
 std::string collectionText(PtrInterface const& object, Zef::ZefAttr const& attribute) {
   std::string text;
-  for (String8 const& key : attribute.keys(object)) {
-    if (attribute.kind() == Kind::collection) {
-      text += line({key.view(), "member", attribute.typeText().view()});
+  for (auto at = attribute.walk(object); at->more(); at->advance()) {
+    String8 const key = at->keyText();
+    Value const value = at->value();
+    auto const* const member = value.get<Ptr<PtrInterface>>();
+    if (attribute.kind() == Kind::collection && member != nullptr && *member) {
+      text += line(key.view(), {"member", typeOf(**member)});
     } else {
-      text += line({key.view(), "value", attribute.typeText().view(),
-                    textOf(attribute.entry(object, key), attribute.typeText())});
+      text += line(key.view(), {"value", attribute.typeText().view(), textOf(value, *attribute.type())});
     }
   }
   return text;
@@ -130,8 +159,8 @@ std::string traceText() {
   for (Scrivo::Record const& record : Scrivo::theTraceFile->records()) {
     std::string message = Scrivo::TraceFile::message(record.message);
     if (record.value != 0) message += std::to_string(record.value);
-    text += line({Zef::format("%.6f", record.start).view(), "record", Zef::format("%.6f", record.duration).view(),
-                  Zef::valueToStrep(String8(message.c_str())).view()});
+    text += line(Zef::format("%.6f", record.start).view(), {"record", Zef::format("%.6f", record.duration).view(),
+                                                            Zef::valueToStrep(String8(message.c_str())).view()});
   }
   return text + std::string(end);
 }
@@ -151,7 +180,7 @@ std::string typeText(Zef::IntrospectionReactor::Node const& node) {
       }
       about += ")";
     }
-    text += line({attribute.name.view(), "attribute", attribute.type.view(), about});
+    text += line(attribute.name.view(), {"attribute", attribute.type.view(), about});
   }
   return text;
 }
@@ -163,7 +192,7 @@ std::string typesText(std::vector<String8> const& steps) {
   for (auto const& node : nodes) {
     Zef::Name const& name = node.type->qualifiedName();
     if (steps.size() == 2 && name == Zef::Name(steps[1])) return typeText(node) + std::string(end);
-    text += line({name.view(), "member", node.base == nullptr ? "" : node.base->qualifiedName().view()});
+    text += line(name.view(), {"member", node.base == nullptr ? "" : node.base->qualifiedName().view()});
   }
   return steps.size() == 1 ? text + std::string(end) : refused("there is no such type");
 }

@@ -15,8 +15,8 @@ class Inspection {
   Inspection(Zef::Ptr<Zef::Dir> store, Zef::Ptr<Zef::Entity> root);
 
   // The answer to one path: names of entities, attributes and keys with "/" between them, where %2F stands for a "/"
-  // within one and %25 for a "%". An empty path is the store itself. Each line of an answer has four fields with tabs
-  // between them:
+  // within one and %25 for a "%", and a lone % is an empty name. An empty path is the store itself. Each line of an
+  // answer has three or four fields with tabs between them, the first in the spelling of a path:
   //
   //   attribute  kind  type  text        of an object: a line for each of its attributes
   //   key        member  type            of a collection: a line for each member; so for a directory's entities

@@ -5,7 +5,7 @@
 
 namespace Host {
 
-enum class Severity { error, info };
+enum class Severity { error, warning, info };
 
 // Takes one line, without its newline.
 using Log = std::function<void(Severity severity, std::string const& line)>;

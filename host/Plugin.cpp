@@ -3,6 +3,13 @@
 #include <net-snmp/net-snmp-config.h>
 #include <net-snmp/net-snmp-includes.h>
 
+#include <net-snmp/agent/net-snmp-agent-includes.h>
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
 #include "platform/agent/Config.h"
 #include "platform/fru/Fru.h"
 #include "platform/scrivo/Scrivo.h"
@@ -39,6 +46,7 @@ void Plugin::settingsAre(Settings const& settings) {
   inspectIs(loaded_ ? settings.inspect : std::filesystem::path());
   std::filesystem::path const file = loaded_ ? settings.inventory : std::filesystem::path();
   if (file.empty()) {
+    if (loaded_) agentLog(Severity::warning, "orvaneInventory is not given: the tables are empty");
     withdraw();
   } else if (publisher_ && publisher_->file() == file) {
     publisher_->read();
@@ -54,8 +62,13 @@ void Plugin::inspectIs(std::filesystem::path const& socket) {
   Scrivo::theTraceFileIs(nullptr);
   if (socket.empty()) return;
   try {
-    inspect_ = std::make_unique<InspectSocket>(*bridge_, Zef::processClock(),
+    inspect_ = std::make_unique<InspectSocket>(*bridge_, hostClock_,
                                                Inspection(system_->store().root(), system_->root()), socket, agentLog);
+    // An agent that starts as root goes on as another user, who is to have the socket.
+    int const user = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_USERID);
+    if (geteuid() == 0 && user > 0 && chown(socket.c_str(), static_cast<uid_t>(user), static_cast<gid_t>(-1)) != 0) {
+      agentLog(Severity::error, "orvaneInspect " + socket.string() + ": it stays root's: " + std::strerror(errno));
+    }
     // Somebody can read it from here on.
     constexpr std::size_t records = 4096;
     Scrivo::theTraceFileIs(std::make_unique<Scrivo::TraceFile>("orvane", records));

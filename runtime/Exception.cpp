@@ -7,7 +7,7 @@
 namespace Zef {
 
 namespace {
-thread_local Expect* innermost = nullptr;
+Expect* innermost = nullptr;  // there is one thread that throws, the reactors'
 }
 
 Exception::Exception(std::string text, IdBitArray ids, bool quiet) : text_(std::move(text)), ids_(ids), quiet_(quiet) {}

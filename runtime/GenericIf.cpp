@@ -1,5 +1,7 @@
 #include "runtime/GenericIf.h"
 
+#include <algorithm>
+
 #include "runtime/Activity.h"
 
 namespace Zef {
@@ -9,15 +11,30 @@ namespace {
 using Op = GenericIf::AttributeOp;
 using Kind = ZefAttr::Kind;
 
-// A key as the text by which attributes know it.
-String8 keyTextOf(Value const& key) {
+// A key of that type as the text by which attributes know it.
+String8 keyTextOf(Value const& key, ZefType const& type) {
   if (auto const* number = key.get<std::int64_t>()) return format("%lld", static_cast<long long>(*number));
   if (auto const* text = key.get<String8>()) return *text;
   auto const* const fields = key.get<Value::Record>();
-  if (fields == nullptr) throwRangeException("no key is " + key.description());
+  if (fields == nullptr || fields->size() != type.attributes().size()) {
+    throwRangeException(format("no %s is %s", type.qualifiedName().charPtr(), key.description().charPtr()));
+  }
   String8 text;
-  for (auto const& [name, field] : *fields) text += (text.empty() ? "" : "/") + keyTextOf(field);
+  for (auto const& field : type.attributes()) {
+    auto const found = std::find_if(fields->begin(), fields->end(),
+                                    [&](auto const& given) { return field->name().stringValue() == given.first; });
+    if (found == fields->end()) throwRangeException(format("the field %s is missing", field->name().charPtr()));
+    text += (field == type.attributes().front() ? "" : "/") + keyTextOf(found->second, *field->type());
+  }
   return text;
+}
+
+// What is to become writable through the result may not be const here.
+Value valueFor(Ptr<GenericIf> const& given, bool pointsAtConst) {
+  if (!given) return {};
+  Value value = given->value();
+  if (given->isConst() && !pointsAtConst && value.get<Ptr<PtrInterface>>() != nullptr) GenericIf::throwConstException();
+  return value;
 }
 
 // Does what may refuse a value or a key, and names the attribute in the refusal.
@@ -35,11 +52,12 @@ std::vector<Value> argumentsOf(ZefAttr const& function, Ptr<GenericIf> const& gi
   if (!given) return values;
   auto const* const list = dynamic_cast<GenericIf::List const*>(given.get());
   if (list == nullptr) GenericIf::throwTypeException(function.name(), "a list of arguments is needed");
-  for (auto const& argument : list->members()) values.push_back(argument ? argument->value() : Value());
+  for (auto const& argument : list->members()) {
+    bool const known = values.size() < function.parameters().size();
+    values.push_back(valueFor(argument, known && function.parameters()[values.size()].pointsAtConst));
+  }
   return values;
 }
-
-Value valueOf(Ptr<GenericIf> const& value) { return value ? value->value() : Value(); }
 
 // One operation on one attribute of one object; what it gives is in the attribute's type.
 class Operation {
@@ -83,7 +101,7 @@ class Operation {
     bool const changes = op_.code() == Op::set || (op_.code() == Op::del && optional);
     // A fixed attribute is set before anyone else sees the object.
     if (!changes || attribute_.access() != ZefAttr::Access::writable) notSupported();
-    Value const wanted = op_.code() == Op::set ? valueOf(value) : Value();
+    Value const wanted = op_.code() == Op::set ? valueFor(value, attribute_.givesConst()) : Value();
     fitting(attribute_, [&] { attribute_.set(object_, wanted); });
     return nullptr;
   }
@@ -104,23 +122,23 @@ class Operation {
 
   Ptr<GenericIf> onKey(Ptr<GenericIf const> const& given, Ptr<GenericIf> const& value) const {
     if (!given) GenericIf::throwBadIndexAttrException(attribute_.name());
-    String8 const key = fitting(attribute_, [&] { return attribute_.key(keyTextOf(given->value())); });
+    String8 const key = fitting(attribute_, [&] { return keyTextOf(given->value(), *attribute_.keyType()); });
     bool const isMember = attribute_.kind() == Kind::collection;
     if (op_.code() == Op::get) {
-      if (isMember) return shown(attribute_.member(object_, key));
-      Value const entry = attribute_.entry(object_, key);
+      if (isMember) return shown(fitting(attribute_, [&] { return attribute_.member(object_, key); }));
+      Value const entry = fitting(attribute_, [&] { return attribute_.entry(object_, key); });
       return entry.isNull() ? nullptr : shown(entry);
     }
-    if (op_.code() == Op::create && isMember) {
+    if (op_.code() == Op::create && attribute_.makesMembers()) {
       return shown(fitting(attribute_, [&] { return attribute_.memberIs(object_, key); }));
     }
     if (op_.code() == Op::set && !isMember) {
-      fitting(attribute_, [&] { attribute_.entryIs(object_, key, valueOf(value)); });
+      fitting(attribute_, [&] { attribute_.entryIs(object_, key, valueFor(value, true)); });
       return nullptr;
     }
     if (op_.code() != Op::del) notSupported(true);
-    if (isMember) return shown(attribute_.memberDel(object_, key));
-    attribute_.entryDel(object_, key);
+    if (isMember) return shown(fitting(attribute_, [&] { return attribute_.memberDel(object_, key); }));
+    fitting(attribute_, [&] { attribute_.entryDel(object_, key); });
     return nullptr;
   }
 
@@ -225,7 +243,7 @@ Ptr<GenericIf::Iterator> GenericIfPtrInterface::walk(AttributeId attribute, Ptr<
   if (walked.keyType() == nullptr) throwOpNotSupportedException(walked.name(), Op::get, false);
   if (key == nullptr) return make<Iterator>(object_, &walked, walked.walk(*object_), isConst);
   if (!*key) throwBadIndexAttrException(walked.name());
-  auto at = fitting(walked, [&] { return walked.walkFrom(*object_, keyTextOf((*key)->value())); });
+  auto at = fitting(walked, [&] { return walked.walkFrom(*object_, keyTextOf((*key)->value(), *walked.keyType())); });
   return make<Iterator>(object_, &walked, std::move(at), isConst);
 }
 

@@ -18,8 +18,9 @@ void registerAttribute(IntrospectionReactor& reactor, ZefType const* type, ZefAt
   reactor.attrDel(attribute.name());
   reactor.attrIs(attribute.name(), attributeType, furtherType, attribute.access(), attribute.introspectionFlags(),
                  attribute.id());
-  for (auto const& [name, parameterType] : attribute.parameters())
-    reactor.attrParameterIs(name, nameOf(parameterType()));
+  for (auto const& parameter : attribute.parameters()) {
+    reactor.attrParameterIs(parameter.name, nameOf(parameter.type()));
+  }
   reactor.handleAttr();
   reactor.handleAttrContextExit();
 }
@@ -69,9 +70,9 @@ void registerTypes(char const* nameSpace, std::initializer_list<ZefType const*> 
     reactor.hasGenericIfSupportIs(!type->isValue());
     reactor.isEntityIs(type->isEntity());
     reactor.isValueIs(type->isValue());
-    for (auto const& [name, parameterType] : type->parameters()) {
-      reactor.constructorArgNameQEnq(name);
-      reactor.constructorArgTypeQEnq(nameOf(parameterType()));
+    for (auto const& parameter : type->parameters()) {
+      reactor.constructorArgNameQEnq(parameter.name);
+      reactor.constructorArgTypeQEnq(nameOf(parameter.type()));
     }
     for (auto const& attribute : type->attributes()) registerAttribute(reactor, type, *attribute);
     reactor.handleScopeExit();

@@ -16,7 +16,7 @@ char const* textOf(std::exception_ptr const& exception) {
   try {
     std::rethrow_exception(exception);
   } catch (std::exception const& caught) {
-    static thread_local std::string text;
+    static std::string text;
     text = caught.what();
     return text.c_str();
   } catch (...) {

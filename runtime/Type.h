@@ -53,6 +53,7 @@ class ZefAttr : public PtrInterface {
   struct Parameter {
     String8 name;
     TypeOf type;
+    bool pointsAtConst = false;
   };
   // A walk over a collection, or over values by key. It survives what the collection's own iterators survive.
   class Walk {
@@ -87,6 +88,8 @@ class ZefAttr : public PtrInterface {
   virtual ZefType const* keyType() const { return nullptr; }
   // Whether the objects that it gives are not to be changed by who got them here.
   virtual bool givesConst() const { return false; }
+  // Whether a collection can make a member from its key alone.
+  virtual bool makesMembers() const { return false; }
   // Of a function.
   virtual std::vector<Parameter> const& parameters() const;
   virtual bool isMutation() const { return false; }
@@ -209,14 +212,46 @@ Name const& typeName() {
   return T::_fwkType()->qualifiedName();
 }
 
+template <class T>
+ZefType const* typeOf();
+
+// A field of a value type: GenericIfValue reads it, by its name.
+class FieldAttr final : public ZefAttr {
+ public:
+  FieldAttr(char const* name, AttributeId id, TypeOf typeOf)
+      : ZefAttr(name, id, Kind::value, Access::readOnly, typeOf) {}
+};
+
+template <class T>
+ZefType::Description valueDescription() {
+  ZefType::Description description{typeText<T>(), nullptr, ZefType::Kind::value, {}, {}};
+  if constexpr (ModelNumber<T>) {
+    description.parameters.push_back({"value", &typeOf<typename T::Representation>});
+  } else if constexpr (ModelValue<T>) {
+    AttributeId id = firstAttributeId;
+    auto const add = [&]<class F>(Field<T, F> const& field) {
+      description.attributes.emplace_back(make<FieldAttr>(field.name, id++, &typeOf<F>));
+      description.parameters.push_back({field.name, &typeOf<F>});
+    };
+    std::apply([&](auto const&... fields) { (add(fields), ...); }, T::fwkFields());
+  }
+  return description;
+}
+
 // The type object of a type that no model declares: a built-in one, an enumeration, an identifier.
 template <class T>
 struct Builtin {
   static ZefType const* _fwkType() {
-    static auto const* const type = new ZefType({typeText<T>(), nullptr, ZefType::Kind::value, {}, {}});
+    static auto const* const type = new ZefType(valueDescription<T>());
     return type;
   }
 };
+
+template <class T>
+constexpr bool pointsAtConst() {
+  if constexpr (requires { typename PointerTo<T>::Pointee; }) return std::is_const_v<typename PointerTo<T>::Pointee>;
+  return false;
+}
 
 // The type object of anything that an attribute, a key or a parameter may be; of a pointer, that of what it points at.
 template <class T>

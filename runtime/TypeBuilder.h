@@ -12,10 +12,10 @@
 // From a type's readers and setters to its type object. Generated sources use it, and a hand-written type can:
 //
 //   ZefType const* Lamp::_fwkType() {
-//     static ZefType const* const type = TypeBuilder<Lamp>("Shop::Lamp", entityType())
-//                                            .value<&Lamp::brightness, &Lamp::brightnessIs>("brightness",
-//                                            brightnessAttr) .done();
-//     return type;
+//     TypeBuilder<Lamp> type("Shop::Lamp", entityType());
+//     type.value<&Lamp::brightness, &Lamp::brightnessIs>("brightness", brightnessAttr);
+//     static ZefType const* const made = type.done();
+//     return made;
 //   }
 
 namespace Zef {
@@ -49,12 +49,6 @@ class AttrOf : public ZefAttr {
   static Owner const& of(PtrInterface const& object) { return static_cast<Owner const&>(object); }
   static Owner& of(PtrInterface& object) { return static_cast<Owner&>(object); }
 };
-
-template <class T>
-constexpr bool pointsAtConst() {
-  if constexpr (requires { typename PointerTo<T>::Pointee; }) return std::is_const_v<typename PointerTo<T>::Pointee>;
-  return false;
-}
 
 template <class T>
 constexpr ZefAttr::Kind kindOf() {
@@ -192,7 +186,8 @@ class CollectionAttr final : public AttrOf<Owner> {
   CollectionAttr(char const* name, AttributeId id)
       : AttrOf<Owner>(name, id, ZefAttr::Kind::collection, ZefAttr::Access::writable, &Object::_fwkType) {}
   ZefType const* keyType() const override { return typeOf<Key>(); }
-  String8 key(String8 const& text) const override { return keyText(keyFromText<Key>(text)); }
+  bool makesMembers() const override { return !std::is_null_pointer_v<decltype(create)>; }
+  String8 key(String8 const& text) const override { return keyText(newKeyFromText<Key>(text)); }
   std::unique_ptr<ZefAttr::Walk> walk(PtrInterface const& object) const override {
     return std::make_unique<At>((this->of(object).*iterator)());
   }
@@ -206,7 +201,7 @@ class CollectionAttr final : public AttrOf<Owner> {
     if constexpr (std::is_null_pointer_v<decltype(create)>) {
       return ZefAttr::memberIs(object, key);
     } else {
-      return (this->of(object).*create)(keyFromText<Key>(key));
+      return (this->of(object).*create)(newKeyFromText<Key>(key));
     }
   }
   Ptr<PtrInterface> memberDel(PtrInterface& object, String8 const& key) const override {
@@ -252,7 +247,7 @@ class ValueMapAttr final : public AttrOf<Owner> {
  public:
   ValueMapAttr(char const* name, AttributeId id)
       : AttrOf<Owner>(name, id, ZefAttr::Kind::valueMap, ZefAttr::Access::writable, &typeOf<T>) {}
-  String8 key(String8 const& text) const override { return keyText(keyFromText<Key>(text)); }
+  String8 key(String8 const& text) const override { return keyText(newKeyFromText<Key>(text)); }
   ZefType const* keyType() const override { return typeOf<Key>(); }
   std::unique_ptr<ZefAttr::Walk> walk(PtrInterface const& object) const override {
     auto const& values = (this->of(object).*map)();
@@ -268,7 +263,7 @@ class ValueMapAttr final : public AttrOf<Owner> {
     return found == values.end() ? Value() : toValue<T>(found->second);
   }
   void entryIs(PtrInterface& object, String8 const& key, Value const& value) const override {
-    (this->of(object).*setter)(keyFromText<Key>(key), fromValue<T>(value));
+    (this->of(object).*setter)(newKeyFromText<Key>(key), fromValue<T>(value));
   }
   void entryDel(PtrInterface& object, String8 const& key) const override {
     (this->of(object).*del)(keyFromText<Key>(key));
@@ -308,6 +303,7 @@ class FunctionAttr final : public AttrOf<Owner> {
   }
   std::vector<ZefAttr::Parameter> const& parameters() const override { return parameters_; }
   bool isMutation() const override { return !FunctionOf<decltype(function)>::isConst; }
+  bool givesConst() const override { return pointsAtConst<Result>(); }
   Value call(PtrInterface& object, std::vector<Value> const& given) const override {
     if (given.size() > count) GenericIf::throwUnknownArgException(this->name(), count + 1);
     if (given.size() < count) argumentRefused(given.size(), "is missing");
@@ -324,7 +320,9 @@ class FunctionAttr final : public AttrOf<Owner> {
   }
   template <std::size_t... I>
   void addParameters(std::array<char const*, count> const& names, std::index_sequence<I...> /*which*/) {
-    (parameters_.push_back({names[I], &typeOf<std::tuple_element_t<I, Arguments>>}), ...);
+    (parameters_.push_back(
+         {names[I], &typeOf<std::tuple_element_t<I, Arguments>>, pointsAtConst<std::tuple_element_t<I, Arguments>>()}),
+     ...);
   }
   [[noreturn]] void argumentRefused(std::size_t at, char const* reason) const {
     GenericIf::throwTypeException(this->name(),
@@ -356,13 +354,6 @@ class FunctionAttr final : public AttrOf<Owner> {
   }
 
   std::vector<ZefAttr::Parameter> parameters_;
-};
-
-// A field of a value type: GenericIfValue reads it, by its name.
-class FieldAttr final : public ZefAttr {
- public:
-  FieldAttr(char const* name, AttributeId id, TypeOf typeOf)
-      : ZefAttr(name, id, Kind::value, Access::readOnly, typeOf) {}
 };
 
 // T::_Type, the type object of an entity or a record.
@@ -417,26 +408,10 @@ ZefType const* modelType(ZefType const*& made, void (*registerModel)(), Describe
   return made;
 }
 
-// The type object of a value type, from its fields.
-template <ModelValue T>
+// The type object of a value type or a strong integer that a model declares.
+template <class T>
 ZefType const* valueType() {
-  ZefType::Description description{T::fwkName(), nullptr, ZefType::Kind::value, {}, {}};
-  AttributeId id = firstAttributeId;
-  auto const add = [&]<class F>(Field<T, F> const& field) {
-    description.attributes.emplace_back(make<FieldAttr>(field.name, id++, &typeOf<F>));
-    description.parameters.push_back({field.name, &typeOf<F>});
-  };
-  std::apply([&](auto const&... fields) { (add(fields), ...); }, T::fwkFields());
-  auto const* const type = new ZefType(std::move(description));
-  ZefType::typeNodeIs(type, type->qualifiedName());
-  return type;
-}
-
-// The type object of a strong integer.
-template <ModelNumber T>
-ZefType const* numberType() {
-  auto const* const type =
-      new ZefType({T::fwkName(), nullptr, ZefType::Kind::value, {{"value", &typeOf<typename T::Representation>}}, {}});
+  auto const* const type = new ZefType(valueDescription<T>());
   ZefType::typeNodeIs(type, type->qualifiedName());
   return type;
 }
@@ -454,7 +429,7 @@ class TypeBuilder {
   // What the constructor takes next.
   template <class V>
   TypeBuilder& argument(char const* name) {
-    description_.parameters.push_back({name, &typeOf<V>});
+    description_.parameters.push_back({name, &typeOf<V>, pointsAtConst<V>()});
     return *this;
   }
 

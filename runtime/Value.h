@@ -277,9 +277,12 @@ String8 keyText(Key const& key) {
     return key.stringValue();
   } else {
     String8 text;
-    std::apply(
-        [&](auto const&... fields) { ((text += (text.empty() ? String8() : "/") + keyText(key.*fields.member)), ...); },
-        Key::fwkFields());
+    char const* separator = "";
+    auto const add = [&](auto const& field) {
+      text += separator + keyText(key.*field.member);
+      separator = "/";
+    };
+    std::apply([&](auto const&... fields) { (add(fields), ...); }, Key::fwkFields());
     return text;
   }
 }
@@ -290,13 +293,23 @@ String8 cutKeyField(String8& text, bool last);
 
 // Reads such a text; RangeException when it is no key of that type.
 template <class Key>
+Key keyFromText(String8 const& text);
+
+// The same for a key that is to be entered: it cannot be empty.
+template <class Key>
+Key newKeyFromText(String8 const& text) {
+  Key key = keyFromText<Key>(text);
+  if (text.empty()) throwRangeException("a key cannot be empty");
+  return key;
+}
+
+template <class Key>
 Key keyFromText(String8 const& text) {
   if constexpr (std::integral<Key>) {
     return static_cast<Key>(numberFromKeyText(text, std::numeric_limits<Key>::max()));
   } else if constexpr (ModelNumber<Key>) {
     return Key(keyFromText<typename Key::Representation>(text));
   } else if constexpr (std::same_as<Key, String8> || std::same_as<Key, Name>) {
-    if (text.empty()) throwRangeException("a key cannot be empty");
     return Key(text);
   } else if constexpr (Identifier<Key>) {
     Key key;

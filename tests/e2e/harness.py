@@ -333,15 +333,16 @@ class Master(Agent):
 
 
 class Daemon(Process):
-    """A running orvaned, which looks for a master at the address `agentx`, again every second while there is none.
+    """A running orvaned, which looks for a master at the address `agentx`, again every second while there is none; with another
+    `ping` so often, and with None as often as it does by itself.
 
     `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` a command to run it under.
     """
 
     CONNECTED = 'AgentX subagent connected'
 
-    def __init__(self, agentx, directives=(), options=(), environment=(), wrapper=()):
-        self.agentx, self.directives = agentx, list(directives)
+    def __init__(self, agentx, directives=(), options=(), environment=(), wrapper=(), ping=1):
+        self.agentx, self.directives, self.ping = agentx, list(directives), ping
         self._command = [*wrapper, str(DAEMON), *options]
         self._environment = {**ENV, 'ASAN_OPTIONS': 'detect_leaks=1', 'UBSAN_OPTIONS': 'print_stacktrace=1', **dict(environment)}
         super().__init__('orvaned')
@@ -357,7 +358,7 @@ class Daemon(Process):
 
     def write_config(self):
         """Writes orvaned.conf anew from self.directives; signal_reload() makes the daemon read it."""
-        conf = [f'agentXSocket {self.agentx}', 'agentXPingInterval 1', *self.directives]
+        conf = [f'agentXSocket {self.agentx}', *([f'agentXPingInterval {self.ping}'] if self.ping else []), *self.directives]
         (self.folder / 'orvaned.conf').write_text('\n'.join(conf) + '\n')
 
 

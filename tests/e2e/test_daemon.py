@@ -206,6 +206,33 @@ class Endings(DaemonTest):
         self.assertNotIn('re-opened', log)
 
 
+    def test_service_is_back_as_it_comes(self):
+        switch = Switch(self)
+        master, daemon = self.pair(switch.directive, ping=None)
+        full = rows(master)
+        master.end(signal.SIGKILL)
+        master.start_again()
+        wait_until(lambda: refused(rows, master) == full, SERVICE_BACK, 'no service')
+
+    def test_inspection_goes_on_without_a_master(self):
+        switch = Switch(self)
+        inspected = switch.path.parent / 'inspect.sock'
+        master = self.master()
+        master.end()
+        daemon = self.daemon(master.agentx, [switch.directive, f'orvaneInspect {inspected}'])
+        daemon.wait_for_log('waits for the master agent')
+        slow = socket.socket(socket.AF_UNIX)
+        self.addCleanup(slow.close)
+        slow.settimeout(20)
+        slow.connect(str(inspected))
+        asked = 100
+        slow.sendall(b'snmp/fru/entitymib/contains\n' * asked)
+        time.sleep(1)
+        lines = slow.makefile()
+        for _ in range(asked):
+            self.assertGreater(sum(1 for _ in iter(lines.readline, '.\n')), 100)
+
+
 class Waiting(DaemonTest):
     def test_what_could_not_be_told_is_told_in_order(self):
         switch, receiver = Bench(self), self.receiver()

@@ -14,7 +14,7 @@ import unittest
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from described import ENTRY, Switch, rows  # noqa: E402
-from harness import ROOT, AgentTest, wait_until  # noqa: E402
+from harness import MODULE, ROOT, AgentTest, wait_until  # noqa: E402
 
 TOOL = ROOT / 'tools/orvane-inspect'
 
@@ -190,12 +190,43 @@ class Inspection(AgentTest):
         self.assertEqual(set(seen), {whole, without})
         self.assertTrue(walks)
 
+    def test_any_name_can_be_shown_and_asked_for(self):
+        names = ['x\n.\ny', '! bad', '.', '%', '100%', 'a/b', 'tab\there', 'blank ed']
+        fans = self.switch.content['coolingStatus']['fan']
+        fans.update({name: {'speed': number} for number, name in enumerate(names)})
+        nameless = self.switch.system['sensor']['1']
+        nameless['tag'] = nameless['label'] = ''
+        self.switch.publish(self.running)
+        shown = self.json('--depth', '2', 'input/coolingStatus')['fan']
+        self.assertEqual({name: shown[name]['speed'] for name in names}, {name: str(number) for number, name in enumerate(names)})
+        self.assertEqual(self.json('input/coolingStatus/fan/100%25')['speed'], '4')
+        self.assertIn('entity', self.json('--depth', '3', 'root')['component'][''])
+        self.assertIn('entity', self.json('root/component/%'))
+        # A value within a value, as it is read back too.
+        switch = Switch(self, json.loads((ROOT / 'examples/chassis-switch.json').read_text()))
+        self.running.directives[0] = switch.directive
+        self.running.write_config()
+        self.running.reload()
+        port = next(name for name, status in switch.content['xcvrStatusDir']['xcvrStatus'].items() if 'domThreshold' in status)
+        threshold = self.json('input/xcvrStatusDir/xcvrStatus/' + port.replace('/', '%2F'))['domThreshold']
+        self.assertRegex(threshold, r"^Value\('Xcvr::DomThreshold', \*\* {'\w+': Value\('Xcvr::DomLimits', \*\* {'highAlarm': [-\d.]+, ")
+
+    def test_a_client_that_has_asked_all_it_wants_is_answered(self):
+        client = self.connect()
+        client.sendall(b'snmp/fru/entitymib/physicalEntity\n' * 20 + b'types\n')
+        client.shutdown(socket.SHUT_WR)
+        answer = b''.join(iter(lambda: client.recv(65536), b''))
+        self.assertEqual(answer.count(b'\n.\n'), 21)
+        self.assertIn(b'Orvane::Root\tmember\tZef::Entity\n', answer)
+
     def test_it_shows_what_the_models_declare(self):
         types = self.json('--depth', '0', 'types')
         self.assertEqual(types['EntityMib::Card'], 'EntityMib::Fru')
         declared = (ROOT / 'model/types.txt').read_text()
-        self.assertEqual([name for name in types if name.startswith('Orvane::')],
-                         re.findall(r'^(?:value|record|entity) (Orvane::\w+):', declared, re.M))
+        declared = re.findall(r'^(?:value|record|entity) (Orvane::\w+):', declared, re.M)
+        self.assertEqual([name for name in types if name.startswith('Orvane::')], declared)
+        dump = subprocess.run(['readelf', '--string-dump=.zef.type', MODULE], capture_output=True, text=True, check=True)
+        self.assertEqual(re.findall(r'Orvane::\w+', dump.stdout), declared)
         card = self.json('types/EntityMib::CardSlot')
         self.assertEqual(card, {'card': 'EntityMib::Card, 266'})
         self.assertIn(' by EntityMib::ParentIndex', self.json('types/EntityMib::Card')['port'])

@@ -104,6 +104,11 @@ TEST_F(GenericIfTest, KnowsTheAttributesOfTheBases) {
 TEST_F(GenericIfTest, RefusesInWords) {
   auto const constants = view(Orvane::constantsFactory());
   auto const constTray = view(tray_, true);
+  auto const sensors = view(make<Orvane::OrvaneSensorMib>("sensors"));
+  auto const model = make<Orvane::OrvaneEntityMib>("entities");
+  auto const entities = view(model);
+  auto const constRow = view(model->physicalEntityIs(1), true);
+  auto const entry = view(model->virtualContainerIs({1, "Fan"}));
   struct Case {
     Ptr<GenericIf> on;
     Op::Code code;
@@ -133,7 +138,22 @@ TEST_F(GenericIfTest, RefusesInWords) {
       {tray(), Op::set, "label", {}, shown(1), "label: a text is needed, not the number 1"},
       {tray(), Op::set, "label", {}, {}, "label: a text is needed, not nothing"},
       {tray(), Op::get, "fan", shown("x"), {}, "fan: a key from 0 to 4294967295 is needed, not \"x\""},
-      {tray(), Op::get, "fan", shown(1.5), {}, "fan: no key is the number 1.5"},
+      {tray(), Op::get, "fan", shown(1.5), {}, "fan: no EntityMib::ParentIndex is the number 1.5"},
+      {tray(), Op::create, "fan", shown(""), {}, "fan: a key from 0 to 4294967295 is needed, not \"\""},
+      {tray(), Op::set, "deviation", shown(""), shown("bent"), "deviation: a key cannot be empty"},
+      {sensors,
+       Op::create,
+       "sensorEntity",
+       shown(1),
+       {},
+       "operation 129 is not supported on attribute sensorEntity with a key"},
+      {entities,
+       Op::get,
+       "contains",
+       shown(Value::Record{{"container", 1}, {"x", 2}}),
+       {},
+       "contains: the field containee is missing"},
+      {entry, Op::set, "entity", {}, constRow, "attempting to modify a const instance"},
       {constants, Op::call, "hwStatusToOperState", {}, {}, "hwStatusToOperState: argument 1, hwStatus, is missing"},
       {constants, Op::call, "hwStatusToOperState", {}, arguments({1, 2}), "hwStatusToOperState takes no argument 2"},
       {constants, Op::call, "hwStatusToOperState", {}, shown(1), "hwStatusToOperState: a list of arguments is needed"},
@@ -208,6 +228,7 @@ TEST_F(GenericIfTest, WalksAndDeletesOnTheWay) {
     return at->more() ? op(at->key(), Op::get, "containee")->value() : Value();
   };
   EXPECT_EQ(from(Value::Record{{"container", 1}, {"containee", 5}}), Value(5));
+  EXPECT_EQ(from(Value::Record{{"containee", 5}, {"container", 1}}), Value(5));
   EXPECT_EQ(from("1/6"), Value(9));
   EXPECT_EQ(from("2/0"), Value());
 
