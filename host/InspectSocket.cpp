@@ -18,6 +18,7 @@ namespace {
 constexpr std::size_t maxClients = 8;
 constexpr std::size_t maxLine = 4096;
 constexpr double retryInterval = 0.05;  // seconds between attempts to send the rest of an answer
+constexpr double nextTurn = 0.001;      // seconds: what is due at once is run before clients are looked at
 constexpr double patience = 5.0;        // seconds for which a client may take nothing of it
 
 [[noreturn]] void throwErrno(char const* what) { throw std::system_error(errno, std::generic_category(), what); }
@@ -134,7 +135,7 @@ void InspectSocket::serve(int fd) {
       return;
     }
   }
-  if (client.in.find('\n') != std::string::npos && client.out.empty()) timer_->withinIs(0);
+  if (client.in.find('\n') != std::string::npos && client.out.empty()) timer_->withinIs(nextTurn);
   // What has no answer yet must stay within reason.
   if (client.in.size() > maxLine) {
     drop(fd, "it sends more than it reads");
