@@ -8,6 +8,7 @@
 #include "model/OrvaneLib.h"
 #include "model/input/Xcvr.h"
 #include "runtime/Introspection.h"
+#include "tests/model/Refusal.h"
 
 namespace {
 
@@ -33,16 +34,6 @@ Ptr<GenericIf> view(Ptr<T> const& object, bool isConst = false) {
 Ptr<GenericIf> op(Ptr<GenericIf> const& on, Op::Code code, char const* attribute, Ptr<GenericIf const> const& key = {},
                   Ptr<GenericIf> const& value = {}) {
   return on->attributeOp(Op(code, on->attributeId(attribute)), key, value);
-}
-
-template <class Call>
-std::string refusal(Call call) {
-  try {
-    call();
-  } catch (Zef::RangeException const& error) {
-    return error.text();
-  }
-  return "no refusal";
 }
 
 Ptr<GenericIf> arguments(std::initializer_list<Value> values) {

@@ -9,6 +9,7 @@
 #include "model/input/Interface.h"
 #include "model/input/Xcvr.h"
 #include "runtime/GenericIf.h"
+#include "tests/model/Refusal.h"
 
 namespace {
 
@@ -72,16 +73,6 @@ Ptr<PtrInterface::NotifieeConst> listen(Ptr<Zef::Entity> const& entity) {
 
 // Every message is expected once from each of the two observers.
 auto twice(std::string const& what) { return ElementsAre(what, what); }
-
-template <class Call>
-std::string refusal(Call call) {
-  try {
-    call();
-  } catch (Zef::RangeException const& error) {
-    return error.text();
-  }
-  return "no refusal";
-}
 
 // By name, as one does who does not know the type; but what is fixed is set while the object is made.
 void set(ZefAttr const& attribute, PtrInterface& object, Value const& value) {
