@@ -6,6 +6,7 @@ stand-ins for tests, in a folder of the test's own; whoever has the real modules
 """
 
 import pathlib
+import tempfile
 
 from pysnmp.proto import rfc1902
 from pysnmp.smi import builder
@@ -126,3 +127,13 @@ def write(folder):
     for name, lines in bodies.items():
         text = '\n'.join([MARK + f'{name} DEFINITIONS ::= BEGIN', *lines, 'END', ''])
         pathlib.Path(folder, name).write_text(text)
+
+
+def folders(tests):
+    """A folder that lasts as long as a class of tests, and one within it that holds the modules."""
+    folder = tempfile.TemporaryDirectory(prefix='standins-')
+    tests.addClassCleanup(folder.cleanup)
+    texts = pathlib.Path(folder.name, 'texts')
+    texts.mkdir()
+    write(texts)
+    return texts.parent, texts

@@ -6,7 +6,6 @@ import pathlib
 import re
 import subprocess
 import sys
-import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -59,12 +58,7 @@ def sent_with(notification):
 class Module(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory(prefix='mibs-')
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
-        cls.texts = cls.folder / 'texts'
-        cls.texts.mkdir()
-        standins.write(cls.texts)
+        cls.folder, cls.texts = standins.folders(cls)
 
     def run_tool(self, *command, **environment):
         run = subprocess.run(command, capture_output=True, text=True, cwd=self.folder, env={**os.environ, **environment})

@@ -2,12 +2,10 @@
 
 import json
 import os
-import pathlib
 import re
 import socket
 import subprocess
 import sys
-import tempfile
 import unittest
 import urllib.parse
 import urllib.request
@@ -64,12 +62,7 @@ class Readers(AgentTest):
 
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory(prefix='readers-')
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = pathlib.Path(folder.name)
-        cls.texts = cls.folder / 'texts'
-        cls.texts.mkdir()
-        standins.write(cls.texts)
+        cls.folder, cls.texts = standins.folders(cls)
 
     def each_example(self):
         for path in EXAMPLES:

@@ -40,6 +40,7 @@ FAULTS = [
     ('an octal number', LAMP + '      hue: {type: U32, default: 010}', 6, 'a plain decimal number is needed, not `010`'),
     ('a time of day', LAMP + '      hue: {type: U32, default: 1:30}', 6, 'a plain decimal number is needed, not `1:30`'),
     ('an alias', LAMP + '      hue: &h U32\n      tone: *h', 6, 'anchors and aliases have no place'),
+    ('the type names of a model that is not used', LAMP + 'typeNames: [shop.yaml]', 6, 'shop.yaml is neither this model nor one'),
     ('a list for a mapping', '  Lamp:\n    attributes: [watts]', 4, '`attributes` must be a mapping, and is a list'),
     ('a mapping for a text', '  Lamp:\n    doc: {en: lamp}', 4, '`doc` must be a plain value, and is a mapping'),
     ('a keyword', '  Lamp:\n    attributes:\n      switch: bool', 5, '`switch` is a keyword of C++'),
