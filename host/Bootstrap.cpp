@@ -1,19 +1,43 @@
 #include "host/Bootstrap.h"
 
 #include <array>
+#include <stdexcept>
 
-#include "model/OrvaneLib.h"
 #include "model/input/Election.h"
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
+#include "sm/RedundancySm.h"
+#include "sm/Renewal.h"
 
 namespace Host {
 
 namespace {
 
+using Zef::PtrInterface;
+using Kind = Zef::ZefAttr::Kind;
+
 constexpr std::array inputNames{"status",        "xcvrStatusDir", "xcvrConfigDir", "intfStatusDir",
                                 "intfConfigDir", "coolingStatus", "powerStatus",   "powerConfig",
                                 "tempStatus",    "tempConfig",    "cardStatus",    "redundancy"};
+
+// Whether an object owns another one.
+bool holdsAnything(Zef::Entity const& entity) {
+  if (auto const* const dir = dynamic_cast<Zef::Dir const*>(&entity)) return !dir->entities().empty();
+  for (Zef::ZefAttr const* attribute : entity.fwkType()->allAttributes()) {
+    if (attribute->kind() == Kind::entity && attribute->child(entity)) return true;
+    if (attribute->kind() == Kind::collection && attribute->walk(entity)->more()) return true;
+  }
+  return false;
+}
+
+std::set<U32> supervisorsOf(EntityMib::Chassis const& chassis) {
+  std::set<U32> rows;
+  for (auto at = chassis.cardSlotIteratorConst(); at; ++at) {
+    auto const card = at->card();
+    if (card && card->tag() == "Supervisor") rows.insert(card->physicalIndex().value());
+  }
+  return rows;
+}
 
 }  // namespace
 
@@ -27,37 +51,91 @@ EntityTypes const& inputTypes() {
   return types;
 }
 
-Bootstrap::Bootstrap() : inputs_(store_.dirIs("input")), root_(Orvane::rootFactory("root")) {
-  auto const model = [this](char const* attribute, char const* path, Zef::Ptr<Zef::Entity> const& entity) {
-    store_.dirIs(path)->entityIs(entity);
-    set(attribute, entity);
+Bootstrap::Bootstrap()
+    : entityMib_(Orvane::orvaneEntityMibFactory("entitymib")),
+      sensorMib_(Orvane::orvaneSensorMibFactory("entitysensormib")),
+      stateMib_(Orvane::orvaneStateMibFactory("entitystatemib")),
+      inputs_(store_.dirIs("input")) {
+  store_.dirIs("snmp/fru")->entityIs(entityMib_);
+  store_.dirIs("snmp/sensor")->entityIs(sensorMib_);
+  store_.dirIs("snmp/state")->entityIs(stateMib_);
+  for (char const* name : inputNames) inputTypes().at(name)->newEntity(name, inputs_.get());
+  start();
+}
+
+void Bootstrap::start() {
+  root_ = Orvane::rootFactory("root");
+  auto const set = [this](char const* attribute, Zef::Ptr<Zef::Entity> const& entity) {
+    root_->fwkType()->attr(Zef::Name(attribute))->set(*root_, Zef::Value(Zef::Ptr<PtrInterface>(entity)));
   };
-  model("entityMib", "snmp/fru", Orvane::orvaneEntityMibFactory("entitymib"));
-  model("sensorMib", "snmp/sensor", Orvane::orvaneSensorMibFactory("entitysensormib"));
-  model("stateMib", "snmp/state", Orvane::orvaneStateMibFactory("entitystatemib"));
-
-  for (char const* name : inputNames) set(name, inputTypes().at(name)->newEntity(name, inputs_.get()));
-
-  SnmpUtil::systemRootIs(store_.root());
-  Snmp::AutoRegistree::initAll();
+  set("entityMib", entityMib_);
+  set("sensorMib", sensorMib_);
+  set("stateMib", stateMib_);
+  for (char const* name : inputNames) set(name, inputs_->entity(name));
   root_->fwkType()->attr(Zef::Name("handleInitialized"))->call(*root_, {});
 }
 
-void Bootstrap::followElection() {
-  auto const status = Zef::dynamicCast<EntityMib::Status>(inputs_->entity("status"));
-  auto const redundancy = Zef::dynamicCast<Zef::Dir>(inputs_->entity("redundancy"));
-  auto const election = redundancy->entity("election");
-  if (status->chassis() && election) {
-    root_->fwkType()
-        ->attr(Zef::Name("handleRedundancy"))
-        ->call(*root_, {Zef::Value(Zef::Ptr<Zef::PtrInterface>(election))});
+void Bootstrap::serve() {
+  SnmpUtil::systemRootIs(store_.root());
+  Snmp::AutoRegistree::initAll();
+}
+
+std::string Bootstrap::publish(Zef::Dir const& wanted) {
+  std::string trouble;
+  auto const exceptions = PtrInterface::NotifieeConst::zefNotificationExceptions();
+  try {
+    bool anything = false;
+    for (auto const& input : inputs_->entities()) anything = anything || holdsAnything(*input);
+    offers_.begin(anything);
+    // The hardware before its statuses: some of these find their part only when they come behind it.
+    Vorlin::merge(*inputs_, wanted, "status", &offers_);
+    followElection(offers_.run(*root_));
+  } catch (std::exception const& error) {
+    trouble = error.what();
+  }
+  if (trouble.empty() && PtrInterface::NotifieeConst::zefNotificationExceptions() != exceptions)
+    trouble = "a reaction to it failed";
+  if (!trouble.empty()) rebuild(wanted);
+  return trouble;
+}
+
+void Bootstrap::followElection(bool anew) {
+  auto const chassis = Zef::dynamicCast<EntityMib::Status>(inputs_->entity("status"))->chassis();
+  auto const election = Zef::dynamicCast<Zef::Dir>(inputs_->entity("redundancy"))->entity("election");
+  auto const follow = [&] {
+    if (anew) root_->redundancySmDel();
+    if (chassis && election) {
+      root_->fwkType()
+          ->attr(Zef::Name("handleRedundancy"))
+          ->call(*root_, {Zef::Value(Zef::Ptr<PtrInterface>(election))});
+    } else {
+      root_->redundancySmDel();
+    }
+  };
+  // What an election has shown stands in the rows of the supervisors until these are made anew.
+  if (anew && chassis) {
+    Orvane::renew(*root_, supervisorsOf(*chassis), follow);
   } else {
-    root_->redundancySmDel();
+    follow();
   }
 }
 
-void Bootstrap::set(char const* attribute, Zef::Ptr<Zef::Entity> const& entity) {
-  root_->fwkType()->attr(Zef::Name(attribute))->set(*root_, Zef::Value(Zef::Ptr<Zef::PtrInterface>(entity)));
+// From the inputs alone, as at the start. The rows that stand are given up first, and with them what waits to be told:
+// all is told anew.
+void Bootstrap::rebuild(Zef::Dir const& wanted) {
+  auto const exceptions = PtrInterface::NotifieeConst::zefNotificationExceptions();
+  root_ = nullptr;
+  Vorlin::merge(*inputs_, wanted);
+  entityMib_->physicalEntityDelAll();
+  entityMib_->containsDelAll();
+  entityMib_->virtualContainerDelAll();
+  sensorMib_->thresholdEntityDelAll();
+  sensorMib_->sensorEntityDelAll();
+  stateMib_->stateEntityDelAll();
+  start();
+  followElection(false);
+  if (PtrInterface::NotifieeConst::zefNotificationExceptions() != exceptions)
+    throw std::runtime_error("it failed again when all was built anew");
 }
 
 }  // namespace Host

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <string>
+
 #include "host/publishers/Inventory.h"
+#include "host/publishers/Offers.h"
 #include "platform/store/Vorlin.h"
 #include "sm/Root.h"
 
@@ -9,8 +12,8 @@ namespace Host {
 // What the directory of the inputs may hold.
 EntityTypes const& inputTypes();
 
-// Builds the system: the state store with the three model entities and all inputs in it, the tables that serve them,
-// and Root, which starts the projection. All inputs are there from the start, empty until a publisher fills them.
+// Builds the system: the state store with the three model entities and all inputs in it, and Root, which starts the
+// projection. All inputs are there from the start, empty until a publisher fills them.
 class Bootstrap {
  public:
   Bootstrap();
@@ -20,18 +23,31 @@ class Bootstrap {
   Zef::Ptr<Zef::Dir> const& inputs() const { return inputs_; }
   Zef::Ptr<Orvane::Root> const& root() const { return root_; }
 
-  // To be called when something was published: starts, or ends, following an election of supervisors. It takes a
-  // chassis and an election.
-  void followElection();
+  // Registers the tables that serve the model entities with the agent, once in the life of the process.
+  void serve();
+
+  // Makes the inputs equal to what is wanted, and lets all that follows from it happen: reactions, what has to meet
+  // once more (Offers), and the election of supervisors, which is followed while there are a chassis and an election.
+  // Whatever fails on the way, the rows are those of the wanted state in the end: where a reaction failed, or memory
+  // ran out, all is built anew, and the answer says what it was; empty when all went well. A std::exception when that
+  // fails too: what is served is neither the old state nor the wanted one then.
+  std::string publish(Zef::Dir const& wanted);
+
   // Ends the projection. The tables go on to answer from the rows that are there: the agent may still ask.
   void rootDel() { root_ = nullptr; }
 
  private:
-  void set(char const* attribute, Zef::Ptr<Zef::Entity> const& entity);
+  void start();
+  void followElection(bool anew);
+  void rebuild(Zef::Dir const& wanted);
 
   Vorlin::Store store_;
+  Zef::Ptr<Orvane::OrvaneEntityMib> entityMib_;
+  Zef::Ptr<Orvane::OrvaneSensorMib> sensorMib_;
+  Zef::Ptr<Orvane::OrvaneStateMib> stateMib_;
   Zef::Ptr<Zef::Dir> inputs_;
   Zef::Ptr<Orvane::Root> root_;
+  Offers offers_;
 };
 
 }  // namespace Host

@@ -199,7 +199,7 @@ std::string typesText(std::vector<String8> const& steps) {
 
 }  // namespace
 
-Inspection::Inspection(Ptr<Zef::Dir> store, Ptr<Zef::Entity> root) : store_(std::move(store)), root_(std::move(root)) {}
+Inspection::Inspection(Ptr<Zef::Dir> store, Root root) : store_(std::move(store)), root_(std::move(root)) {}
 
 std::string Inspection::answer(std::string_view path) const {
   std::vector<String8> steps = stepsOf(path);
@@ -207,7 +207,7 @@ std::string Inspection::answer(std::string_view path) const {
   if (!steps.empty() && steps[0] == "types") return typesText(steps);
   Ptr<PtrInterface> from = store_;
   if (!steps.empty() && steps[0] == "root") {
-    from = root_;
+    from = root_();
     steps.erase(steps.begin());
   }
   if (auto const object = Vorlin::find(from, steps)) return objectText(*object) + std::string(end);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -10,9 +11,11 @@ namespace Host {
 // What there is to see of the live system, as lines of text. It reads and never writes.
 class Inspection {
  public:
-  // `store` is the directory that paths start from; besides, "root" leads to `root`, "trace" to the trace ring and
-  // "types" to what the models declare.
-  Inspection(Zef::Ptr<Zef::Dir> store, Zef::Ptr<Zef::Entity> root);
+  using Root = std::function<Zef::Ptr<Zef::Entity>()>;
+
+  // `store` is the directory that paths start from; besides, "root" leads to what `root` gives at that moment, "trace"
+  // to the trace ring and "types" to what the models declare.
+  Inspection(Zef::Ptr<Zef::Dir> store, Root root);
 
   // The answer to one path: names of entities, attributes and keys with "/" between them, where %2F stands for a "/"
   // within one and %25 for a "%", and a lone % is an empty name. An empty path is the store itself. Each line of an
@@ -30,7 +33,7 @@ class Inspection {
 
  private:
   Zef::Ptr<Zef::Dir> store_;
-  Zef::Ptr<Zef::Entity> root_;
+  Root root_;
 };
 
 }  // namespace Host

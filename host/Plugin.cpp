@@ -8,12 +8,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "platform/agent/Config.h"
 #include "platform/fru/Fru.h"
 #include "platform/scrivo/Scrivo.h"
-#include "platform/store/Merge.h"
 
 namespace Host {
 
@@ -29,6 +29,7 @@ Plugin::Plugin()
       projectionAlarm_(std::make_unique<ClockAlarm>(Zef::processClock())),
       system_(std::make_unique<Bootstrap>()),
       directives_(std::make_unique<Directives>([this](Settings const& settings) { settingsAre(settings); })) {
+  system_->serve();
   for (char const* name : notificationNames) Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
   snmp_register_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_SHUTDOWN, &Plugin::onShutdown, nullptr);
 }
@@ -51,8 +52,8 @@ void Plugin::settingsAre(Settings const& settings) {
   } else if (publisher_ && publisher_->file() == file) {
     publisher_->read();
   } else {
-    publisher_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, system_->inputs(), inputTypes(), file, agentLog,
-                                                 [this] { system_->followElection(); });
+    publisher_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, inputTypes(), file, agentLog,
+                                                 [this](Zef::Dir const& wanted) { return publish(wanted); });
   }
 }
 
@@ -63,7 +64,8 @@ void Plugin::inspectIs(std::filesystem::path const& socket) {
   if (socket.empty()) return;
   try {
     inspect_ = std::make_unique<InspectSocket>(*bridge_, hostClock_,
-                                               Inspection(system_->store().root(), system_->root()), socket, agentLog);
+                                               Inspection(system_->store().root(), [this] { return system_->root(); }),
+                                               socket, agentLog);
     // An agent that starts as root goes on as another user, who is to have the socket.
     int const user = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_USERID);
     if (geteuid() == 0 && user > 0 && chown(socket.c_str(), static_cast<uid_t>(user), static_cast<gid_t>(-1)) != 0) {
@@ -77,11 +79,20 @@ void Plugin::inspectIs(std::filesystem::path const& socket) {
   }
 }
 
+std::string Plugin::publish(Zef::Dir const& wanted) {
+  try {
+    return system_->publish(wanted);
+  } catch (std::exception const& error) {
+    agentLog(Severity::error, std::string("what is published cannot be served, and the agent ends: ") + error.what());
+    std::abort();
+  }
+}
+
 void Plugin::withdraw() {
   if (!publisher_) return;
   publisher_.reset();
-  Vorlin::merge(*system_->inputs(), *readInventory("{}", inputTypes()));
-  system_->followElection();
+  std::string const trouble = publish(*readInventory("{}", inputTypes()));
+  if (!trouble.empty()) agentLog(Severity::warning, "all was built anew, with nothing in it: " + trouble);
 }
 
 void Plugin::notificationsHeldIs(bool held) {

@@ -34,6 +34,9 @@ class Plugin {
 
   static int onShutdown(int major, int minor, void* server, void* client);
   void settingsAre(Settings const& settings);
+  // What it gives back is empty, or why all had to be built anew. Where that fails too the process ends, since nobody
+  // could tell what it serves.
+  std::string publish(Zef::Dir const& wanted);
   // Nothing is published any more.
   void withdraw();
   void inspectIs(std::filesystem::path const& socket);

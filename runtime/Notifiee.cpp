@@ -7,6 +7,8 @@
 namespace Zef {
 
 namespace {
+unsigned long exceptions = 0;
+
 TraceHandle& zefTrace() {
   static TraceHandle handle("Zef", false);
   return handle;
@@ -95,7 +97,10 @@ void PtrInterface::NotifieeConst::handleNotificationException() {
   ZEF_TRACE(zefTrace(), 0) << "exception in a handler of " << name() << ": " << textOf(std::current_exception());
 }
 
+unsigned long PtrInterface::NotifieeConst::zefNotificationExceptions() { return exceptions; }
+
 void PtrInterface::NotifieeConst::zefNotificationException(AttributeId attribute) {
+  ++exceptions;
   try {
     if (attribute == 0) {
       onNotificationException();

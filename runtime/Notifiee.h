@@ -36,6 +36,9 @@ class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrI
   virtual void handleNotificationException();
   // To be called where such an exception is caught; attribute 0 stands for none in particular. Throws nothing itself.
   void zefNotificationException(AttributeId attribute);
+  // How many exceptions have come out of handlers in the life of the process: whoever causes notifications can tell
+  // whether all that hangs on them was done.
+  static unsigned long zefNotificationExceptions();
   // The notifier's last pointer has gone. The default leaves the notifiee in place with a dead notifier.
   virtual void onZeroReferences() {}
   virtual ActivityConfig* activityPtr() const;

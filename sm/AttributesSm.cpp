@@ -4,6 +4,7 @@
 #include "model/input/Helper.h"
 #include "runtime/System.h"
 #include "sm/Root.h"
+#include "sm/States.h"
 #include "sm/Trace.h"
 
 namespace Orvane {
@@ -66,7 +67,7 @@ void PhysicalAttributesSm::handleLabel() {
       root().xcvrIs(newName)->entityIs(entity());
     }
   } else if (row.zefTypeName() == "Card") {
-    identifier = root().constants()->cardNameFromComponentName(entity());
+    identifier = identifierOf(root(), entity());
     if (auto const own = root().card(identifier)) {
       if (isOurs(own)) root().cardDel(identifier);
       identifier = root().constants()->cardName(live);

@@ -1,7 +1,5 @@
 // The only way in or out of the entity tables: Root's operations that add and remove a component's rows as one thing.
 
-#include <map>
-
 #include "model/Constants.h"
 #include "model/input/Helper.h"
 #include "runtime/Assert.h"
@@ -9,6 +7,7 @@
 #include "sm/EntitySm.h"
 #include "sm/Root.h"
 #include "sm/SensorUpdates.h"
+#include "sm/States.h"
 #include "sm/SystemSm.h"
 #include "sm/Trace.h"
 
@@ -16,26 +15,24 @@ namespace Orvane {
 
 namespace {
 
-// What a name map knows a row by: a transceiver by its alias when it has one, a card by its card name, all else by its
-// component name.
 Zef::String8 identifierOf(PhysicalEntity const& row, Zef::String8 const& cardName) {
   if (row.tag() == "Xcvr" && !row.alias().empty()) return row.alias();
   return row.zefTypeName() == "Card" ? cardName : row.componentName();
 }
 
-void addSensorRow(Root& root, PhysicalEntity const& row, Zef::String8 const& identifier) {
-  static std::map<SensorKind const*, Scrivo::MsgId> records;
-  SensorKind const* const kind = sensorKindOf(row.tag());
-  if (kind == nullptr) return;
-  Zef::Ptr<Sensor> const sensor = kind->create(row.index());
-  root.sensorMib()->sensorEntityIs(sensor);
-  updateSensor(root, *kind, row, identifier);
-  if (kind->thresholdTest == nullptr || !kind->thresholdTest(*sensor)) return;
-  root.sensorMib()->thresholdEntityIs(sensor);
-  Scrivo::RingBuf::record(records[kind], __FILE__, __LINE__, kind->record, row.index());
+// A card's name is not always to be had from its component name: either part may have a "/" of its own.
+Zef::String8 cardNameOf(Root const& root, Zef::Ptr<PhysicalEntity> const& row) {
+  for (auto at = root.cardIteratorConst(); at; ++at) {
+    if (at->entity() == row) return at->identifier();
+  }
+  return root.constants()->cardNameFromComponentName(row);
 }
 
 }  // namespace
+
+Zef::String8 identifierOf(Root const& root, Zef::Ptr<PhysicalEntity> const& row) {
+  return identifierOf(*row, row->zefTypeName() == "Card" ? cardNameOf(root, row) : Zef::String8());
+}
 
 Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity const> const& entity, bool addState,
                                            bool addSensor) {
@@ -79,15 +76,10 @@ Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity co
   }
 
   if (addState) {
-    auto const state = stateMib()->stateEntityIs(index);
-    if (type == "Chassis" || type == "FixedSystem") {
-      state->operStateIs(Constants::operStateEnabled);
-      state->adminStateIs(Constants::adminStateUnlocked);
-    }
-    state->lastChangedIs(Zef::System::currentTimeUtc());
+    initialStates(*stateMib()->stateEntityIs(index), type);
   }
   if (type == "Card") updateCardSensor(identifier);
-  if (addSensor) addSensorRow(*this, *row, identifier);
+  if (addSensor) makeSensor(*this, *row, identifier);
   entityMib()->lastChangeTimeIs(Zef::System::currentTime());
   configTrapFlagIs(true);
   return row;
@@ -120,8 +112,7 @@ void Root::doRemoveEntity(U32 index) {
   if (stateMib()->stateEntity(index))
     doAppendStateTrap(index, Constants::operStateDisabled, Constants::adminStateUnknown);
 
-  Zef::String8 const identifier =
-      identifierOf(*row, row->zefTypeName() == "Card" ? constants()->cardNameFromComponentName(row) : Zef::String8());
+  Zef::String8 const identifier = identifierOf(*this, row);
   ORVANE_TRACE(9) << "Deleting component Entry for " << identifier;
   // Unless another row has taken the name over.
   auto const isOurs = [&](Zef::Ptr<ComponentEntry> const& entry) { return entry && entry->entity() == row; };

@@ -6,18 +6,7 @@ namespace Orvane {
 
 namespace {
 
-// The component name of a supply by the name of its status: the supply with the label k, in slot Pk, is
-// PowerSupplyPk/k. Empty for a name that is no supply's.
-Zef::String8 supplyComponent(Zef::String8 const& name) {
-  Zef::String8 const inSlot = "PowerSupplyP";
-  Zef::String8 const byNumber = "PowerSupply";
-  if (name.view().starts_with(inSlot.view())) return name;
-  if (!name.view().starts_with(byNumber.view())) return {};
-  Zef::String8 const number = name.substr(static_cast<long long>(byNumber.view().size()), -1);
-  return inSlot + number + "/" + number;
-}
-
-// Its row; null, with a level 0 trace, when there is none.
+// The row of a supply by the name of its status; null, with a level 0 trace, when there is none.
 Zef::Ptr<PhysicalEntity> supplyOf(Root const& root, Zef::String8 const& name) {
   if (auto const entry = root.component(supplyComponent(name))) return entry->entity();
   ORVANE_TRACE(0) << "Cannot find power supply for " << name;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 
 #include "model/Constants.h"
 #include "sm/States.h"
@@ -133,6 +134,18 @@ void updateSensor(Root& root, SensorKind const& kind, PhysicalEntity const& row,
   } else if (auto const fan = root.entityMib()->physicalEntity(row.containedIn())) {
     (root.*kind.update)(fan->componentName());
   }
+}
+
+void makeSensor(Root& root, PhysicalEntity const& row, Zef::String8 const& name) {
+  static std::map<SensorKind const*, Scrivo::MsgId> records;
+  SensorKind const* const kind = sensorKindOf(row.tag());
+  if (kind == nullptr) return;
+  Zef::Ptr<Sensor> const sensor = kind->create(row.index());
+  root.sensorMib()->sensorEntityIs(sensor);
+  updateSensor(root, *kind, row, name);
+  if (kind->thresholdTest == nullptr || !kind->thresholdTest(*sensor)) return;
+  root.sensorMib()->thresholdEntityIs(sensor);
+  Scrivo::RingBuf::record(records[kind], __FILE__, __LINE__, kind->record, row.index());
 }
 
 // NOLINTBEGIN(performance-unnecessary-value-param): as the model declares them

@@ -24,4 +24,8 @@ SensorKind const* sensorKindOf(Zef::String8 const& tag);
 // Binds the sensor of a row. A fan's sensor is bound by the name of the fan that holds it, when there is one.
 void updateSensor(Root& root, SensorKind const& kind, PhysicalEntity const& row, Zef::String8 const& name);
 
+// Makes the sensor of a row, in the place of one that is there, binds it, and enters it into the set of sensors with
+// thresholds if it has any. A row whose tag is no sensor's gets none.
+void makeSensor(Root& root, PhysicalEntity const& row, Zef::String8 const& name);
+
 }  // namespace Orvane

@@ -38,6 +38,17 @@ States read(Status status, U32 (Constants::*operState)(Status) const, U32 (Const
 
 }  // namespace
 
+void initialStates(State& state, Zef::String8 const& type) {
+  bool const isSystem = type == "Chassis" || type == "FixedSystem";
+  State const fresh(state.index());
+  state.operStateIs(isSystem ? Constants::operStateEnabled : fresh.operState());
+  state.adminStateIs(isSystem ? Constants::adminStateUnlocked : fresh.adminState());
+  state.usageStateIs(fresh.usageState());
+  state.alarmStatusIs(fresh.alarmStatus());
+  state.standbyStatusIs(fresh.standbyStatus());
+  state.lastChangedIs(Zef::System::currentTimeUtc());
+}
+
 using C = Constants;
 
 States statesOf(Environment::Cooling::FanStatus const& status) {
@@ -90,6 +101,15 @@ Zef::Ptr<PhysicalEntity> componentOf(Root const& root, Zef::String8 const& name)
 }
 
 Zef::Ptr<PhysicalEntity> cardOf(Root const& root, Zef::String8 const& name) { return rowOf(root.card(name), name); }
+
+Zef::String8 supplyComponent(Zef::String8 const& name) {
+  Zef::String8 const inSlot = "PowerSupplyP";
+  Zef::String8 const byNumber = "PowerSupply";
+  if (name.view().starts_with(inSlot.view())) return name;
+  if (!name.view().starts_with(byNumber.view())) return {};
+  Zef::String8 const number = name.substr(static_cast<long long>(byNumber.view().size()), -1);
+  return inSlot + number + "/" + number;
+}
 
 Zef::String8 fanSensorName(Zef::String8 const& fan) {
   constexpr int prefix = 3;  // what a fan's name begins with, whatever it is

@@ -18,6 +18,9 @@ struct States {
   U32 adminState;
 };
 
+// Fills the state row of a part that has just come: a system works, and nothing is known of any other part yet.
+void initialStates(State& state, Zef::String8 const& type);
+
 // What a record's status means for its part.
 States statesOf(Environment::Cooling::FanStatus const& status);
 States statesOf(Environment::Power::SupplyStatus const& status);
@@ -46,6 +49,14 @@ void rewriteComponent(Root& root, Record const& record) {
   if (auto const row = componentOf(root, record.name()))
     reportStates(root, *row, record.name(), statesOf(record), Stamp::moves);
 }
+
+// What a name map knows a row by: a transceiver by its alias when it has one, a card by its card name, all else by its
+// component name.
+Zef::String8 identifierOf(Root const& root, Zef::Ptr<PhysicalEntity> const& row);
+
+// The component name of a supply by the name of its status: the supply with the label k, in slot Pk, is
+// PowerSupplyPk/k. Empty for a name that is no supply's.
+Zef::String8 supplyComponent(Zef::String8 const& name);
 
 // The component name of the sensor of a fan, by the fan's own name: FanSensor2/1 of Fan2/1.
 Zef::String8 fanSensorName(Zef::String8 const& fan);

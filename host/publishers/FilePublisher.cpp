@@ -6,8 +6,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/store/Merge.h"
-
 namespace Host {
 
 namespace {
@@ -52,14 +50,12 @@ std::string contents(std::filesystem::path const& path) {
 
 }  // namespace
 
-FilePublisher::FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, Zef::Ptr<Zef::Dir> inputs,
-                             EntityTypes const& types, std::filesystem::path file, Log log,
-                             std::function<void()> published)
-    : inputs_(std::move(inputs)),
-      types_(types),
+FilePublisher::FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, EntityTypes const& types,
+                             std::filesystem::path file, Log log, Publish publish)
+    : types_(types),
       file_(std::move(file)),
       log_(std::move(log)),
-      published_(std::move(published)),
+      publish_(std::move(publish)),
       watch_(
           loop, clock, file_, [this] { read(); }, log_) {
   read();
@@ -73,10 +69,12 @@ void FilePublisher::read() {
     log_(Severity::error, "refused " + file_.string() + ": " + error.what());
     return;
   }
-  // The hardware before its statuses: some of these find their part only when they come behind it.
-  Vorlin::merge(*inputs_, *wanted, "status");
-  published_();
-  log_(Severity::info, "took " + file_.string());
+  std::string const trouble = publish_(*wanted);
+  if (trouble.empty()) {
+    log_(Severity::info, "took " + file_.string());
+  } else {
+    log_(Severity::warning, "built all anew from " + file_.string() + ": " + trouble);
+  }
 }
 
 }  // namespace Host

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 
 #include "host/publishers/FileWatch.h"
 #include "host/publishers/Inventory.h"
@@ -12,21 +13,22 @@ namespace Host {
 // with the place and the reason in the log, and what was published before stays.
 class FilePublisher {
  public:
-  // `inputs` is the live directory of the inputs, of the types that `types` gives; `published` is called behind each
-  // version that was taken.
-  FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, Zef::Ptr<Zef::Dir> inputs, EntityTypes const& types,
-                std::filesystem::path file, Log log, std::function<void()> published);
+  // Publishes a directory of inputs; what it gives back is empty, or why it had to build all anew.
+  using Publish = std::function<std::string(Zef::Dir const& wanted)>;
+
+  // The inputs are of the types that `types` gives.
+  FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, EntityTypes const& types,
+                std::filesystem::path file, Log log, Publish publish);
 
   std::filesystem::path const& file() const { return file_; }
   // Reads the file now, changed or not.
   void read();
 
  private:
-  Zef::Ptr<Zef::Dir> inputs_;
   EntityTypes const& types_;
   std::filesystem::path file_;
   Log log_;
-  std::function<void()> published_;
+  Publish publish_;
   FileWatch watch_;
 };
 

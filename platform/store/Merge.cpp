@@ -21,15 +21,6 @@ using Kind = ZefAttr::Kind;
 // Who reads a part takes its tag for what kind of part it is, once and for all.
 bool makesIdentity(ZefAttr const& attribute) { return attribute.isFixed() || attribute.name() == "tag"; }
 
-bool sameThing(PtrInterface const& live, PtrInterface const& wanted) {
-  if (live.fwkType() != wanted.fwkType()) return false;
-  if (live.fwkType() == nullptr) return true;
-  for (ZefAttr const* attribute : live.fwkType()->allAttributes()) {
-    if (makesIdentity(*attribute) && !(attribute->get(live) == attribute->get(wanted))) return false;
-  }
-  return true;
-}
-
 // The objects that an object owns through its attributes or, a directory, by their names.
 struct Slot {
   ZefAttr const* attribute;  // null: a directory's entity
@@ -77,7 +68,7 @@ Ptr<PtrInterface> createAt(PtrInterface& owner, Slot const& slot, Zef::ZefType c
 
 class Merge {
  public:
-  explicit Merge(Zef::Name first) : first_(std::move(first)) {}
+  Merge(Zef::Name first, Changes* changes) : first_(std::move(first)), changes_(changes) {}
 
   // Takes out what is not wanted, here and below; whether there was any.
   bool remove(PtrInterface& live, PtrInterface const& wanted);
@@ -93,12 +84,23 @@ class Merge {
     Zef::Value wanted;
   };
 
+  bool sameThing(PtrInterface const& live, PtrInterface const& wanted) const;
   void copyAttribute(PtrInterface& live, PtrInterface const& wanted, ZefAttr const& attribute, bool isNew);
 
   Zef::Name first_;
+  Changes* changes_;
   std::unordered_map<PtrInterface const*, Ptr<PtrInterface>> counterparts_;
   std::vector<Reference> references_;
 };
+
+bool Merge::sameThing(PtrInterface const& live, PtrInterface const& wanted) const {
+  if (live.fwkType() != wanted.fwkType()) return false;
+  if (live.fwkType() == nullptr) return true;
+  for (ZefAttr const* attribute : live.fwkType()->allAttributes()) {
+    if (makesIdentity(*attribute) && !(attribute->get(live) == attribute->get(wanted))) return false;
+  }
+  return changes_ == nullptr || !changes_->isAnother(live, wanted);
+}
 
 bool Merge::remove(PtrInterface& live, PtrInterface const& wanted) {
   bool removed = false;
@@ -109,6 +111,7 @@ bool Merge::remove(PtrInterface& live, PtrInterface const& wanted) {
     if (counterpart && sameThing(*object, *counterpart)) {
       removed = remove(*object, *counterpart) || removed;
     } else {
+      if (changes_ != nullptr) changes_->going(*object);
       removeAt(live, slot);
       removed = true;
     }
@@ -118,6 +121,7 @@ bool Merge::remove(PtrInterface& live, PtrInterface const& wanted) {
 
 void Merge::complete(PtrInterface& live, PtrInterface const& wanted, bool isNew) {
   counterparts_.emplace(&wanted, &live);
+  if (changes_ != nullptr && !isNew) changes_->staying(live, wanted);
   if (wanted.fwkType() != nullptr) {
     for (ZefAttr const* attribute : wanted.fwkType()->allAttributes()) copyAttribute(live, wanted, *attribute, isNew);
   }
@@ -131,6 +135,7 @@ void Merge::complete(PtrInterface& live, PtrInterface const& wanted, bool isNew)
     auto const object = at(live, slot);
     complete(object ? *object : *createAt(live, slot, *counterpart->fwkType()), *counterpart, !object);
   }
+  if (changes_ != nullptr && isNew) changes_->came(live);
 }
 
 void Merge::copyAttribute(PtrInterface& live, PtrInterface const& wanted, ZefAttr const& attribute, bool isNew) {
@@ -169,8 +174,8 @@ void Merge::refer() {
 
 }  // namespace
 
-void merge(Zef::Dir& live, Zef::Dir const& wanted, Zef::Name const& first) {
-  Merge merge(first);
+void merge(Zef::Dir& live, Zef::Dir const& wanted, Zef::Name const& first, Changes* changes) {
+  Merge merge(first, changes);
   bool removed = false;
   {
     Zef::Batch const batch;

@@ -22,7 +22,7 @@ namespace {
 using Zef::Ptr;
 using Zef::String8;
 
-std::filesystem::path folder() { return std::filesystem::path(__FILE__).parent_path() / "../../examples"; }
+std::filesystem::path folder() { return "examples"; }  // the tests run at the root of the sources
 
 struct Finished {
   std::string output;

@@ -46,9 +46,12 @@ struct Publisher : testing::Test {
 
   void publish() {
     publisher = std::make_unique<Host::FilePublisher>(
-        loop, clock, live, Host::inputTypes(), file,
+        loop, clock, Host::inputTypes(), file,
         [this](Host::Severity severity, std::string const& line) { log.emplace_back(severity, line); },
-        [this] { ++published; });
+        [this](Zef::Dir const& wanted) {
+          Vorlin::merge(*live, wanted);
+          return trouble;
+        });
   }
   // Lets the loop turn for so long, in steps short enough for every timer.
   void pass(double seconds) {
@@ -82,9 +85,9 @@ struct Publisher : testing::Test {
   HandLoop loop;
   Zef::Ptr<Zef::Clock> const clock = Zef::make<Zef::Clock>("clock");
   Zef::Ptr<Zef::Dir> const live = read("{}");
+  std::string trouble;  // what a publication says of itself
   std::vector<std::pair<Host::Severity, std::string>> log;
   std::unique_ptr<Host::FilePublisher> publisher;
-  int published = 0;
 };
 
 TEST_F(Publisher, FollowsEveryWayToSaveAFile) {

@@ -1,0 +1,296 @@
+// An agent that lived through any history of versions answers as one that was just started on the last of them.
+
+#include <cstdlib>
+#include <fstream>
+#include <new>
+#include <nlohmann/json.hpp>
+#include <random>
+#include <sstream>
+
+#include "platform/agent/Config.h"
+#include "platform/agent/TrapManager.h"
+#include "runtime/Clock.h"
+#include "tests/host/Described.h"
+
+namespace {
+
+// Which allocation from now on fails, once; 0: none.
+std::size_t failing = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+  void* const memory = failing != 0 && --failing == 0 ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void* operator new(std::size_t size, std::nothrow_t const& /*tag*/) noexcept { return std::malloc(size); }
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
+
+namespace {
+
+using nlohmann::json;
+using Orvane::Root;
+
+class SteppedTime : public Zef::TimeSource {
+ public:
+  SteppedTime() { Zef::System::timeSourceIs(this); }
+  ~SteppedTime() override { Zef::System::timeSourceIs(nullptr); }
+  double now() const override { return seconds; }
+  double utc() const override { return seconds; }
+  double seconds = 1000.0;
+};
+
+// Each member of a described switch, as a path, by what can be done with it.
+struct Members {
+  std::vector<json::json_pointer> objects;   // what can be left out
+  std::vector<json::json_pointer> scalars;   // what can have another value
+  std::vector<json::json_pointer> siblings;  // collections of several parts or records
+};
+
+void collect(json const& value, json::json_pointer const& at, Members& members) {
+  if (!value.is_object()) return;
+  unsigned parts = 0;
+  for (auto const& [key, below] : value.items()) {
+    auto const there = at / key;
+    if (below.is_object()) {
+      if (!at.empty()) members.objects.push_back(there);
+      parts += !at.empty() && std::isdigit(key[0]) != 0 && below.contains("label");
+    } else {
+      members.scalars.push_back(there);
+    }
+    collect(below, there, members);
+  }
+  if (parts > 1) members.siblings.push_back(at);
+}
+
+// What a random version gives an attribute; null: nothing.
+json valuesOf(std::string const& attribute) {
+  static std::map<std::string, json> const values{
+      {"hwStatus", {"unknown", "ok", "failed"}},
+      {"state", {0, 1, 2, 3}},
+      {"operStatus", {"up", "down", "unknown", "notPresent"}},
+      {"adminEnabledStateLocal", {true, false}},
+      {"xcvrState", {true, false}},
+      {"presence", {"absent", "present"}},
+      {"redundancyMode", {"active", "standby"}},
+      {"peerState", {"present", "absent"}},
+      {"peerRedundancyMode", {"standby", "disabled", "unknown"}},
+      {"overheatThreshold", {20.0, 60.0}},
+      {"criticalThreshold", {25.0, 70.0}},
+      {"temperature", {22.0, 65.0}},
+      {"description", {"a part", "another"}},
+      {"serialNum", {"KV1", "KV2"}},
+  };
+  auto const found = values.find(attribute);
+  return found == values.end() ? json() : found->second;
+}
+
+bool namesDiffer(Root const& root) {
+  unsigned named = 0;
+  for (auto at = root.entityMib()->physicalEntityIteratorConst(); at; ++at) named += static_cast<bool>(at->phyAttr());
+  return root.componentCount() + root.cardCount() + root.xcvrCount() == named;
+}
+
+class History : public testing::TestWithParam<unsigned> {
+ protected:
+  History() : random_(GetParam()) {
+    for (char const* name : {"entConfigChange", "entStateOperEnabled", "entStateOperDisabled", "kelvraEntSensorAlarm"})
+      Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
+    Snmp::TrapManager::senderIs([](variable_list*) {});
+    for (char const* name : {"fixed-switch", "chassis-switch"}) {
+      std::ifstream file("examples/" + std::string(name) + ".json");
+      bases_.push_back(json::parse(file));
+      thin(bases_.back()["status"]);
+    }
+    version_ = bases_[pick(2)];
+  }
+  ~History() override { Snmp::TrapManager::senderIs(nullptr); }
+
+  std::size_t pick(std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(random_); }
+  template <class T>
+  T const& pick(std::vector<T> const& from) {
+    return from[pick(from.size())];
+  }
+
+  // Keeps a few members of each collection of parts: of two kinds of neighbours something is left.
+  static void thin(json& value) {
+    if (!value.is_object()) return;
+    unsigned numbered = 0;
+    for (auto at = value.begin(); at != value.end();) {
+      thin(*at);
+      bool const isMember = std::isdigit(at.key()[0]) != 0;
+      at = isMember && ++numbered > 3 ? value.erase(at) : std::next(at);
+    }
+  }
+
+  // A reference to what a version leaves out is left out too.
+  static void mendReferences(json& version) {
+    if (!version.contains("xcvrStatusDir") || !version["xcvrStatusDir"].contains("xcvrStatus")) return;
+    for (auto& status : version["xcvrStatusDir"]["xcvrStatus"]) {
+      if (!status.contains("xcvrConfig")) continue;
+      json::json_pointer target;
+      for (auto const& step : status["xcvrConfig"]) target /= step.get<std::string>();
+      if (!version.contains(target)) status.erase("xcvrConfig");
+    }
+  }
+
+  void mutate(json& version) {
+    Members members;
+    collect(version, json::json_pointer(), members);
+    json const& base = bases_[pick(2)];
+    auto const action = pick(12);
+    if (action == 0) {
+      version["status"] = base["status"];
+    } else if (action < 3 && !members.objects.empty()) {
+      auto const victim = pick(members.objects);
+      version[victim.parent_pointer()].erase(victim.back());
+    } else if (action < 6) {
+      Members whole;
+      collect(base, json::json_pointer(), whole);
+      auto const& one = pick(whole.objects);
+      if (version.contains(one.parent_pointer())) version[one] = base[one];
+    } else if (action < 8 && !members.siblings.empty()) {
+      // Two neighbours change places, or their labels.
+      json& parts = version[pick(members.siblings)];
+      std::vector<std::string> keys;
+      for (auto const& [key, part] : parts.items()) keys.push_back(key);
+      json& left = parts[pick(keys)];
+      json& right = parts[pick(keys)];
+      if (left.contains("label") && right.contains("label") && pick(2) == 0) {
+        std::swap(left["label"], right["label"]);
+      } else {
+        std::swap(left, right);
+      }
+    } else if (!members.scalars.empty()) {
+      auto const& scalar = pick(members.scalars);
+      json const values = valuesOf(scalar.back());
+      if (values.is_null()) return;
+      if (pick(4) == 0) {
+        version[scalar.parent_pointer()].erase(scalar.back());
+      } else {
+        version[scalar] = values[pick(values.size())];
+      }
+    }
+  }
+
+  // The next version that a reader takes; `fresh` is started on it.
+  Zef::Ptr<Zef::Dir> next(std::unique_ptr<Host::Bootstrap>& fresh) {
+    for (;;) {
+      json version = version_;
+      for (auto changes = 1 + pick(3); changes != 0; --changes) mutate(version);
+      mendReferences(version);
+      try {
+        auto wanted = read(version.dump());
+        fresh = std::make_unique<Host::Bootstrap>();
+        fresh->publish(*wanted);
+        // Of parts that share a name the maps know one.
+        if (!namesDiffer(*fresh->root())) continue;
+        version_ = version;
+        return wanted;
+      } catch (Host::InventoryError const&) {
+      }
+    }
+  }
+
+  void pass(double seconds) {
+    auto const clock = Zef::processClock();
+    double const end = time_.seconds + seconds;
+    while (clock->timeMin() <= end) {
+      time_.seconds = std::max(time_.seconds, clock->timeMin());
+      clock->run();
+    }
+    time_.seconds = end;
+  }
+
+  SteppedTime time_;
+  std::mt19937 random_;
+  std::vector<json> bases_;
+  json version_;
+};
+
+// All rows of all tables and the name maps in words, but for times.
+std::vector<std::string> answers(Host::Bootstrap const& system) {
+  Root const& root = *system.root();
+  std::vector<std::string> lines;
+  std::ostringstream line;
+  auto const end = [&] {
+    lines.push_back(line.str());
+    line.str("");
+  };
+  for (auto at = root.entityMib()->physicalEntityIteratorConst(); at; ++at) {
+    line << "physical " << at->index() << " '" << at->description() << "' in " << at->containedIn() << " class "
+         << at->physicalClass() << " pos " << at->relPos() << " alias '" << at->alias() << "' " << at->componentName();
+    end();
+  }
+  for (auto at = root.entityMib()->containsIteratorConst(); at; ++at) {
+    line << "contains " << at.key();
+    end();
+  }
+  for (auto at = root.stateMib()->stateEntityIteratorConst(); at; ++at) {
+    line << "state " << at->index() << " admin " << at->adminState() << " oper " << at->operState() << " usage "
+         << at->usageState() << " alarm " << unsigned{at->alarmStatus()} << " standby " << at->standbyStatus();
+    end();
+  }
+  for (auto at = root.sensorMib()->sensorEntityIteratorConst(); at; ++at) {
+    line << "sensor " << at->index() << " type " << at->sensorType() << " value " << at->value() << " status "
+         << at->operStatus() << " rate " << at->valueUpdateRate() << " " << at->thresholdDescription() << " "
+         << at->lowCritThreshold() << " " << at->lowWarnThreshold() << " " << at->highWarnThreshold() << " "
+         << at->highCritThreshold() << (root.sensorMib()->thresholdEntity(at->index()) ? " checked" : "");
+    end();
+  }
+  auto const names = [&](char const* map, auto at) {
+    for (; at; ++at) {
+      line << map << " " << at->identifier() << " is " << at->entity()->index();
+      end();
+    }
+  };
+  names("component", root.componentIteratorConst());
+  names("card", root.cardIteratorConst());
+  names("xcvr", root.xcvrIteratorConst());
+  return lines;
+}
+
+// The lines that only the first has.
+std::string without(std::vector<std::string> const& lines, std::vector<std::string> const& others) {
+  std::string text;
+  for (std::string const& line : lines) {
+    if (std::find(others.begin(), others.end(), line) == others.end()) text += line + "\n";
+  }
+  return text;
+}
+
+TEST_P(History, EndsAsAFreshStart) {
+  Host::Bootstrap live;
+  for (unsigned version = 0; version < 60; ++version) {
+    std::unique_ptr<Host::Bootstrap> fresh;
+    auto const wanted = next(fresh);
+    EXPECT_EQ(live.publish(*wanted), "");
+    if (pick(3) == 0) continue;
+    pass(6);
+    ASSERT_EQ(without(answers(live), answers(*fresh)), "") << "at version " << version << " " << version_.dump();
+    ASSERT_EQ(without(answers(*fresh), answers(live)), "") << "at version " << version << " " << version_.dump();
+  }
+}
+
+// Wherever memory runs out, what is served is what was published, whole.
+TEST_P(History, SurvivesAFailedAllocation) {
+  Host::Bootstrap live;
+  unsigned rebuilt = 0;
+  for (unsigned version = 0; version < 20; ++version) {
+    std::unique_ptr<Host::Bootstrap> fresh;
+    auto const wanted = next(fresh);
+    failing = 1 + pick(5000);
+    rebuilt += !live.publish(*wanted).empty();
+    failing = 0;
+    pass(6);
+    ASSERT_EQ(without(answers(live), answers(*fresh)), "") << "at version " << version << " " << version_.dump();
+    ASSERT_EQ(without(answers(*fresh), answers(live)), "") << "at version " << version << " " << version_.dump();
+  }
+  EXPECT_GT(rebuilt, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, History, testing::Range(1U, 4U));
+
+}  // namespace
