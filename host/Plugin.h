@@ -34,9 +34,11 @@ class Plugin {
 
   static int onShutdown(int major, int minor, void* server, void* client);
   void settingsAre(Settings const& settings);
+  // Touches what the settings name, with the rights of the agent's own user.
+  void filesAre(std::filesystem::path const& inventory, std::filesystem::path const& inspect);
+  void inspectIs(std::filesystem::path const& socket);
   // Nothing is published any more.
   void withdraw();
-  void inspectIs(std::filesystem::path const& socket);
 
   bool loaded_ = false;
   Zef::Ptr<Zef::Clock> hostClock_;
