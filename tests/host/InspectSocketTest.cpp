@@ -42,13 +42,14 @@ TEST_F(InspectSocket, LeavesClientsAloneThatThereAreNoMeansToTake) {
   Zef::make<Host::Timer>(clock, [] {})->withinIs(0);  // these two for the sanitizer, which has then met the types
   pass(0.1);
   int const waiting = client();
-  std::size_t const listening = loop.readers.size();
+  std::size_t readers = loop.readers.size();
   {
     NoDescriptors const none;
     loop.turn();
-    EXPECT_EQ(loop.readers.size(), listening - 1);  // or the loop would do nothing else
+    readers -= loop.readers.size();
     pass(3);
   }
+  EXPECT_EQ(readers, 1U);  // one less, or the loop would do nothing else
   EXPECT_EQ(said().size(), 1U);
   pass(1.1);
   EXPECT_TRUE(isServed(waiting));

@@ -105,8 +105,8 @@ TEST_F(Publisher, FollowsWhatNothingTellsOf) {
     write(path, labelled(label));
   };
   auto const linkIs = [&](fs::path const& link, fs::path const& target) {
-    fs::create_symlink(target, folder / "new");
-    fs::rename(folder / "new", link);
+    fs::create_symlink(target, top / "new");
+    fs::rename(top / "new", link);
   };
   struct {
     char const* name;
