@@ -6,29 +6,49 @@
 #include <net-snmp/library/fd_event_manager.h>
 #include <net-snmp/library/snmp_alarm.h>
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <exception>
+#include <system_error>
 
+#include "host/Printable.h"
 #include "runtime/Assert.h"
 #include "runtime/Trace.h"
 
 namespace Host {
 
+namespace {
+
+constexpr unsigned fewLines = 5;  // of one statement in a second
+
+void failed(char const* what, char const* reason) noexcept {
+  try {
+    agentLog(Severity::error, std::string(what) + ": " + printable(reason));
+  } catch (...) {
+    snmp_log(LOG_ERR, "orvane: %s: the memory has run out\n", what);
+  }
+}
+
+}  // namespace
+
 void contained(char const* what, std::function<void()> const& call) noexcept {
   try {
     call();
   } catch (std::exception const& error) {
-    snmp_log(LOG_ERR, "orvane: %s: %s\n", what, error.what());
+    failed(what, error.what());
   } catch (...) {
-    snmp_log(LOG_ERR, "orvane: %s: an exception of an unknown kind\n", what);
+    failed(what, "an exception of an unknown kind");
   }
 }
 
 void agentLog(Severity severity, std::string const& line) {
   constexpr std::array priorities{LOG_ERR, LOG_WARNING, LOG_INFO};  // in the order of Severity
-  snmp_log(priorities[static_cast<std::size_t>(severity)], "orvane: %s\n", line.c_str());
+  snmp_log(priorities[static_cast<std::size_t>(severity)], "orvane: %s\n", printable(line, longestLine).c_str());
 }
 
 ClockAlarm::ClockAlarm(Zef::Ptr<Zef::Clock> clock) : clock_(std::move(clock)) {
@@ -89,17 +109,56 @@ void ClockAlarm::onAlarm(unsigned /*alarm*/, void* clockAlarm) {
   contained("timer", [&] { self.arm(); });
 }
 
-Bridge::Bridge() {
+TraceLog::TraceLog(Zef::Ptr<Zef::Clock> const& clock)
+    : timer_(Zef::make<Timer>(clock, [this] { tell(timer_->notifier()->time()); })) {
+  Zef::traceSinkIs([this](unsigned level, std::string const& line) { trace(level, line); });
+}
+
+TraceLog::~TraceLog() {
+  Zef::traceSinkIs(nullptr);
+  timer_->isRegisteredNotifieeIs(false);
+  tell(Zef::Clock::never);
+}
+
+void TraceLog::trace(unsigned level, std::string const& line) {
+  // "HANDLE/LEVEL OBJECT FILE:LINE FUNCTION: TEXT"; only the text carries foreign words.
+  std::size_t const text = std::min(line.find(": "), line.size());
+  std::string const statement = line.substr(0, text);
+  std::string const shown =
+      statement + printable(std::string_view(line).substr(text), level == 0 ? longestText : longestLine);
   // Level 0 is for what should not happen; the higher ones are asked for by those who want to watch.
-  Zef::traceSinkIs([](unsigned level, std::string const& line) {
-    snmp_log(level == 0 ? LOG_WARNING : LOG_DEBUG, "orvane: %s\n", line.c_str());
-  });
+  if (level != 0) {
+    snmp_log(LOG_DEBUG, "orvane: %s\n", shown.c_str());
+    return;
+  }
+  double const now = timer_->notifier()->time();
+  auto const [second, isNew] = statements_.try_emplace(statement, Second{now, 0});
+  if (++second->second.lines <= fewLines) agentLog(Severity::warning, shown);
+  if (isNew) timer_->withinIs(1);
+}
+
+void TraceLog::tell(double now) {
+  for (auto at = statements_.begin(); at != statements_.end();) {
+    auto const& [statement, second] = *at;
+    if (now - second.began < 1) {
+      timer_->withinIs(second.began + 1 - now);
+      ++at;
+      continue;
+    }
+    if (second.lines > fewLines) {
+      agentLog(Severity::warning, statement + ": ... and " + std::to_string(second.lines - fewLines) +
+                                      " more like these, which are left out");
+    }
+    at = statements_.erase(at);
+  }
+}
+
+Bridge::Bridge(Zef::Ptr<Zef::Clock> const& clock) : traces_(clock) {
   Zef::assertionSinkIs([](char const* message) { snmp_log(LOG_CRIT, "orvane: %s\n", message); });
 }
 
 Bridge::~Bridge() {
   for (auto const& [fd, ready] : readers_) unregister_readfd(fd);
-  Zef::traceSinkIs(nullptr);
   Zef::assertionSinkIs(nullptr);
 }
 
@@ -111,6 +170,17 @@ bool Bridge::readFdIs(int fd, std::function<void()> ready) {
 
 void Bridge::readFdDel(int fd) {
   if (readers_.erase(fd) != 0) unregister_readfd(fd);
+}
+
+void Bridge::inNextTurn(std::function<void()> call) {
+  // The agent looks at descriptors before it does at its sockets; its alarms come last.
+  int const fd = eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC);
+  auto const turn = [this, fd, call = std::move(call)] {
+    readFdDel(fd);
+    close(fd);
+    call();
+  };
+  if (fd < 0 || !readFdIs(fd, turn)) throw std::system_error(errno, std::generic_category(), "the next turn");
 }
 
 void Bridge::onReadable(int fd, void* bridge) {

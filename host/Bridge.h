@@ -2,9 +2,11 @@
 
 #include <functional>
 #include <map>
+#include <string>
 
 #include "host/EventLoop.h"
 #include "host/Log.h"
+#include "host/Timer.h"
 #include "runtime/Clock.h"
 
 namespace Host {
@@ -12,7 +14,8 @@ namespace Host {
 // Runs what the agent, written in C, has called: whatever it throws ends here, as a line in the agent's log.
 void contained(char const* what, std::function<void()> const& call) noexcept;
 
-// The agent's log, with the module's name before each line.
+// The agent's log, with the module's name before each line. Whatever a line carries, it stays one printable line; who
+// puts foreign words into it cuts them (printable()).
 void agentLog(Severity severity, std::string const& line);
 
 // Has the agent's loop run a clock whenever a timer of it is due.
@@ -38,21 +41,49 @@ class ClockAlarm {
   bool held_ = false;
 };
 
+// The traces of the process on their way to the agent's log. Those of level 0 are there unasked, and whoever asks for a
+// wrong index, or names a part that is not there, can cause as many as he likes: of each statement a few a second pass,
+// and those that were left out are counted. Those that somebody asked for pass.
+class TraceLog {
+ public:
+  explicit TraceLog(Zef::Ptr<Zef::Clock> const& clock);
+  ~TraceLog();
+  TraceLog(TraceLog const&) = delete;
+  TraceLog& operator=(TraceLog const&) = delete;
+
+  void trace(unsigned level, std::string const& line);
+
+ private:
+  struct Second {
+    double began = 0;
+    unsigned lines = 0;
+  };
+
+  // Says how many were left out of the seconds that are over by then.
+  void tell(double now);
+
+  Zef::Ptr<Timer> timer_;
+  std::map<std::string, Second> statements_;  // by what stands before their texts
+};
+
 // Puts the process's trace, failed assertions and file descriptors into the agent's hands: its log takes the lines, its
 // loop watches the descriptors. There is one at a time.
 class Bridge final : public EventLoop {
  public:
-  Bridge();
+  explicit Bridge(Zef::Ptr<Zef::Clock> const& clock);
   ~Bridge() override;
   Bridge(Bridge const&) = delete;
   Bridge& operator=(Bridge const&) = delete;
 
   bool readFdIs(int fd, std::function<void()> ready) override;
   void readFdDel(int fd) override;
+  // Calls once, at the beginning of the loop's next turn, before any request is answered.
+  void inNextTurn(std::function<void()> call);
 
  private:
   static void onReadable(int fd, void* bridge);
 
+  TraceLog traces_;
   std::map<int, std::function<void()>> readers_;
 };
 

@@ -12,6 +12,7 @@
 #include <stdexcept>
 
 #include "host/Bridge.h"
+#include "host/Printable.h"
 #include "runtime/Trace.h"
 
 namespace Host {
@@ -109,7 +110,7 @@ void Directives::onLine(char const* token, char* line) {
   try {
     (theDirectives->*directive->parse)(wordsOf(line));
   } catch (std::exception const& error) {
-    netsnmp_config_error("%s: %s", directive->token, error.what());
+    netsnmp_config_error("%s: %s", directive->token, printable(error.what(), longestLine).c_str());
   }
 }
 

@@ -1,14 +1,10 @@
 #include "host/InspectSocket.h"
 
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <stdexcept>
-#include <system_error>
 #include <vector>
 
 namespace Host {
@@ -20,43 +16,7 @@ constexpr std::size_t maxLine = 4096;
 constexpr double retryInterval = 0.05;  // seconds between attempts to send the rest of an answer
 constexpr double nextTurn = 0.001;      // seconds: what is due at once is run before clients are looked at
 constexpr double patience = 5.0;        // seconds for which a client may take nothing of it
-
-[[noreturn]] void throwErrno(char const* what) { throw std::system_error(errno, std::generic_category(), what); }
-
-sockaddr_un addressOf(std::filesystem::path const& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.native().size() >= sizeof address.sun_path) throw std::runtime_error("the name is too long for a socket");
-  std::strcpy(address.sun_path, path.c_str());
-  return address;
-}
-
-sockaddr const* generic(sockaddr_un const& address) { return reinterpret_cast<sockaddr const*>(&address); }
-
-int newSocket() {
-  int const fd = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-  if (fd < 0) throwErrno("socket");
-  return fd;
-}
-
-// A socket that a former process left behind is taken away; anything else stays.
-void clear(std::filesystem::path const& path, sockaddr_un const& address) {
-  struct stat status {};
-  if (lstat(path.c_str(), &status) != 0) return;
-  if (!S_ISSOCK(status.st_mode)) throw std::runtime_error("there is something else than a socket");
-  int const probe = newSocket();
-  bool const alive = connect(probe, generic(address), sizeof address) == 0 || errno != ECONNREFUSED;
-  close(probe);
-  if (alive) throw std::runtime_error("another process serves it");
-  unlink(path.c_str());
-}
-
-// Whether the process at the other end runs as the agent's user or as root.
-bool isTrusted(int fd) {
-  ucred peer{};
-  socklen_t size = sizeof peer;
-  return getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && (peer.uid == 0 || peer.uid == geteuid());
-}
+constexpr double mayIdle = 60.0;        // seconds for which a client keeps its place from others without asking
 
 }  // namespace
 
@@ -64,45 +24,30 @@ InspectSocket::InspectSocket(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock,
                              std::filesystem::path path, Log log)
     : loop_(loop),
       inspection_(std::move(inspection)),
-      path_(std::move(path)),
       log_(std::move(log)),
-      timer_(Zef::make<Timer>(clock, [this] { retry(); })) {
-  listen();
-}
+      timer_(Zef::make<Timer>(clock, [this] { retry(); })),
+      listener_(
+          loop, clock, std::move(path), [this](int fd) { enter(fd); }, log_) {}
 
 InspectSocket::~InspectSocket() {
   while (!clients_.empty()) drop(clients_.begin()->first, nullptr);
-  loop_.readFdDel(listener_);
-  unlink(path_.c_str());  // while it listens, so that a successor's socket is left alone
-  close(listener_);
 }
 
-void InspectSocket::listen() {
-  sockaddr_un const address = addressOf(path_);
-  clear(path_, address);
-  listener_ = newSocket();
-  mode_t const mask = umask(0177);
-  bool const bound = bind(listener_, generic(address), sizeof address) == 0;
-  int const error = errno;
-  umask(mask);
-  errno = error;
-  if (!bound || ::listen(listener_, SOMAXCONN) != 0 || !loop_.readFdIs(listener_, [this] { accept(); })) {
-    int const reason = errno;
-    close(listener_);
-    if (bound) unlink(path_.c_str());
-    errno = reason;
-    throwErrno("bind");
-  }
-}
-
-void InspectSocket::accept() {
-  int const fd = accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
-  if (fd < 0) return;
-  if (!isTrusted(fd) || clients_.size() == maxClients || !loop_.readFdIs(fd, [this, fd] { read(fd); })) {
+void InspectSocket::enter(int fd) {
+  if (clients_.size() == maxClients) dropIdle();
+  if (clients_.size() == maxClients || !loop_.readFdIs(fd, [this, fd] { read(fd); })) {
     close(fd);
     return;
   }
-  clients_[fd];
+  clients_[fd].progress = timer_->notifier()->time();
+}
+
+void InspectSocket::dropIdle() {
+  auto const idlest = std::min_element(clients_.begin(), clients_.end(), [](auto const& left, auto const& right) {
+    return left.second.progress < right.second.progress;
+  });
+  if (timer_->notifier()->time() - idlest->second.progress > mayIdle)
+    drop(idlest->first, "another one needs its place");
 }
 
 void InspectSocket::read(int fd) {

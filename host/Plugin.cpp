@@ -7,10 +7,9 @@
 
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
-#include <cstring>
 
+#include "host/Printable.h"
 #include "platform/agent/Config.h"
 #include "platform/fru/Fru.h"
 #include "platform/scrivo/Scrivo.h"
@@ -24,7 +23,7 @@ Plugin& Plugin::instance() {
 
 Plugin::Plugin()
     : hostClock_(Zef::make<Zef::Clock>("host")),
-      bridge_(std::make_unique<Bridge>()),
+      bridge_(std::make_unique<Bridge>(hostClock_)),
       hostAlarm_(std::make_unique<ClockAlarm>(hostClock_)),
       projectionAlarm_(std::make_unique<ClockAlarm>(Zef::processClock())),
       system_(std::make_unique<Bootstrap>()),
@@ -44,38 +43,50 @@ void Plugin::settingsAre(Settings const& settings) {
     withdraw();
     Fru::slotIdIs(settings.supervisorSlot);
   }
-  inspectIs(loaded_ ? settings.inspect : std::filesystem::path());
-  std::filesystem::path const file = loaded_ ? settings.inventory : std::filesystem::path();
-  if (file.empty()) {
+  auto const files = [this, inventory = loaded_ ? settings.inventory : std::filesystem::path(),
+                      inspect = loaded_ ? settings.inspect : std::filesystem::path()] { filesAre(inventory, inspect); };
+  // An agent that starts as root reads its configuration as root, and then becomes another user, in whose folders root
+  // must touch nothing: that user can put links there.
+  bool const becomesAnother =
+      geteuid() == 0 && netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_USERID) > 0;
+  if (becomesAnother) {
+    bridge_->inNextTurn(files);
+  } else {
+    files();
+  }
+}
+
+void Plugin::filesAre(std::filesystem::path const& inventory, std::filesystem::path const& inspect) {
+  inspectIs(inspect);
+  if (inventory.empty()) {
     if (loaded_) agentLog(Severity::warning, "orvaneInventory is not given: the tables are empty");
     withdraw();
-  } else if (publisher_ && publisher_->file() == file) {
+  } else if (publisher_ && publisher_->file() == inventory) {
     publisher_->read();
   } else {
-    publisher_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, inputTypes(), file, agentLog,
+    publisher_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, inputTypes(), inventory, agentLog,
                                                  [this](Zef::Dir const& wanted) { return publish(wanted); });
   }
 }
 
 void Plugin::inspectIs(std::filesystem::path const& socket) {
-  if (inspect_ && inspect_->path() == socket) return;
+  if (inspect_ && inspect_->listener().path() == socket && inspect_->listener().isThere()) return;
   inspect_.reset();
-  Scrivo::theTraceFileIs(nullptr);
-  if (socket.empty()) return;
   try {
-    inspect_ = std::make_unique<InspectSocket>(*bridge_, hostClock_,
-                                               Inspection(system_->store().root(), [this] { return system_->root(); }),
-                                               socket, agentLog);
-    // An agent that starts as root goes on as another user, who is to have the socket.
-    int const user = netsnmp_ds_get_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_USERID);
-    if (geteuid() == 0 && user > 0 && chown(socket.c_str(), static_cast<uid_t>(user), static_cast<gid_t>(-1)) != 0) {
-      agentLog(Severity::error, "orvaneInspect " + socket.string() + ": it stays root's: " + std::strerror(errno));
+    if (!socket.empty()) {
+      inspect_ = std::make_unique<InspectSocket>(
+          *bridge_, hostClock_, Inspection(system_->store().root(), [this] { return system_->root(); }), socket,
+          agentLog);
     }
-    // Somebody can read it from here on.
-    constexpr std::size_t records = 4096;
-    Scrivo::theTraceFileIs(std::make_unique<Scrivo::TraceFile>("orvane", records));
   } catch (std::exception const& error) {
-    agentLog(Severity::error, "orvaneInspect " + socket.string() + ": " + error.what());
+    agentLog(Severity::error, "orvaneInspect " + printable(socket.native()) + ": " + error.what());
+  }
+  // The ring is there while somebody can read it.
+  constexpr std::size_t records = 4096;
+  if (!inspect_) {
+    Scrivo::theTraceFileIs(nullptr);
+  } else if (!Scrivo::theTraceFile) {
+    Scrivo::theTraceFileIs(std::make_unique<Scrivo::TraceFile>("orvane", records));
   }
 }
 

@@ -37,9 +37,11 @@ class Plugin {
   // What it gives back is empty, or why all had to be built anew. Where that fails too the process ends, since nobody
   // could tell what it serves.
   std::string publish(Zef::Dir const& wanted);
+  // Touches what the settings name, with the rights of the agent's own user.
+  void filesAre(std::filesystem::path const& inventory, std::filesystem::path const& inspect);
+  void inspectIs(std::filesystem::path const& socket);
   // Nothing is published any more.
   void withdraw();
-  void inspectIs(std::filesystem::path const& socket);
 
   bool loaded_ = false;
   Zef::Ptr<Zef::Clock> hostClock_;

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
+
+#include "host/Printable.h"
 
 namespace Host {
 
@@ -27,20 +29,20 @@ class Descriptor {
   int fd_;
 };
 
-[[noreturn]] void refuseErrno() { throw InventoryError("", std::strerror(errno)); }
+[[noreturn]] void throwErrno() { throw std::system_error(errno, std::generic_category()); }
 
 std::string contents(std::filesystem::path const& path) {
   // Whatever stands at the path must not hold up the agent, as a pipe would.
   Descriptor const file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   struct stat status {};
-  if (file.get() < 0 || fstat(file.get(), &status) != 0) refuseErrno();
+  if (file.get() < 0 || fstat(file.get(), &status) != 0) throwErrno();
   if (!S_ISREG(status.st_mode)) throw InventoryError("", "not a regular file");
   if (status.st_size > largest) throw InventoryError("", "larger than 256 MiB");
   std::string text(static_cast<std::size_t>(status.st_size), '\0');
   std::size_t filled = 0;
   while (filled < text.size()) {
     ssize_t const size = ::read(file.get(), text.data() + filled, text.size() - filled);
-    if (size < 0) refuseErrno();
+    if (size < 0) throwErrno();
     if (size == 0) break;  // cut short meanwhile: the next version is announced
     filled += static_cast<std::size_t>(size);
   }
@@ -57,23 +59,36 @@ FilePublisher::FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock,
       log_(std::move(log)),
       publish_(std::move(publish)),
       watch_(
-          loop, clock, file_, [this] { read(); }, log_) {
-  read();
+          loop, clock, file_, [this] { attempt(); }, log_) {
+  attempt();
 }
 
 void FilePublisher::read() {
+  trouble_.clear();
+  attempt();
+}
+
+void FilePublisher::attempt() {
   Zef::Ptr<Zef::Dir> wanted;
   try {
     wanted = readInventory(contents(file_), types_);
   } catch (InventoryError const& error) {
-    log_(Severity::error, "refused " + file_.string() + ": " + error.what());
+    trouble_.clear();
+    log_(Severity::error, "refused " + printable(file_.native()) + ": " + error.what());
+    return;
+  } catch (std::system_error const& error) {
+    std::string const trouble = error.code().message();
+    if (trouble != trouble_) log_(Severity::error, "refused " + printable(file_.native()) + ": " + trouble);
+    trouble_ = trouble;
+    watch_.again();
     return;
   }
-  std::string const trouble = publish_(*wanted);
-  if (trouble.empty()) {
-    log_(Severity::info, "took " + file_.string());
+  trouble_.clear();
+  std::string const failure = publish_(*wanted);
+  if (failure.empty()) {
+    log_(Severity::info, "took " + printable(file_.native()));
   } else {
-    log_(Severity::warning, "built all anew from " + file_.string() + ": " + trouble);
+    log_(Severity::warning, "built all anew from " + printable(file_.native()) + ": " + failure);
   }
 }
 

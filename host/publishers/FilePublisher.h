@@ -10,7 +10,8 @@
 namespace Host {
 
 // Publishes the switch that a file describes, and follows the file. A version with an error in it is refused whole,
-// with the place and the reason in the log, and what was published before stays.
+// with the place and the reason in the log, and what was published before stays. One that the system gives no means to
+// read is tried again every few seconds.
 class FilePublisher {
  public:
   // Publishes a directory of inputs; what it gives back is empty, or why it had to build all anew.
@@ -25,10 +26,13 @@ class FilePublisher {
   void read();
 
  private:
+  void attempt();
+
   EntityTypes const& types_;
   std::filesystem::path file_;
   Log log_;
   Publish publish_;
+  std::string trouble_;  // why the file could not be read, as the log has it
   FileWatch watch_;
 };
 

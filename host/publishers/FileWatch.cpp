@@ -7,6 +7,9 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <utility>
+
+#include "host/Printable.h"
 
 namespace Host {
 
@@ -14,7 +17,7 @@ namespace {
 
 constexpr double quiet = 0.1;     // seconds without an event after which a save is over
 constexpr double patience = 1.0;  // seconds after which a file that never rests is read all the same
-constexpr double retry = 5.0;     // seconds between two attempts to watch
+constexpr double interval = 5.0;  // seconds between two looks at a file of which nothing is heard
 
 constexpr std::uint32_t interest = IN_CLOSE_WRITE | IN_MODIFY | IN_ATTRIB | IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM |
                                    IN_DELETE | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
@@ -27,9 +30,10 @@ FileWatch::FileWatch(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, std::fi
       file_(std::move(file)),
       changed_(std::move(changed)),
       log_(std::move(log)),
-      timer_(Zef::make<Timer>(clock, [this] { settled(); })) {
+      timer_(Zef::make<Timer>(clock, [this] { look(); })) {
   watch();
   identity_ = identity();
+  timer_->withinIs(interval);
 }
 
 FileWatch::~FileWatch() {
@@ -42,7 +46,8 @@ FileWatch::~FileWatch() {
 FileWatch::Identity FileWatch::identity() const {
   struct stat status {};
   if (stat(file_.c_str(), &status) != 0) return {};
-  return {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
+  // The time of the last change of anything: that of the last write can be set back.
+  return {status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
 }
 
 void FileWatch::watch() {
@@ -70,7 +75,7 @@ void FileWatch::watch() {
     if (directory >= 0) {
       wanted[directory].insert(path.filename());
     } else if (trouble.empty()) {
-      trouble = path.parent_path().string() + ": " + std::strerror(errno);
+      trouble = printable(path.parent_path().native()) + ": " + std::strerror(errno);
     }
   }
   for (auto const& [directory, names] : watched_) {
@@ -81,21 +86,23 @@ void FileWatch::watch() {
 }
 
 void FileWatch::troubleIs(std::string const& trouble) {
-  if (!trouble.empty()) timer_->withinIs(retry);
   if (trouble == trouble_) return;
   trouble_ = trouble;
   if (trouble.empty()) {
-    log_(Severity::info, file_.string() + " is watched");
+    log_(Severity::info, printable(file_.native()) + " is watched");
   } else {
-    log_(Severity::error, file_.string() + " cannot be watched, and is looked at every few seconds: " + trouble);
+    log_(Severity::error,
+         printable(file_.native()) + " cannot be watched, and is looked at every few seconds: " + trouble);
   }
 }
 
 void FileWatch::events() {
+  bool any = false;
+  bool file = false;
   alignas(inotify_event) std::array<char, 16'384> buffer;
   for (;;) {
     ssize_t const size = read(inotify_, buffer.data(), buffer.size());
-    if (size <= 0) return;
+    if (size <= 0) break;
     for (char const* at = buffer.data(); at < buffer.data() + size;) {
       auto const& event = *reinterpret_cast<inotify_event const*>(at);
       at += sizeof(inotify_event) + event.len;
@@ -104,26 +111,33 @@ void FileWatch::events() {
       bool const ours = known && event.len != 0 && directory->second.contains(event.name);
       bool const lost = (event.mask & IN_Q_OVERFLOW) != 0 ||
                         (known && (event.mask & (IN_IGNORED | IN_DELETE_SELF | IN_MOVE_SELF | IN_UNMOUNT)) != 0);
-      if (lost || ours || throughLinks_) touched(lost || ours);
+      any = any || lost || ours || throughLinks_;
+      file = file || lost || ours;
     }
   }
+  if (any) touched(file);
 }
 
 void FileWatch::touched(bool file) {
-  touched_ = touched_ || file;
-  double const now = timer_->notifier()->time();
-  if (settleBy_ == Zef::Clock::never) settleBy_ = now + patience;
-  timer_->timeMinIs(std::min(now + quiet, settleBy_));
+  Identity const now = identity();
+  touched_ = touched_ || file || now != identity_;
+  identity_ = now;
+  double const time = timer_->notifier()->time();
+  if (settleBy_ == Zef::Clock::never) settleBy_ = time + patience;
+  timer_->timeMinIs(std::min(time + quiet, settleBy_));
 }
 
-void FileWatch::settled() {
+void FileWatch::look() {
+  if (identity() != identity_) {
+    touched(true);
+    if (timer_->notifier()->time() < settleBy_) return;
+  }
+  timer_->withinIs(interval);
+  bool const isRoutine = settleBy_ == Zef::Clock::never && !touched_;
+  if (isRoutine && trouble_.empty()) return;
   settleBy_ = Zef::Clock::never;
   watch();
-  Identity const now = identity();
-  if (!touched_ && now == identity_) return;
-  touched_ = false;
-  identity_ = now;
-  changed_();
+  if (std::exchange(touched_, false)) changed_();
 }
 
 }  // namespace Host

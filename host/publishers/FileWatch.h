@@ -14,10 +14,11 @@
 
 namespace Host {
 
-// Tells when a file may have become another one: written, replaced by a rename, removed, or reached through symbolic
-// links that now lead elsewhere. It watches the file's directory and that of what the links lead to, so that the file
-// itself may come and go; one save, with all that an editor does for it, is one call. A directory that cannot be
-// watched is said so in the log, once, and tried again every few seconds.
+// Tells when a file may have become another one: written, replaced by a rename, removed, or reached by folders and
+// symbolic links that now lead elsewhere. It watches the file's directory and that of what the links lead to, so that
+// the file itself may come and go; one save, with all that an editor does for it, is one call. What happens elsewhere,
+// to a folder or link higher up or through another name of the file, shows when it looks at the file, every few
+// seconds. A directory that cannot be watched is said so in the log, once, and tried again each time.
 class FileWatch {
  public:
   FileWatch(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, std::filesystem::path file,
@@ -25,6 +26,9 @@ class FileWatch {
   ~FileWatch();
   FileWatch(FileWatch const&) = delete;
   FileWatch& operator=(FileWatch const&) = delete;
+
+  // Calls again with the next look, in a few seconds, changed or not.
+  void again() { touched_ = true; }
 
  private:
   // Which file the path leads to, and which version of it; all zero when it leads to none.
@@ -44,7 +48,8 @@ class FileWatch {
   void events();
   // The file, or a link on the way to it, has been touched.
   void touched(bool file);
-  void settled();
+  // When a save may be over, and every few seconds.
+  void look();
 
   EventLoop& loop_;
   std::filesystem::path file_;
@@ -55,7 +60,7 @@ class FileWatch {
   bool throughLinks_ = false;
   std::string trouble_;
   Identity identity_;
-  bool touched_ = false;
+  bool touched_ = false;  // the next look calls, unless the file is being written
   double settleBy_ = Zef::Clock::never;
   Zef::Ptr<Timer> timer_;
 };

@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "host/Printable.h"
 #include "platform/store/Vorlin.h"
 
 namespace Host {
@@ -16,16 +17,6 @@ using Zef::PtrInterface;
 using Zef::String8;
 using Zef::ZefAttr;
 using Kind = ZefAttr::Kind;
-
-// What came from the file may hold anything, and is to stay on its line of the log.
-std::string printable(std::string const& text) {
-  std::string shown;
-  for (char const c : text) {
-    bool const control = static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
-    shown += control ? std::string(Zef::format("\\x%02x", static_cast<unsigned>(c)).view()) : std::string(1, c);
-  }
-  return shown;
-}
 
 // The way to a place in the file.
 class Place {
@@ -348,7 +339,7 @@ void Reader::refer(Ptr<Zef::Dir> const& inputs) const {
 }  // namespace
 
 InventoryError::InventoryError(std::string const& place, std::string const& reason)
-    : std::runtime_error(printable(place.empty() ? reason : place + ": " + reason)) {}
+    : std::runtime_error(place.empty() ? printable(reason) : printable(place) + ": " + printable(reason)) {}
 
 Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types) { return Reader(types).read(parse(text)); }
 

@@ -93,6 +93,29 @@ class Inspection(AgentTest):
         self.assertTrue(refused.stdout == "b''\n" or 'BrokenPipe' in refused.stderr or 'ConnectionReset' in refused.stderr, refused)
         self.assertEqual(self.inspect('root').returncode, 0)
 
+    @unittest.skipUnless(os.geteuid() == 0, 'only root becomes somebody else')
+    def test_files_are_touched_with_the_rights_of_the_agents_own_user(self):
+        folder = self.switch.path.parent
+        socket = folder / 'nobody.sock'
+        self.running.directives[1] = f'orvaneInspect {socket}'
+        options = {'directives': self.running.directives, 'options': ['-u', 'nobody'],
+                   'wrapper': ['env', 'ASAN_OPTIONS=detect_leaks=0']}  # which nobody may look for
+        folder.chmod(0o755)
+        self.switch.path.chmod(0o600)
+        refused = self.agent(**options)
+        refused.wait_for_log(f'^orvane: refused {self.switch.path}: Permission denied$')
+        refused.wait_for_log(f'^orvane: orvaneInspect {socket}: bind: Permission denied$')
+        refused.stop()
+        shutil.chown(folder, 'nobody')
+        self.switch.path.chmod(0o644)
+        self.agent(**options).wait_for_log(f'^orvane: took {self.switch.path}$')
+        self.assertEqual((socket.owner(), socket.stat().st_mode & 0o7777), ('nobody', 0o600))
+        self.assertEqual(self.inspect('--socket', socket, 'input').returncode, 0)
+        # An agent that stays root keeps away from there.
+        self.running.write_config()
+        self.running.reload()
+        self.running.wait_for_log(f'orvaneInspect {socket}: {folder} is no folder that root alone can write to')
+
     def test_no_client_holds_the_agent_up(self):
         deaf = self.connect()
         deaf.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1)
@@ -125,6 +148,9 @@ class Inspection(AgentTest):
         self.assertEqual(in_the_way.read_text(), 'kept')
         self.running.directives = [self.switch.directive, f'orvaneInspect {self.socket}']
         self.running.write_config()
+        self.running.reload()
+        self.assertEqual(self.inspect().returncode, 0)
+        self.socket.unlink()
         self.running.reload()
         self.assertEqual(self.inspect().returncode, 0)
         # What a killed agent leaves behind is taken over.

@@ -133,6 +133,22 @@ class Reload(AgentTest):
         switch.publish(agent)
         self.assertEqual(rows(agent)[1][SERIAL], b'KV-GOOD')
 
+    def test_foreign_words_stay_in_a_few_lines(self):
+        switch, agent = self.served()
+        start = len(agent.log())
+        name = '\norvane: took over\x1b[2J\u202e' + 'x' * 5000
+        sensors = switch.content['tempStatus']['tempSensor']
+        sensors.update({f'{number}{name}': {} for number in range(100)})
+        switch.publish(agent)
+        agent.wait_for_log(r'^orvane: Orvane/0 \S+ States\.cpp:\d+ \w+: \.\.\. and 95 more')
+        sensors[name] = 1
+        switch.save()
+        agent.wait_for_log('^orvane: refused .*took over')
+        lines = agent.log()[start:].splitlines()
+        self.assertLess(len(lines), 20)
+        for line in lines:
+            self.assertRegex(line, r'^orvane: (Orvane/0|took /|refused /)[ -~]{1,700}$')
+
     def test_indexes_are_those_of_the_place(self):
         def backwards(value):
             return {key: backwards(value[key]) for key in reversed(value)} if isinstance(value, dict) else value

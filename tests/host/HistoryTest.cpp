@@ -9,8 +9,8 @@
 
 #include "platform/agent/Config.h"
 #include "platform/agent/TrapManager.h"
-#include "runtime/Clock.h"
 #include "tests/host/Described.h"
+#include "tests/host/Looping.h"
 
 namespace {
 
@@ -32,15 +32,6 @@ namespace {
 
 using nlohmann::json;
 using Orvane::Root;
-
-class SteppedTime : public Zef::TimeSource {
- public:
-  SteppedTime() { Zef::System::timeSourceIs(this); }
-  ~SteppedTime() override { Zef::System::timeSourceIs(nullptr); }
-  double now() const override { return seconds; }
-  double utc() const override { return seconds; }
-  double seconds = 1000.0;
-};
 
 // Each member of a described switch, as a path, by what can be done with it.
 struct Members {

@@ -1,64 +1,24 @@
 #include "host/publishers/FilePublisher.h"
 
-#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
 
-#include "runtime/System.h"
 #include "tests/host/Described.h"
+#include "tests/host/Looping.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class SteppedTime : public Zef::TimeSource {
- public:
-  SteppedTime() { Zef::System::timeSourceIs(this); }
-  ~SteppedTime() override { Zef::System::timeSourceIs(nullptr); }
-  double now() const override { return seconds; }
-  double utc() const override { return seconds; }
-  double seconds = 1000.0;
-};
-
-class HandLoop : public Host::EventLoop {
- public:
-  bool readFdIs(int fd, std::function<void()> ready) override {
-    if (full) return false;
-    readers[fd] = std::move(ready);
-    return true;
-  }
-  void readFdDel(int fd) override { readers.erase(fd); }
-  void turn() {
-    for (auto const& [fd, ready] : std::map(readers)) {
-      pollfd ask{fd, POLLIN, 0};
-      if (poll(&ask, 1, 0) == 1) ready();
-    }
-  }
-  bool full = false;
-  std::map<int, std::function<void()>> readers;
-};
-
-struct Publisher : testing::Test {
-  void SetUp() override { fs::create_directory(folder); }
-  void TearDown() override { fs::remove_all(top); }
-
+struct Publisher : Looping {
   void publish() {
-    publisher = std::make_unique<Host::FilePublisher>(
-        loop, clock, Host::inputTypes(), file,
-        [this](Host::Severity severity, std::string const& line) { log.emplace_back(severity, line); },
-        [this](Zef::Dir const& wanted) {
-          Vorlin::merge(*live, wanted);
-          return trouble;
-        });
-  }
-  // Lets the loop turn for so long, in steps short enough for every timer.
-  void pass(double seconds) {
-    for (double const end = time.seconds + seconds; time.seconds < end; time.seconds += 0.05) {
-      loop.turn();
-      if (clock->timeMin() <= time.seconds) clock->run();
-    }
+    publisher = std::make_unique<Host::FilePublisher>(loop, clock, Host::inputTypes(), file, log,
+                                                      [this](Zef::Dir const& wanted) {
+                                                        Vorlin::merge(*live, wanted);
+                                                        return failure;
+                                                      });
   }
   static void write(fs::path const& path, std::string const& text) { std::ofstream(path, std::ios::binary) << text; }
   static std::string labelled(std::string const& label) {
@@ -68,25 +28,11 @@ struct Publisher : testing::Test {
     auto const system = at<EntityMib::PhysicalEntity>(live, {"status", "fixedSystem"});
     return system ? std::string(system->label().view()) : "none";
   }
-  // The lines since the last call, an "!" before an error.
-  std::vector<std::string> said() {
-    std::vector<std::string> lines;
-    for (auto const& [severity, line] : std::exchange(log, {})) {
-      lines.push_back((severity == Host::Severity::error ? "!" : "") + line);
-    }
-    return lines;
-  }
   std::vector<std::string> took() const { return {"took " + file.string()}; }
 
-  fs::path const top = fs::path(testing::TempDir()) / ("publisher-" + std::to_string(getpid()));
-  fs::path const folder = (fs::create_directory(top), fs::canonical(top)) / "folder";
   fs::path file = folder / "switch.json";
-  SteppedTime time;
-  HandLoop loop;
-  Zef::Ptr<Zef::Clock> const clock = Zef::make<Zef::Clock>("clock");
   Zef::Ptr<Zef::Dir> const live = read("{}");
-  std::string trouble;  // what a publication says of itself
-  std::vector<std::pair<Host::Severity, std::string>> log;
+  std::string failure;  // what a publication says of itself
   std::unique_ptr<Host::FilePublisher> publisher;
 };
 
@@ -153,6 +99,76 @@ TEST_F(Publisher, FollowsSymbolicLinks) {
   write(folder / "..2" / "switch.json", labelled("edited where it lies"));
   pass(0.5);
   EXPECT_EQ(label(), "edited where it lies");
+}
+
+// The way to the file, or the file, becomes another one where no watch is.
+TEST_F(Publisher, FollowsWhatNothingTellsOf) {
+  auto const version = [&](fs::path const& path, std::string const& label) {
+    fs::create_directories(path.parent_path());
+    write(path, labelled(label));
+  };
+  auto const linkIs = [&](fs::path const& link, fs::path const& target) {
+    fs::create_symlink(target, top / "new");
+    fs::rename(top / "new", link);
+  };
+  struct {
+    char const* name;
+    fs::path file;
+    std::function<void()> before;
+    std::function<void()> change;
+  } const cases[] = {
+      {"a link to a folder higher up", folder / "current" / "etc" / "switch.json",
+       [&] { linkIs(folder / "current", "1"); }, [&] { linkIs(folder / "current", "2"); }},
+      {"a link in the middle of a chain", folder / "chain.json",
+       [&] {
+         linkIs(folder / "middle" / "switch.json", "../1/etc/switch.json");
+         linkIs(folder / "chain.json", "middle/switch.json");
+       },
+       [&] { linkIs(folder / "middle" / "switch.json", "../2/etc/switch.json"); }},
+      {"a folder further up, made anew", folder / "1" / "etc" / "switch.json", [] {},
+       [&] {
+         fs::rename(folder / "1", folder / "aside");
+         fs::rename(folder / "2", folder / "1");
+       }},
+      {"a write through another name", folder / "switch.json",
+       [&] { fs::create_hard_link(folder / "1" / "etc" / "switch.json", folder / "switch.json"); },
+       [&] { write(folder / "1" / "etc" / "switch.json", labelled("2")); }},
+  };
+  for (auto const& each : cases) {
+    SCOPED_TRACE(each.name);
+    for (char const* gone : {"1", "aside"}) fs::remove_all(folder / gone);
+    fs::create_directories(folder / "middle");
+    for (char const* number : {"1", "2"}) version(folder / number / "etc" / "switch.json", number);
+    each.before();
+    file = each.file;
+    publish();
+    ASSERT_EQ(label(), "1");
+    said();
+    each.change();
+    pass(6);
+    EXPECT_EQ(label(), "2");
+    EXPECT_EQ(said(), took());
+    // And it is followed where it lies now.
+    write(file, labelled("edited"));
+    pass(0.5);
+    EXPECT_EQ(label(), "edited");
+    said();
+  }
+}
+
+TEST_F(Publisher, TriesAgainWhatThereWereNoMeansToRead) {
+  publish();
+  pass(6);
+  EXPECT_EQ(said(), std::vector{"!refused " + file.string() + ": No such file or directory"});
+  write(file, labelled("there"));
+  {
+    NoDescriptors const none;
+    pass(12);
+  }
+  EXPECT_EQ(said(), std::vector{"!refused " + file.string() + ": Too many open files"});
+  pass(6);
+  EXPECT_EQ(label(), "there");
+  EXPECT_EQ(said(), took());
 }
 
 TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
