@@ -11,6 +11,8 @@ using EntityMib::ParentIndex;
 
 SystemSm::SystemSm(Root& root) : root_(root) {}
 
+void SystemSm::dropXcvrSlots() { root_.xcvrSlotSmDelAll(); }
+
 // Rows.
 
 namespace {

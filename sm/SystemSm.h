@@ -151,10 +151,23 @@ class SystemSm : public Zef::StateMachine {
  protected:
   explicit SystemSm(Root& root);
 
+  // Runs what a construction does. When it throws, the system is gone, and so is whoever holds it already: the reactors
+  // of transceiver slots.
+  template <class Call>
+  void construct(Call&& call) {
+    try {
+      call();
+    } catch (...) {
+      dropXcvrSlots();
+      throw;
+    }
+  }
   // How every construction ends: with the rows of the system itself.
   void handleInitialized(char const* className, Zef::Ptr<EntityMib::Fru const> const& system);
 
  private:
+  void dropXcvrSlots();
+
   Root& root_;
   Mirrors<PhysicalAttributesSm> physicalAttributes_{*this};
   Mirrors<HardwareAttributesSm> hardwareAttributes_{*this};

@@ -1,32 +1,15 @@
 // An agent that lived through any history of versions answers as one that was just started on the last of them.
 
-#include <cstdlib>
 #include <fstream>
-#include <new>
 #include <nlohmann/json.hpp>
 #include <random>
 #include <sstream>
 
 #include "platform/agent/Config.h"
 #include "platform/agent/TrapManager.h"
+#include "tests/host/Allocations.h"
 #include "tests/host/Described.h"
 #include "tests/host/Looping.h"
-
-namespace {
-
-// Which allocation from now on fails, once; 0: none.
-std::size_t failing = 0;
-
-}  // namespace
-
-void* operator new(std::size_t size) {
-  void* const memory = failing != 0 && --failing == 0 ? nullptr : std::malloc(size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
-}
-void* operator new(std::size_t size, std::nothrow_t const& /*tag*/) noexcept { return std::malloc(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t /*size*/) noexcept { std::free(memory); }
 
 namespace {
 
@@ -73,6 +56,9 @@ json valuesOf(std::string const& attribute) {
       {"temperature", {22.0, 65.0}},
       {"description", {"a part", "another"}},
       {"serialNum", {"KV1", "KV2"}},
+      {"label", {"9", "A/1"}},
+      {"alias", {"Ethernet1", "Ethernet3/1"}},
+      {"tag", {"Supervisor", "Linecard", "TempSensor", "DomVoltageSensor", "Ethernet"}},
   };
   auto const found = values.find(attribute);
   return found == values.end() ? json() : found->second;
@@ -272,9 +258,9 @@ TEST_P(History, SurvivesAFailedAllocation) {
   for (unsigned version = 0; version < 20; ++version) {
     std::unique_ptr<Host::Bootstrap> fresh;
     auto const wanted = next(fresh);
-    failing = 1 + pick(5000);
+    failingAllocation = 1 + pick(5000);
     rebuilt += !live.publish(*wanted).empty();
-    failing = 0;
+    failingAllocation = 0;
     pass(6);
     ASSERT_EQ(without(answers(live), answers(*fresh)), "") << "at version " << version << " " << version_.dump();
     ASSERT_EQ(without(answers(*fresh), answers(live)), "") << "at version " << version << " " << version_.dump();
