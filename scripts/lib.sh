@@ -25,6 +25,7 @@ need_packages() {
 need_promtool() {
   [ ! -x build/promtool ] || return 0
   echo "Fetching: promtool"
+  rm -rf build/prometheus
   mkdir -p build/prometheus
   with_lists env -C build/prometheus apt-get download -qq prometheus
   dpkg-deb --fsys-tarfile build/prometheus/*.deb | tar -x -C build/prometheus --strip-components=3 ./usr/bin/promtool
