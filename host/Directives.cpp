@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -21,9 +22,10 @@ namespace {
 
 Directives* theDirectives = nullptr;
 
-// Each speaks of what should not happen unless a line says otherwise.
 constexpr std::array traceHandles{"Orvane", "Snmp", "Zef"};
-constexpr U32 level0 = 1;
+
+// The levels while no line says otherwise: what should not happen, unless the environment does.
+std::map<std::string, U32> startLevels;
 
 // A line's words are refused with what was wrong; whoever reads the log knows the line already.
 [[noreturn]] void refuse(std::string const& reason) { throw std::invalid_argument(reason); }
@@ -68,6 +70,20 @@ U32 levelsOf(std::string const& text) {
   }
 }
 
+// "Orvane/0,8-9"
+std::pair<std::string, U32> tracedOf(std::string const& word) {
+  std::size_t const slash = word.find('/');
+  if (slash == std::string::npos) refuse("HANDLE/LEVELS is needed, such as Orvane/0,8-9");
+  std::string const handle = word.substr(0, slash);
+  needOneOf(traceHandles, "trace handle", handle);
+  return {handle, levelsOf(word.substr(slash + 1))};
+}
+
+void traceLevelsAre(std::map<std::string, U32> levels) {
+  levels.insert(startLevels.begin(), startLevels.end());
+  for (auto const& [handle, mask] : levels) Zef::TraceHandle::levelsIs(handle, mask);
+}
+
 // The one path of a line that stands once.
 void pathIs(std::filesystem::path& setting, char const* what, std::vector<std::string> const& words) {
   if (words.size() != 1) refuse(std::string("one ") + what + " is needed");
@@ -85,6 +101,20 @@ bool Settings::notificationEnabled(std::string const& name) const {
   return found == notifications.end() || found->second;
 }
 
+void startTraces() {
+  for (char const* handle : traceHandles) startLevels[handle] = 1;
+  char const* const asked = std::getenv("ORVANE_TRACE");
+  try {
+    for (auto const& word : wordsOf(asked == nullptr ? "" : asked)) {
+      auto const [handle, levels] = tracedOf(word);
+      startLevels[handle] = levels;
+    }
+  } catch (std::exception const& error) {
+    agentLog(Severity::error, std::string("ORVANE_TRACE: ") + error.what());
+  }
+  traceLevelsAre({});
+}
+
 Directives::Directive const Directives::table[] = {
     {"orvaneInventory", "FILE", &Directives::inventory},
     {"orvaneNotification", "NAME enable|disable", &Directives::notification},
@@ -95,7 +125,6 @@ Directives::Directive const Directives::table[] = {
 
 Directives::Directives(std::function<void(Settings const&)> read) : read_(std::move(read)) {
   theDirectives = this;
-  traceLevels();
   for (Directive const& directive : table) {
     // Forgetting once is enough: the agent forgets all directives before it reads any.
     snmpd_register_config_handler(directive.token, &Directives::onLine,
@@ -118,17 +147,10 @@ void Directives::onForget() { theDirectives->settings_ = {}; }
 
 int Directives::onRead(int /*major*/, int /*minor*/, void* /*server*/, void* /*client*/) {
   contained("configuration", [] {
-    theDirectives->traceLevels();
+    traceLevelsAre(theDirectives->settings_.traceLevels);
     theDirectives->read_(theDirectives->settings_);
   });
   return SNMP_ERR_NOERROR;
-}
-
-void Directives::traceLevels() const {
-  for (char const* handle : traceHandles) {
-    auto const found = settings_.traceLevels.find(handle);
-    Zef::TraceHandle::levelsIs(handle, found == settings_.traceLevels.end() ? level0 : found->second);
-  }
 }
 
 void Directives::inventory(std::vector<std::string> const& words) { pathIs(settings_.inventory, "FILE", words); }
@@ -153,10 +175,9 @@ void Directives::supervisorSlot(std::vector<std::string> const& words) {
 }
 
 void Directives::trace(std::vector<std::string> const& words) {
-  std::size_t const slash = words.empty() ? std::string::npos : words[0].find('/');
-  if (words.size() != 1 || slash == std::string::npos) refuse("HANDLE/LEVELS is needed, such as Orvane/0,8-9");
-  needOneOf(traceHandles, "trace handle", words[0].substr(0, slash));
-  settings_.traceLevels[words[0].substr(0, slash)] = levelsOf(words[0].substr(slash + 1));
+  if (words.size() != 1) refuse("one HANDLE/LEVELS is needed");
+  auto const [handle, levels] = tracedOf(words[0]);
+  settings_.traceLevels[handle] = levels;
 }
 
 }  // namespace Host

@@ -27,6 +27,10 @@ struct Settings {
   bool notificationEnabled(std::string const& name) const;
 };
 
+// Turns on the traces that are there while no line says otherwise: level 0, and those that the environment asks for in
+// ORVANE_TRACE, "HANDLE/LEVELS ...". The tables are registered before any line is read.
+void startTraces();
+
 // The directives, in snmpd.conf for the module and in orvaned.conf for the daemon:
 //
 //   orvaneInventory FILE                        an absolute path
@@ -60,8 +64,6 @@ class Directives {
   static void onLine(char const* token, char* line);
   static void onForget();
   static int onRead(int major, int minor, void* server, void* client);
-
-  void traceLevels() const;
 
   void inventory(std::vector<std::string> const& words);
   void notification(std::vector<std::string> const& words);

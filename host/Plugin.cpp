@@ -17,7 +17,7 @@
 namespace Host {
 
 Plugin& Plugin::instance() {
-  static auto* const plugin = new Plugin;
+  static auto* const plugin = (startTraces(), new Plugin);
   return *plugin;
 }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstddef>
+#include <memory>
 #include <utility>
 
 #include "mib/BulkRepeat.h"
@@ -153,7 +154,8 @@ class Table {
     return guarded(T::name, nullptr, [&] {
       auto const* const model = static_cast<Model const*>(info->myvoid);
       if (model == nullptr) failForModel();
-      auto const* const hint = static_cast<netsnmp_table_request_info const*>(*loopContext);
+      // What it holds when this returns, the agent hands to freeLoopContextAtEnd.
+      auto const* const hint = static_cast<netsnmp_table_request_info const*>(std::exchange(*loopContext, nullptr));
       unsigned const indexes = hint == nullptr ? 0 : hint->number_indexes;
       ZEF_TRACE(traceHandle(), 2) << T::name << "_get_first_data_point - *hint = " << static_cast<void const*>(hint)
                                   << ", number_indexes = " << indexes;
@@ -193,13 +195,11 @@ class Table {
   }
 
   static void freeDataContext(void* dataContext, netsnmp_iterator_info* /*info*/) {
-    ZEF_TRACE(traceHandle(), 2) << T::name << "_free_data_context " << dataContext;
-    delete static_cast<Iterator*>(dataContext);
+    freeContext("_free_data_context ", dataContext);
   }
 
   static void freeLoopContextAtEnd(void* loopContext, netsnmp_iterator_info* /*info*/) {
-    ZEF_TRACE(traceHandle(), 2) << T::name << "_free_loop_context_at_end " << loopContext;
-    delete static_cast<Iterator*>(loopContext);
+    freeContext("_free_loop_context_at_end ", loopContext);
   }
 
   static int handle(netsnmp_agent_request_info const* info, netsnmp_request_info* requests) {
@@ -240,6 +240,14 @@ class Table {
     std::string const text = std::string("!\"") + T::name + "_get_first_data_point - entity /vx/Vorlin/" + T::path +
                              " is not \" \"of type " + T::modelType + "\"";
     Zef::assertionFailed(text.c_str(), __FILE__, __LINE__, __PRETTY_FUNCTION__);
+  }
+
+  static void freeContext(char const* callback, void* context) {
+    guarded(T::name, nullptr, [&] {
+      std::unique_ptr<Iterator> const owned(static_cast<Iterator*>(context));
+      ZEF_TRACE(traceHandle(), 2) << T::name << callback << context;
+      return nullptr;
+    });
   }
 
   // A new iterator at the row that the index variables name; null when there is none.

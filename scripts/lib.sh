@@ -2,19 +2,35 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
+as_root=()
+[ "$(id -u)" = 0 ] || as_root=(sudo)
+
+# A machine that never fetched the package lists, or has old ones, fails once.
+with_lists() {
+  "$@" >/dev/null 2>&1 || { "${as_root[@]}" apt-get update -qq && "$@" >/dev/null; }
+}
+
 # Installs those of scripts/packages that this machine lacks, and does nothing at all when it has them.
 need_packages() {
-  local package missing=() as_root=()
+  local package missing=()
   while read -r package; do
     [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
   done < scripts/packages
   [ ${#missing[@]} -gt 0 ] || return 0
   echo "Installing: ${missing[*]}"
-  [ "$(id -u)" = 0 ] || as_root=(sudo)
-  local install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
-                 apt-get install -y -qq --no-install-recommends "${missing[@]}")
-  # A machine that never fetched the package lists, or has old ones, fails here once.
-  "${install[@]}" >/dev/null 2>&1 || { "${as_root[@]}" apt-get update -qq && "${install[@]}" >/dev/null; }
+  with_lists "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
+}
+
+# Leaves promtool in build/. Debian has it only beside the Prometheus server, which would be started when it is installed.
+need_promtool() {
+  [ ! -x build/promtool ] || return 0
+  echo "Fetching: promtool"
+  rm -rf build/prometheus
+  mkdir -p build/prometheus
+  with_lists env -C build/prometheus apt-get download -qq prometheus
+  dpkg-deb --fsys-tarfile build/prometheus/*.deb | tar -x -C build/prometheus --strip-components=3 ./usr/bin/promtool
+  mv build/prometheus/promtool build/
+  rm -r build/prometheus
 }
 
 # build PRESET [TARGET...]: configures and builds build/PRESET.

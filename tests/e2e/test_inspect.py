@@ -31,7 +31,9 @@ class Inspection(AgentTest):
     def json(self, *arguments):
         run = self.inspect('--json', *arguments)
         self.assertEqual((run.returncode, run.stderr), (0, ''))
-        return json.loads(run.stdout)
+        found = json.loads(run.stdout)
+        self.assertEqual(run.stdout, json.dumps(found, indent=1, sort_keys=True) + '\n')
+        return found
 
     def connect(self, path=None):
         client = socket.socket(socket.AF_UNIX)
@@ -44,24 +46,24 @@ class Inspection(AgentTest):
         self.assertEqual(self.json('--depth', '0'), {'input': 'Zef::Dir', 'snmp': 'Zef::Dir'})
         system = self.json('input/status/fixedSystem')
         described = self.switch.system
-        self.assertEqual(system['tag'], repr(described['tag']))
+        self.assertEqual(system['tag'], described['tag'])
         self.assertEqual(sorted(system['sensor'], key=int), sorted(described['sensor'], key=int))
         # Every row's model, by the value that a manager gets too.
         model = self.json('--depth', '2', 'snmp/fru/entitymib')['physicalEntity']
         table = rows(self.running)
         self.assertEqual(sorted(map(int, model)), sorted(table))
         for index, row in table.items():
-            self.assertEqual(int(model[str(index)]['containedIn']), row[4])
+            self.assertEqual(model[str(index)]['containedIn'], row[4])
         # Names with a "/", the projection itself, values by key, a whole group.
         supply = next(name for name in self.switch.content['powerStatus']['voltageSensor'] if '/' in name)
         path = 'powerStatus/voltageSensor/' + supply.replace('/', '%2F')
         reading = self.switch.content['powerStatus']['voltageSensor'][supply]['voltage']
-        self.assertAlmostEqual(float(self.json('input/' + path)['voltage']), reading, places=5)
+        self.assertAlmostEqual(self.json('input/' + path)['voltage'], reading, places=5)
         root = self.json('--depth', '0', 'root')
         self.assertEqual(int(root['component'].split()[0]), len(self.json('root/component')))
-        self.assertGreaterEqual(int(root['stateTrapCounter']), 1)
+        self.assertGreaterEqual(root['stateTrapCounter'], 1)
         waiting = self.json('root/pendingStateTrap')
-        self.assertTrue(all(trap['alarmStatus'] == '128' for trap in waiting.values()))
+        self.assertTrue(all(trap['alarmStatus'] == 128 for trap in waiting.values()))
         self.assertTrue(any('handleOutStandingTrap' in text for text in self.json('trace').values()))
         # As a tree, and again and again.
         self.assertIn('\n  tag = ', self.inspect('--depth', '2', 'input/status').stdout)
@@ -224,8 +226,8 @@ class Inspection(AgentTest):
         nameless['tag'] = nameless['label'] = ''
         self.switch.publish(self.running)
         shown = self.json('--depth', '2', 'input/coolingStatus')['fan']
-        self.assertEqual({name: shown[name]['speed'] for name in names}, {name: str(number) for number, name in enumerate(names)})
-        self.assertEqual(self.json('input/coolingStatus/fan/100%25')['speed'], '4')
+        self.assertEqual({name: shown[name]['speed'] for name in names}, {name: number for number, name in enumerate(names)})
+        self.assertEqual(self.json('input/coolingStatus/fan/100%25')['speed'], 4)
         self.assertIn('entity', self.json('--depth', '3', 'root')['component'][''])
         self.assertIn('entity', self.json('root/component/%'))
         # A value within a value, as it is read back too.
@@ -235,7 +237,7 @@ class Inspection(AgentTest):
         self.running.reload()
         port = next(name for name, status in switch.content['xcvrStatusDir']['xcvrStatus'].items() if 'domThreshold' in status)
         threshold = self.json('input/xcvrStatusDir/xcvrStatus/' + port.replace('/', '%2F'))['domThreshold']
-        self.assertRegex(threshold, r"^Value\('Xcvr::DomThreshold', \*\* {'\w+': Value\('Xcvr::DomLimits', \*\* {'highAlarm': [-\d.]+, ")
+        self.assertEqual(threshold, switch.content['xcvrStatusDir']['xcvrStatus'][port]['domThreshold'])
 
     def test_a_client_that_has_asked_all_it_wants_is_answered(self):
         client = self.connect()
@@ -250,7 +252,7 @@ class Inspection(AgentTest):
         self.assertEqual(types['EntityMib::Card'], 'EntityMib::Fru')
         declared = (ROOT / 'model/types.txt').read_text()
         declared = re.findall(r'^(?:value|record|entity) (Orvane::\w+):', declared, re.M)
-        self.assertEqual([name for name in types if name.startswith('Orvane::')], declared)
+        self.assertEqual([name for name in types if name.startswith('Orvane::')], sorted(declared))
         dump = subprocess.run(['readelf', '--string-dump=.zef.type', MODULE], capture_output=True, text=True, check=True)
         self.assertEqual(re.findall(r'Orvane::\w+', dump.stdout), declared)
         card = self.json('types/EntityMib::CardSlot')

@@ -54,7 +54,7 @@ class Lifecycle(AgentTest):
             'orvaneTrace Orvane/9-8': 'a range that goes down',
         }
         good = [switch.directive, 'orvaneNotification kelvraEntSensorAlarm disable', 'orvaneTrace Orvane/8']
-        agent = self.agent(directives=[*bad, *good, 'orvaneInventory /another'])
+        agent = self.agent(directives=[*bad, *good, 'orvaneInventory /another'], wrapper=['env', 'ORVANE_TRACE=Snmp/1,8 Nobody/0'])
         lines = [match[1] for match in re.finditer(r'snmpd\.conf: line \d+: Error: (orvane.*)', agent.log())]
         self.assertEqual(len(lines), len(bad) + 1, lines)
         for line, (directive, reason) in zip(lines, bad.items()):
@@ -62,6 +62,9 @@ class Lifecycle(AgentTest):
         self.assertIn('it is given already', lines[-1])
         self.assertIn(1, rows(agent))
         self.assertIn('orvane: Orvane/8 ', agent.log())
+        # The environment's traces are there before any line is read.
+        self.assertIn('orvane: ORVANE_TRACE: there is no trace handle "Nobody"', agent.log())
+        self.assertIn('Initialized table entStateTable', agent.log())
 
     def test_directives_that_are_gone_lose_their_effect(self):
         switch = Switch(self)

@@ -20,6 +20,7 @@ from pysnmp import hlapi  # noqa: E402
 from pysnmp.proto.rfc1905 import EndOfMibView  # noqa: E402
 
 VENDOR_MIB = 'KELVRA-ENT-SENSOR-MIB'
+EXPORTER, PROMTOOL = ROOT / 'examples/snmp-exporter.yml', ROOT / 'build/promtool'  # which scripts/test leaves there
 EXAMPLES = ['examples/fixed-switch.json', 'examples/chassis-switch.json']
 
 # Module, entry, columns from the first on; None for what is not compared, since it differs from one request to the next.
@@ -149,7 +150,7 @@ class Readers(AgentTest):
             probe.bind(('127.0.0.1', 0))
             address = f'127.0.0.1:{probe.getsockname()[1]}'
         with open(self.folder / 'exporter.log', 'wb') as log:
-            exporter = subprocess.Popen(['prometheus-snmp-exporter', f'--config.file={ROOT / "examples/snmp-exporter.yml"}',
+            exporter = subprocess.Popen(['prometheus-snmp-exporter', f'--config.file={EXPORTER}',
                                          f'--web.listen-address={address}'], stdout=log, stderr=log, preexec_fn=die_with_parent)
         self.addCleanup(exporter.wait)
         self.addCleanup(exporter.terminate)
@@ -162,23 +163,49 @@ class Readers(AgentTest):
             def named(index):
                 return {'entPhysicalIndex': str(index), 'entPhysicalName': names[index], 'entPhysicalDescr': descriptions[index]}
 
-            numbers = [name for name in expected if re.match('kelvraEntSensorThreshold|entPhySensor(Scale|Precision)$', name)]
+            def labels(index, name):
+                of_sensor = {'entPhySensorUnitsDisplay': expected['entPhySensorUnitsDisplay'][index]} if 'Sensor' in name else {}
+                return {**named(index), **of_sensor}
+
+            numbers = [name for name in expected if re.match('kelvraEntSensorThreshold|entPhySensor(Scale|Precision|Value)$', name)]
             for name in ['entPhysicalContainedIn', *numbers]:
-                self.same(name, metrics, [(named(index), value) for index, value in expected[name].items()])
-            self.same('entPhySensorValue', metrics, [
-                ({**named(index), 'entPhySensorUnitsDisplay': expected['entPhySensorUnitsDisplay'][index]}, value)
-                for index, value in expected['entPhySensorValue'].items()])
+                self.same(name, metrics, [(labels(index, name), value) for index, value in expected[name].items()])
             for name, states in (('entPhysicalClass', CLASSES), ('entPhySensorType', SENSOR_TYPES)):
                 self.same(f'{name}_info', metrics,
-                          [({**named(index), name: states[value]}, 1) for index, value in expected[name].items()])
+                          [({**labels(index, name), name: states[value]}, 1) for index, value in expected[name].items()])
             for name, states in (('entStateOper', OPER_STATES), ('entPhySensorOperStatus', SENSOR_STATES)):
-                self.same(name, metrics, [({**named(index), name: state}, int(number == value))
+                self.same(name, metrics, [({**labels(index, name), name: state}, int(number == value))
                                           for index, value in expected[name].items() for number, state in states.items()])
             alarms = ['unknown', 'underRepair', 'critical', 'major', 'minor', 'warning', 'indeterminate']
             self.same('entStateAlarm', metrics, [({**named(index), 'entStateAlarm': alarm}, value[0] >> (7 - bit) & 1)
                                                  for index, value in expected['entStateAlarm'].items()
                                                  for bit, alarm in enumerate(alarms)])
             self.assertEqual(len(metrics['entLastChangeTime']), 1)
+            # The formulas of its comment. After a minute all values are above their limits.
+            reading, above = re.findall(r'^#   (entPhySensorValue .*)', EXPORTER.read_text(), re.MULTILINE)
+            precision, scale = expected['entPhySensorPrecision'], expected['entPhySensorScale']
+            rise = 10 ** 10
+            self.evaluated(metrics, {'entPhySensorValue': rise}, {
+                (0, reading): [(labels(index, reading), value / 10 ** precision[index] * 1000 ** (scale[index] - 9))
+                               for index, value in expected['entPhySensorValue'].items()],
+                (1, above): [({'__name__': 'entPhySensorValue', **labels(index, above)}, value + rise)
+                             for index, value in expected['entPhySensorValue'].items()]})
+
+    def evaluated(self, metrics, rises, expected):
+        """`rises`: by how much a metric rises in a minute; `expected`: (labels, value) for each (minute, PromQL)."""
+        def written(labels):
+            return '{' + ', '.join(f'{name}={json.dumps(value)}' for name, value in labels.items() if value) + '}'
+
+        test = {'interval': '1m',
+                'input_series': [{'series': name + written(labels), 'values': f'{value}+{rises.get(name, 0)}x1'}
+                                 for name, entries in metrics.items() for labels, value in entries],
+                'promql_expr_test': [{'expr': formula, 'eval_time': f'{minute}m',
+                                      'exp_samples': [{'labels': written(labels), 'value': value} for labels, value in samples]}
+                                     for (minute, formula), samples in expected.items()]}
+        file = self.folder / 'formulas.yml'
+        file.write_text(json.dumps({'rule_files': [], 'tests': [test]}))
+        run = subprocess.run([PROMTOOL, 'test', 'rules', file], capture_output=True, text=True)
+        self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
 
     def same(self, name, metrics, expected):
         def key(entry):

@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <new>
+
+#include "mib/SensorRows.h"
 #include "tests/mib/Tables.h"
 
 // The callbacks of a table as the agent holds them, called with what the agent passes seldom or never.
@@ -191,6 +194,24 @@ TEST_P(Iteration, AContextOutlivesItsRowAndFollowsTheLoop) {
   table.clear();
   EXPECT_EQ(info->get_next_data_point(&loop, &data, index, info), nullptr);
   info->free_data_context(copy, info);
+}
+
+struct OutOfMemory : Mib::SensorRows {
+  static constexpr char const* name = "outOfMemoryTable";
+  static constexpr Mib::Column<Row> columns[] = {
+      {1, "type", Mib::via<S32ToAsnIntegerF, &Row::sensorType>, "sensorType"}};
+  static Iterator walk(Model const& /*model*/) { throw std::bad_alloc(); }
+};
+
+// What the loop context holds at the end is freed as the table's.
+TEST(FirstDataPoint, LeavesNoHintBehindWhenItFails) {
+  netsnmp_table_request_info hint{};
+  void* loop = &hint;
+  void* data = nullptr;
+  netsnmp_iterator_info info{};
+  info.myvoid = Models::instance().sensorMib.get();
+  EXPECT_EQ(Mib::Table<OutOfMemory>::getFirstDataPoint(&loop, &data, nullptr, &info), nullptr);
+  EXPECT_EQ(loop, nullptr);
 }
 
 // Requests to the handler itself, past the helpers that would keep them from it.

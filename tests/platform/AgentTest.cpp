@@ -126,7 +126,8 @@ long ticks(double seconds) {
 }
 
 TEST(Conversion, TimeTicksStandOnTheScaleOfSysUpTime) {
-  for (u_long const uptime : {0UL, 201UL, 12345UL, 4294967295UL}) {
+  // Each start is later than the one before by more than a second, however long this takes: it is never the same one.
+  for (u_long const uptime : {4294967295UL, 12345UL, 201UL, 0UL}) {
     netsnmp_set_agent_uptime(uptime);
     usleep(6000);  // the first look at the agent's start comes somewhere within a tick
     int otherTick = 0;
@@ -155,7 +156,7 @@ TEST(Conversion, OneMomentIsOneTick) {
 
 // A subagent's master tells its uptime with every answer, in whole ticks and a little late.
 TEST(Conversion, OneMomentIsOneTickWhateverTheMasterTells) {
-  constexpr u_long uptime = 100000;
+  constexpr u_long uptime = 200000;  // unlike the one before
   netsnmp_set_agent_uptime(uptime);
   double const start = Zef::System::currentTime();
   long const first = ticks(start);
