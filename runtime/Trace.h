@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <new>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -53,8 +54,12 @@ class TraceStatement {
       : handle_(handle), level_(level), file_(file), line_(line), function_(function) {
     stream_.precision(12);
   }
+  // A line for which there is no memory is lost: no trace is worth the process.
   ~TraceStatement() {
-    traceHelper(handle_.name(), "<unknown>", stream_, level_, handle_.enabled(level_), file_, line_, function_);
+    try {
+      traceHelper(handle_.name(), "<unknown>", stream_, level_, handle_.enabled(level_), file_, line_, function_);
+    } catch (std::bad_alloc const&) {
+    }
   }
   TraceStatement(TraceStatement const&) = delete;
   TraceStatement& operator=(TraceStatement const&) = delete;
