@@ -31,7 +31,8 @@ void HashMapGeneric::link(VTable const& table, HashMapLink* member, U32 hash) {
 }
 
 void HashMapGeneric::newMember(VTable const& table, HashMapLink* t, U32 hash) {
-  ZEF_ASSERT(t->fwkHmNext() == 0);  // NOLINT(modernize-use-nullptr): the assertion's text is fixed
+  if (t->fwkHmLinked()) assertionFailed("t->fwkHmNext() == 0", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+  t->fwkHmLinkedIs(true);
   link(table, t, hash);
   ++version_;
   ++count_;
@@ -48,6 +49,7 @@ void HashMapGeneric::memberDelG(VTable const& table, HashMapLink* member) {
     before->fwkHmNextIs(member->fwkHmNext());
   }
   member->fwkHmNextIs(nullptr);
+  member->fwkHmLinkedIs(false);
   ++version_;
   --count_;
   maybeShrinkG(table);
