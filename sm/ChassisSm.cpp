@@ -8,7 +8,7 @@ using EntityMib::ParentIndex;
 using ZefCardSlot = ChassisSm::ZefCardSlot;
 using ZefCard = ZefCardSlot::ZefCard;
 
-ChassisSm::ChassisSm(Root& root, Zef::Ptr<EntityMib::Chassis const> const& chassis) : SystemSm(root) {
+void ChassisSm::start(Zef::Ptr<EntityMib::Chassis const> const& chassis) {
   chassis_.is(chassis);
   handlePowerSupplySlot();
   handleFanTraySlot();

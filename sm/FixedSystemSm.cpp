@@ -6,7 +6,7 @@ namespace Orvane {
 
 using EntityMib::ParentIndex;
 
-FixedSystemSm::FixedSystemSm(Root& root, Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem) : SystemSm(root) {
+void FixedSystemSm::start(Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem) {
   fixedSystem_.is(fixedSystem);
   handlePowerSupplySlot();
   handleFanTraySlot();
