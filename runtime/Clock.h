@@ -16,7 +16,7 @@ class Clock : public Entity {
 
   static constexpr AttributeId timeAttr = firstAttributeId;
   static constexpr double never = std::numeric_limits<double>::infinity();
-  static constexpr double retryInterval = 6.0;  // seconds
+  static constexpr double retryInterval = 6.0;  // seconds; as long as any timer's own period
 
   using Entity::Entity;
 

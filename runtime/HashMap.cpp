@@ -1,6 +1,7 @@
 #include "runtime/HashMap.h"
 
 #include <bit>
+#include <new>
 
 #include "runtime/Assert.h"
 
@@ -82,7 +83,12 @@ HashMapLink* HashMapGeneric::findNextG(VTable const& table, U32 hash, void const
 }
 
 void HashMapGeneric::bucketCountIs(VTable const& table, unsigned buckets) {
-  std::vector<HashMapLink*> old(buckets);
+  std::vector<HashMapLink*> old;
+  try {
+    old.resize(buckets);
+  } catch (std::bad_alloc const&) {
+    return;  // it is as right as it stands, and a member enters and leaves all the same
+  }
   old.swap(buckets_);
   shift_ = 32U - static_cast<unsigned>(std::countr_zero(buckets));
   for (HashMapLink* at : old) {

@@ -39,7 +39,8 @@ class ChassisSm final : public SystemSm, public SystemHandlers<ChassisSm> {
   };
 
   explicit ChassisSm(Root& root) : SystemSm(root) {}
-  // To be called once.
+  // Projects the system, once. It stands apart from the constructor because transceiver slots come to hold this
+  // reactor: they must not be left with a dead one when a handler throws.
   void start(Zef::Ptr<EntityMib::Chassis const> const& chassis);
 
   Zef::String8 classPath() const override { return "Orvane::ChassisSm"; }

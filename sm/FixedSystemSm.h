@@ -9,7 +9,8 @@ namespace Orvane {
 class FixedSystemSm final : public SystemSm, public SystemHandlers<FixedSystemSm>, public BoardHandlers<FixedSystemSm> {
  public:
   explicit FixedSystemSm(Root& root) : SystemSm(root) {}
-  // To be called once.
+  // Projects the system, once. It stands apart from the constructor because transceiver slots come to hold this
+  // reactor: they must not be left with a dead one when a handler throws.
   void start(Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem);
 
   Zef::String8 classPath() const override { return "Orvane::FixedSystemSm"; }
