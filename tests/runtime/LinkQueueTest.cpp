@@ -186,7 +186,7 @@ TEST(LinkQueue, DoMemberIs) {
     }
     EXPECT_EQ(enq(queue)->zef_index(), std::max(6U, c.after.back() + 1)) << "the tail is where it should be";
     EXPECT_EQ(walk(queue).size(), c.after.size() + 1);
-    for (auto at = c.after.rbegin(); at != c.after.rend(); ++at) queue.memberDel(*queue.find(*at));
+    for (U32 const index : Indexes(c.after.rbegin(), c.after.rend())) queue.memberDel(*queue.find(index));
     EXPECT_EQ(queue.metadata().head + 1, queue.metadata().next) << "the way back is as good";
   }
   EXPECT_EQ(Member::alive, 0);
