@@ -146,7 +146,6 @@ void fanOut(benchmark::State& state) {
   std::vector<Zef::Ptr<Observer>> observers;
   for (int i = 0; i < state.range(0); ++i) {
     observers.push_back(Zef::make<Observer>());
-    observers.back()->hasNotificationActiveIs(true);
     observers.back()->notifierIs(lamp);
     observers.back()->isRegisteredNotifieeIs(true);
   }

@@ -147,6 +147,16 @@ U32 scaledValue(float reading, long double scale, U32 sensorStatus) {
   return low32(std::round(static_cast<double>(reading * scale)));
 }
 
+// The index of a collection's place; 0, which is no row's, for a word or a parent that has none.
+U32 indexOrNone(EntityMib::Helper const& helper, Zef::Ptr<EntityMib::PhysicalEntity const> const& parent,
+                String8 const& word) {
+  try {
+    return helper.physicalIndex(parent, word, 0, "");
+  } catch (Zef::RangeException const&) {
+    return 0;
+  }
+}
+
 String8 upToSlash(String8 const& text) {
   long long const slash = text.pos(0, "/", 1);
   return slash < 0 ? text : text.substr(0, static_cast<unsigned>(slash));
@@ -291,15 +301,16 @@ VirtualContainer Constants::virtualContainerInfo(Zef::Ptr<EntityMib::PhysicalEnt
       break;
     }
   }
-  info.index = helperIs()->physicalIndex(collectionEntity, collName, 0, "") + virtualContainerBase;
+  info.index = indexOrNone(*helperIs(), collectionEntity, collName) + virtualContainerBase;
   return info;
 }
 
 String8 Constants::cardName(Zef::Ptr<EntityMib::PhysicalEntity const> const& cardEntity) const {
-  return cardEntity->tag() + cardEntity->label();
+  return cardEntity ? cardEntity->tag() + cardEntity->label() : String8();
 }
 
 String8 Constants::cardNameFromComponentName(Zef::Ptr<PhysicalEntity> const& cardEntity) const {
+  if (!cardEntity) return {};
   String8 const componentName = cardEntity->componentName();
   return cardEntity->tag() + componentName.substr(componentName.pos(0, "/", 1) + 1, -1);
 }

@@ -48,6 +48,12 @@ void Clock::NotifieeConst::isRegisteredNotifieeIs(bool registered) {
   if (isRegisteredNotifiee() && notifier()->sink_) notifier()->sink_();
 }
 
+void Clock::NotifieeConst::onNotificationException(AttributeId attribute) {
+  if (attribute == timeAttr && timeMin_ == never && notifier() != nullptr)
+    timeMinIs(notifier()->time() + retryInterval);
+  NotifieeOf::onNotificationException(attribute);
+}
+
 Ptr<Clock> processClock() {
   Ptr<Entity> manager = Entity::singletonExists(typeName<ActivityManagerConfig>());
   if (!manager) manager = Entity::singletonIs(ActivityManagerConfig::_fwkType());

@@ -16,6 +16,7 @@ class Clock : public Entity {
 
   static constexpr AttributeId timeAttr = firstAttributeId;
   static constexpr double never = std::numeric_limits<double>::infinity();
+  static constexpr double retryInterval = 6.0;  // seconds; as long as any timer's own period
 
   using Entity::Entity;
 
@@ -40,14 +41,16 @@ class Clock : public Entity {
 
 class Clock::NotifieeConst : public NotifieeOf<Clock, Entity::NotifieeConst> {
  public:
-  // Once the clock's time reaches `timeMin`, onTime() fires, and then not again until timeMinIs is called anew.
-  // Infinity disarms. A fresh notifiee stands at 0.0: it is due at once.
+  // Once the clock's time reaches `timeMin`, onTime() fires, and then not again until timeMinIs is called anew; but one
+  // that throws before it has armed itself is due again retryInterval later. Infinity disarms. A fresh notifiee stands
+  // at 0.0: it is due at once.
   void timeMinIs(double const& timeMin);
   double timeMin() const { return timeMin_; }
 
   virtual void onTime() {}
 
   void isRegisteredNotifieeIs(bool registered) override;
+  void onNotificationException(AttributeId attribute) override;
 
  private:
   friend class Clock;

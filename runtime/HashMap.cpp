@@ -1,6 +1,7 @@
 #include "runtime/HashMap.h"
 
 #include <bit>
+#include <new>
 
 #include "runtime/Assert.h"
 
@@ -31,7 +32,8 @@ void HashMapGeneric::link(VTable const& table, HashMapLink* member, U32 hash) {
 }
 
 void HashMapGeneric::newMember(VTable const& table, HashMapLink* t, U32 hash) {
-  ZEF_ASSERT(t->fwkHmNext() == 0);  // NOLINT(modernize-use-nullptr): the assertion's text is fixed
+  if (t->fwkHmLinked()) assertionFailed("t->fwkHmNext() == 0", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+  t->fwkHmLinkedIs(true);
   link(table, t, hash);
   ++version_;
   ++count_;
@@ -48,18 +50,27 @@ void HashMapGeneric::memberDelG(VTable const& table, HashMapLink* member) {
     before->fwkHmNextIs(member->fwkHmNext());
   }
   member->fwkHmNextIs(nullptr);
+  member->fwkHmLinkedIs(false);
   ++version_;
   --count_;
   maybeShrinkG(table);
 }
 
-std::vector<HashMapLink*> HashMapGeneric::emptyAllBucketsG() {
-  std::vector<HashMapLink*> chains(fewestBuckets);
-  chains.swap(buckets_);
+HashMapLink* HashMapGeneric::emptyAllBucketsG() {
+  HashMapLink* all = nullptr;
+  for (auto at = buckets_.rbegin(); at != buckets_.rend(); ++at) {
+    if (*at == nullptr) continue;
+    HashMapLink* last = *at;
+    while (last->fwkHmNext() != nullptr) last = last->fwkHmNext();
+    last->fwkHmNextIs(all);
+    all = *at;
+    *at = nullptr;
+  }
+  buckets_.resize(fewestBuckets);
   shift_ = 32;
   count_ = 0;
   ++version_;
-  return chains;
+  return all;
 }
 
 HashMapLink* HashMapGeneric::findNextBucketG(unsigned& bucket) const {
@@ -80,7 +91,12 @@ HashMapLink* HashMapGeneric::findNextG(VTable const& table, U32 hash, void const
 }
 
 void HashMapGeneric::bucketCountIs(VTable const& table, unsigned buckets) {
-  std::vector<HashMapLink*> old(buckets);
+  std::vector<HashMapLink*> old;
+  try {
+    old.resize(buckets);
+  } catch (std::bad_alloc const&) {
+    return;  // it is as right as it stands, and a member enters and leaves all the same
+  }
   old.swap(buckets_);
   shift_ = 32U - static_cast<unsigned>(std::countr_zero(buckets));
   for (HashMapLink* at : old) {

@@ -7,7 +7,8 @@
 
 namespace Zef {
 
-// The link of a member of a hash map: the next member of its chain. The map owns the references.
+// The link of a member of a hash map: the next member of its chain, and whether it stands in one, which the last of a
+// chain does too. The map owns the references.
 class HashMapLink {
  public:
   HashMapLink() = default;
@@ -16,12 +17,15 @@ class HashMapLink {
 
   HashMapLink* fwkHmNext() const { return fwkHmNext_; }
   void fwkHmNextIs(HashMapLink* next) { fwkHmNext_ = next; }
+  bool fwkHmLinked() const { return fwkHmLinked_; }
+  void fwkHmLinkedIs(bool linked) { fwkHmLinked_ = linked; }
 
  protected:
   ~HashMapLink() = default;
 
  private:
   HashMapLink* fwkHmNext_ = nullptr;
+  bool fwkHmLinked_ = false;
 };
 
 // A key's place in the order of a hash map is its hash with all bits reversed. A number hashes as itself.
@@ -67,13 +71,15 @@ class HashMapGeneric {
   unsigned bucketOf(U32 hash) const { return shift_ == 32 ? 0 : hash >> shift_; }
   HashMapLink* chain(unsigned bucket) const { return buckets_[bucket]; }
 
-  // Links a member that is in no chain before the first one with a larger hash, or an equal hash and a larger key.
+  // Links a member before the first one with a larger hash, or an equal hash and a larger key. One that is in a chain
+  // already is a program error.
   void newMember(VTable const& table, HashMapLink* t, U32 hash);
   void memberDelG(VTable const& table, HashMapLink* member);
   // The member that follows the key in hash order; `bucket` becomes its bucket. A null member: none follows.
   HashMapLink* findNextG(VTable const& table, U32 hash, void const* key, unsigned& bucket) const;
-  // Empties the map and hands its chains to the caller.
-  std::vector<HashMapLink*> emptyAllBucketsG();
+  // Empties the map and hands all of its members to the caller, as one chain in their order. It takes no memory, since
+  // destructors call it.
+  HashMapLink* emptyAllBucketsG();
   // The head of the first chain at or behind `bucket` that has one.
   HashMapLink* findNextBucketG(unsigned& bucket) const;
 
@@ -106,11 +112,10 @@ class HashMap : public HashMapGeneric {
   Ptr<Member> find(Key const& key) const { return Ptr<Member>(lookup(key)); }
   bool isMemberOf(Key const& key) const { return lookup(key) != nullptr; }
 
-  // Enters a member; one with an equal key leaves the map, and is returned.
+  // Enters a member that is in no hash map; one with an equal key leaves the map, and is returned.
   Ptr<Member> insert(Ptr<Member> const& member) {
     Member* const old = lookup(member->fwkKey());
-    if (old == member.get()) return nullptr;
-    if (old != nullptr) memberDelG(vtable(), old);
+    if (old != nullptr && old != member.get()) memberDelG(vtable(), old);
     member->newReference();
     newMember(vtable(), member.get(), hashOf(Key(member->fwkKey())));
     return old == nullptr ? nullptr : Ptr<Member>::adopt(old);
@@ -125,12 +130,11 @@ class HashMap : public HashMapGeneric {
   }
 
   void deleteAll() {
-    for (HashMapLink* at : emptyAllBucketsG()) {
-      while (at != nullptr) {
-        Ptr<Member> const member = Ptr<Member>::adopt(memberOf(at));
-        at = at->fwkHmNext();
-        member->fwkHmNextIs(nullptr);
-      }
+    for (HashMapLink* at = emptyAllBucketsG(); at != nullptr;) {
+      Ptr<Member> const member = Ptr<Member>::adopt(memberOf(at));
+      at = at->fwkHmNext();
+      member->fwkHmNextIs(nullptr);
+      member->fwkHmLinkedIs(false);
     }
   }
 

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <utility>
+
 #include "runtime/Ptr.h"
 #include "runtime/Value.h"
 
 namespace Zef {
 
-// Index and link of a member of a link queue.
+// Index and links of a member of a link queue. The way back is a plain pointer.
 template <class Member>
 class LinkQueueLink {
  public:
@@ -17,6 +19,7 @@ class LinkQueueLink {
   friend class LinkQueue;
   U32 index_ = 0;
   Ptr<Member> next_;
+  Member* previous_ = nullptr;
 };
 
 // Head and next free index of a link queue.
@@ -58,7 +61,7 @@ class LinkQueue {
 
   // Appends a member under the next free index.
   void memberNew(Ptr<Member> const& member) {
-    if (tail_ != nullptr && before(meta_.next, tail_->zef_index() + 1)) meta_.next = tail_->zef_index() + 1;
+    meta_.next = past();
     if (count_ != 0 && meta_.next + 1 == meta_.head) {
       throw RangeException("linkqueue index space full", Exception::IdBitArray().add(RangeException::id));
     }
@@ -69,6 +72,7 @@ class LinkQueue {
       link(*tail_).next_ = member;
     }
     link(*member).next_ = nullptr;
+    link(*member).previous_ = tail_;
     member->zef_indexIs(meta_.next);
     tail_ = member.get();
     ++meta_.next;
@@ -81,7 +85,7 @@ class LinkQueue {
   // next.
   void doMemberIs(Index index, Ptr<Member> const& member, bool mayReplace) {
     if (index == meta_.next && member) {
-      if (queued(member)) memberDel(member->zef_index());
+      if (queued(member)) memberDel(*member);
       memberNew(member);
       return;
     }
@@ -94,7 +98,7 @@ class LinkQueue {
     }
     if (queued(member)) {
       if (member->zef_index() == index) return;
-      memberDel(member->zef_index());
+      memberDel(*member);
       doMemberIs(index, member, true);
       return;
     }
@@ -102,22 +106,26 @@ class LinkQueue {
   }
 
   // Removes the head; null when the queue is empty.
-  Ptr<Member> memberDel() { return head_ ? memberDel(head_->zef_index()) : nullptr; }
+  Ptr<Member> memberDel() { return head_ ? memberDel(*head_) : nullptr; }
 
-  // Removes the member with that index; null when there is none.
+  // Removes the member with that index, which it walks to from the head; null when there is none.
   Ptr<Member> memberDel(Index const& index) {
-    Member* previous = nullptr;
-    Ptr<Member> at = head_;
-    for (; at && at->zef_index() != index; at = link(*at).next_) previous = at.get();
-    if (!at) return nullptr;
-    Ptr<Member> const following = link(*at).next_;
-    (previous == nullptr ? head_ : link(*previous).next_) = following;
-    link(*at).next_ = nullptr;
-    if (tail_ == at.get()) tail_ = previous;
+    Member* at = head_.get();
+    while (at != nullptr && at->zef_index() != index) at = link(*at).next_.get();
+    return at == nullptr ? nullptr : memberDel(*at);
+  }
+
+  // Removes a member that is queued here, wherever it stands.
+  Ptr<Member> memberDel(Member& member) {
+    Member* const previous = link(member).previous_;
+    Ptr<Member>& holder = previous == nullptr ? head_ : link(*previous).next_;
+    Ptr<Member> gone = std::exchange(holder, std::exchange(link(member).next_, nullptr));
+    (holder ? link(*holder).previous_ : tail_) = previous;
+    link(member).previous_ = nullptr;
     meta_.head = head_ ? head_->zef_index() : meta_.next;
     --count_;
     ++version_;
-    return at;
+    return gone;
   }
 
   bool isMemberOf(Index const& index) const { return static_cast<bool>(find(index)); }
@@ -127,10 +135,15 @@ class LinkQueue {
   }
 
   IteratorConst iterator() const { return IteratorConst(*this, head_); }
-  // At the first member whose index is `index` or follows it.
+  // At the first member whose index is `index` or follows it. Of two ways round the circle to an index outside the
+  // queue the shorter one says whether it lies before the head or behind the tail.
   IteratorConst startAt(Index const& index) const {
-    Ptr<Member> at = head_;
-    while (at && before(at->zef_index(), index)) at = link(*at).next_;
+    Member* at = head_.get();
+    U32 const end = past();
+    bool const beforeHead = !before(index, end) && meta_.head - index < index - end;
+    if (!beforeHead) {
+      while (at != nullptr && before(at->zef_index(), index)) at = link(*at).next_.get();
+    }
     return IteratorConst(*this, at);
   }
 
@@ -140,20 +153,24 @@ class LinkQueue {
   bool before(U32 left, U32 right) const { return left - meta_.head < right - meta_.head; }
   bool queued(Ptr<Member> const& member) const { return member && find(member->zef_index()) == member; }
 
+  // The index that the next member gets: the next free one, unless the tail has taken a higher one for itself.
+  U32 past() const {
+    U32 const behindTail = tail_ == nullptr ? meta_.next : tail_->zef_index() + 1;
+    return before(meta_.next, behindTail) ? behindTail : meta_.next;
+  }
+
   void put(Index index, Ptr<Member> const& member, bool mayReplace) {
-    Member* previous = nullptr;
-    Ptr<Member> at = head_;
-    for (; at && before(at->zef_index(), index); at = link(*at).next_) previous = at.get();
+    Ptr<Member> at = startAt(index).ptr();
     if (at && at->zef_index() == index) {
       if (!mayReplace)
         throw RangeException("linkqueue index out of range", Exception::IdBitArray().add(RangeException::id));
-      Ptr<Member> const old = at;
-      at = link(*old).next_;
-      link(*old).next_ = nullptr;
-      if (tail_ == old.get()) tail_ = member.get();
-      --count_;
+      Ptr<Member> const following = link(*at).next_;
+      memberDel(*at);
+      at = following;
     }
-    if (!at) tail_ = member.get();
+    Member* const previous = at ? link(*at).previous_ : tail_;
+    (at ? link(*at).previous_ : tail_) = member.get();
+    link(*member).previous_ = previous;
     link(*member).next_ = at;
     member->zef_indexIs(index);
     (previous == nullptr ? head_ : link(*previous).next_) = member;

@@ -54,6 +54,18 @@ void PtrInterface::NotifieeConst::listedIs(bool listed) {
   }
 }
 
+void PtrInterface::NotifieeConst::isWeakReferenceIs(bool weak) {
+  if (weak == weak_) return;
+  weak_ = weak;
+  if (notifier_ == nullptr) return;
+  listedIs(registered_ || weak);
+  if (weak) {
+    notifier_->deleteReference();  // listed by now, it hears of the notifier's end
+  } else {
+    notifier_->newReference();
+  }
+}
+
 void PtrInterface::NotifieeConst::zefNotifierGone() {
   registered_ = false;
   listed_ = false;

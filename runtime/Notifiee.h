@@ -14,7 +14,7 @@ class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrI
  public:
   static constexpr U8 zefDepth = 0;
 
-  NotifieeConst() = default;
+  NotifieeConst() { flagIs(notificationActiveBit, true); }
   ~NotifieeConst() override;
 
   // Joins or leaves the notifier's list. Without a notifier there is no list to join.
@@ -48,9 +48,8 @@ class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrI
 
   U32 zef_bitSet() const { return bits_; }
   bool isRegisteredNotifiee() const { return registered_; }
-  // A weak notifiee does not keep its notifier alive, and has none once that has gone. To be said before there is a
-  // notifier.
-  void isWeakReferenceIs(bool weak) { weak_ = weak; }
+  // A weak notifiee does not keep its notifier alive, and has none once that has gone.
+  void isWeakReferenceIs(bool weak);
   AttributeId pendingAttribute() const { return pending_; }
   void pendingAttributeIs(AttributeId attribute) { pending_ = attribute; }
 

@@ -16,7 +16,8 @@ void ReactorParent::childrenZombieIs(bool on) {
 }
 
 void ReactorParent::childrenReconcile() {
-  for (ChildBase* child = first_; child != nullptr; child = child->next_) child->reconcile();
+  bool const zombie = zefIsZombie();
+  for (ChildBase* child = first_; child != nullptr && zefIsZombie() == zombie; child = child->next_) child->reconcile();
 }
 
 void StateMachine::hasNotificationActiveIs(bool on) {

@@ -27,7 +27,7 @@ class ReactorParent {
 
   void childrenActiveIs(bool on);
   void childrenZombieIs(bool on);
-  // Brings the children in line with what the notifier holds now.
+  // Brings the children in line with what the notifier holds now. It ends where a child's handler drops this parent.
   void childrenReconcile();
 
  private:
@@ -54,6 +54,19 @@ class ChildBase {
   friend class ReactorParent;
   ChildBase* next_ = nullptr;
 };
+
+// Keeps a reactor or a state machine, and all that own it, while handlers run: one of them may drop any of these. What
+// owned a zombie may have gone already, and none of its handlers runs.
+template <class R>
+auto held(R* reactor) {
+  Ptr<R> hold(reactor);
+  if constexpr (requires { reactor->owner(); }) {
+    bool const owned = hold && !hold->zefIsZombie();
+    return std::pair(std::move(hold), held(owned ? &reactor->owner() : nullptr));
+  } else {
+    return hold;
+  }
+}
 
 // Base of a state machine: an object that owns nested reactors and has no notifier of its own.
 class StateMachine : public PtrInterface, public ReactorParent {
@@ -85,7 +98,8 @@ class StateMachine : public PtrInterface, public ReactorParent {
 //
 // An onX override of a scalar begins with `if (zefOnAttribute(xAttr, nullptr)) return;`, one of a collection with
 // `if (zefOnKey(xAttr, key, &Self::onX)) return;`: true says that the notification waits and will come back. Handlers
-// run only while alive().
+// run only while alive(). A handler may drop or re-point its own reactor, and whatever owns it: what is left of the
+// walk over handlers and children ends there.
 template <class T>
 class Reactor : public T::NotifieeConst, public ReactorParent {
  public:
@@ -96,11 +110,8 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
   void start(Ptr<T const> const& notifier, ActivitySm* activity = nullptr) {
     Delivery const delivery;
     actsm_ = activity;
-    this->zefNotifierIs(notifier.get());
-    // The bit alone: registration comes after the handlers.
-    PtrInterface::hasNotificationActiveIs(true);  // NOLINT(bugprone-parent-virtual-call)
-    if (this->notifier() != nullptr) handleAll();
-    if (!alive()) return;
+    Sync const sync(*this, notifier.get());
+    if (sync.isOver()) return;
     this->isRegisteredNotifieeIs(true);
     childrenReconcile();
   }
@@ -109,13 +120,10 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
     auto const* const watched = dynamic_cast<T const*>(notifier.get());
     if (watched == this->notifier()) return;
     Delivery const delivery;
-    this->zefNotifierIs(watched);
-    if (watched != nullptr && alive()) {
-      handleAll();
-      if (!alive()) return;
-    }
+    Sync const sync(*this, watched);
+    if (sync.isOver()) return;
     childrenReconcile();
-    this->isRegisteredNotifieeIs(true);
+    if (!sync.isOver()) this->isRegisteredNotifieeIs(true);
   }
 
   virtual void handleAll() {}
@@ -128,12 +136,16 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
   virtual std::span<Slot const> slots() const { return {}; }
 
   void handleNotification(ActivityConfig* activity) override {
+    if (slots().empty()) {
+      T::NotifieeConst::handleNotification(activity);
+      return;
+    }
     AttributeId const attribute = this->pendingAttribute();
     this->pendingAttributeIs(0);
     bool const all = attribute == allAttributes || attribute == allAttributesAlso;
     for (Slot const& slot : slots()) {
       if (!all && slot.attribute != attribute) continue;
-      (this->*slot.on)();
+      guarded(*this, slot.attribute, [&] { (this->*slot.on)(); });
       if (!all) return;
       this->redispatch(actsm_);
     }
@@ -164,8 +176,9 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
  protected:
   template <class Owner>
   void react(AttributeId attribute, Owner& owner, void (Owner::*handler)()) {
-    if (this->zefOnAttribute(attribute, nullptr)) return;
-    if (alive()) (owner.*handler)();
+    if (this->zefOnAttribute(attribute, nullptr) || !alive()) return;
+    auto const hold = held(&owner);
+    (owner.*handler)();
   }
 
   // Whether the change of one member was queued, in which case the caller returns at once and is called again later.
@@ -189,6 +202,22 @@ class Reactor : public T::NotifieeConst, public ReactorParent {
   }
 
  private:
+  // The beginning of a birth and of a re-pointing: the object, and the handlers that take it in.
+  class Sync {
+   public:
+    Sync(Reactor& self, T const* watched) : self_(&self), watched_(watched), wasAlive_(self.alive()) {
+      self.zefNotifierIs(watched);
+      if (watched != nullptr && wasAlive_) self.handleAll();
+    }
+    // Whether a handler has dropped the reactor, or pointed it at another object: then that has been done to its end.
+    bool isOver() const { return self_->alive() != wasAlive_ || self_->notifier() != watched_; }
+
+   private:
+    Ptr<Reactor> self_;
+    T const* watched_;
+    bool wasAlive_;
+  };
+
   ActivitySm* actsm_ = nullptr;
 };
 
@@ -202,6 +231,37 @@ class Owned {
  private:
   Owner* owner_;
 };
+
+// A periodic task of its owner: `tick` runs whenever the clock has reached timeMin(), and arms the next one.
+template <class Owner, void (Owner::*tick)()>
+class Poller final : public Reactor<Clock>, public Owned<Owner> {
+ public:
+  using Owned<Owner>::Owned;
+  void handleAll() override { (this->owner().*tick)(); }
+  std::span<Slot const> slots() const override {
+    static constexpr Slot watched[] = {{Clock::timeAttr, &Clock::NotifieeConst::onTime}};
+    return watched;
+  }
+  void onTime() override { react(Clock::timeAttr, this->owner(), tick); }
+};
+
+// Points a child reactor at its object, which is the birth of a fresh one. A child of a zombie is born as one: it runs
+// no handler. When a handler throws, `drop` gives the child up, so that a later call makes it anew.
+template <class R, class Drop>
+void pointChild(R& child, bool fresh, Ptr<typename R::Watched const> const& input, bool zombie, Drop drop) {
+  try {
+    if (!fresh) {
+      child.notifierIs(input);
+      return;
+    }
+    child.zefMarkedForDeletionIs(zombie);
+    child.start(input);
+    if (zombie) child.zefMarkedForDeletionIs(false);  // for the caller, who marks it with all that belongs to that
+  } catch (...) {
+    drop();
+    throw;
+  }
+}
 
 // A single child reactor R, which follows one object of type R::Watched. Owner is what R is built from.
 //
@@ -226,14 +286,13 @@ class Child final : public ChildBase {
       del();
       return;
     }
-    Ptr<R> child = child_;  // a handler may drop the child that runs it
-    if (!child) {
-      child = make<R>(owner_);
-      child_ = child;
-      child->start(input);
-    } else if (child->notifier() != input.get()) {
-      child->notifierIs(input);
-    }
+    auto const hold = held(&owner_);
+    bool const fresh = !child_;
+    if (fresh) child_ = make<R>(owner_);
+    Ptr<R> const child = child_;
+    pointChild(*child, fresh, input, owner_.zefIsZombie(), [&] {
+      if (child_ == child) del();
+    });
     if (child_) child_->zefDoZombieReactors(owner_.zefIsZombie());
   }
 
@@ -283,17 +342,19 @@ class Children final : public ChildBase {
       throwRangeException(format("null _%s parameter to mutator for %s::%s not allowed\"", attribute_,
                                  owner_.classPath().charPtr(), attribute_));
     }
+    auto const hold = held(&owner_);
     Key const key = member->fwkKey();
     Ptr<R> child = map_.find(key);
-    if (!child) {
+    bool const fresh = !child;
+    if (fresh) {
       child = make<R>(owner_, key);
       map_.insert(child);
-      child->start(member);
-    } else if (child->notifier() != member.get()) {
-      child->notifierIs(member);
     }
-    // Unless a handler has dropped it.
-    if (map_.find(key) == child) child->zefDoZombieReactors(owner_.zefIsZombie());
+    auto const stands = [&] { return map_.find(key) == child; };
+    pointChild(*child, fresh, member, owner_.zefIsZombie(), [&] {
+      if (stands()) del(key);
+    });
+    if (stands()) child->zefDoZombieReactors(owner_.zefIsZombie());
     return child;
   }
   Ptr<R> del(Key const& key) {
@@ -322,14 +383,20 @@ class Children final : public ChildBase {
   }
   void reconcile() override {
     if (walk_ == nullptr) return;
+    auto const hold = held(&owner_);
+    bool const zombie = owner_.zefIsZombie();
+    unsigned const mine = ++walks_;
+    // A handler may have dropped the owner, or have begun a walk over what it now observes.
+    auto const over = [&] { return walks_ != mine || owner_.zefIsZombie() != zombie; };
     std::set<Key> present;
     if (watching()) {
       walk_(owner_, [&](Ptr<Watched const> const& member) {
+        if (over()) return;
         is(member);
         present.insert(member->fwkKey());
       });
     }
-    for (auto at = map_.iterator(); at; ++at) {
+    for (auto at = map_.iterator(); at && !over(); ++at) {
       if (!present.contains(at.key())) del(at.key());
     }
   }
@@ -346,6 +413,7 @@ class Children final : public ChildBase {
   Owner& owner_;
   char const* attribute_;
   Walk walk_;
+  unsigned walks_ = 0;
   HashMap<R, Key> map_;
 };
 

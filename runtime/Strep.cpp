@@ -68,7 +68,6 @@ void readNumber(T& value, String8::IteratorConst& at, String8::IteratorConst con
 
 String8 valueToStrep(unsigned long long value) { return format("%llu", value); }
 String8 valueToStrep(long long value) { return format("%lld", value); }
-String8 valueToStrep(bool value) { return value ? "True" : "False"; }
 String8 valueToStrep(double value) {
   std::array<char, 32> text{};  // the shortest text that is read back as the same number
   auto const result = std::to_chars(text.data(), text.data() + text.size(), value);

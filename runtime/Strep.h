@@ -37,7 +37,11 @@ String8 valueToStrep(long long value);
 inline String8 valueToStrep(U8 value) { return valueToStrep(static_cast<unsigned long long>(value)); }
 inline String8 valueToStrep(U32 value) { return valueToStrep(static_cast<unsigned long long>(value)); }
 inline String8 valueToStrep(S32 value) { return valueToStrep(static_cast<long long>(value)); }
-String8 valueToStrep(bool value);
+// No pointer is a bool: a literal is a text.
+template <std::same_as<bool> T>
+String8 valueToStrep(T value) {
+  return value ? "True" : "False";
+}
 String8 valueToStrep(double value);
 String8 valueToStrep(String8 const& value);
 template <class T>

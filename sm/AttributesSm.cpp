@@ -13,8 +13,8 @@ void refuseReinstantiation(char const* parameter, void const* given, void const*
   if (given == current) return;
   Zef::throwNameInUseException(Zef::format(
       "Reinstantiating the pointer interface where constructor parameter attribute %s has a different value of "
-      "%p than the current value of %p not allowed",
-      parameter, given, current));
+      "%s than the current value of %s not allowed",
+      parameter, Zef::valueToStrepOfRawPtr(given).charPtr(), Zef::valueToStrepOfRawPtr(current).charPtr()));
 }
 
 void AttributesSm::handleInitialized(char const* className) {

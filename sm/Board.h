@@ -66,17 +66,29 @@ class BoardReactor : public Base {
     if (this->zefOnKey(Base::Watched::sensorAttr, key, &BoardReactor::onSensor)) return;
     if (this->alive()) handlers().handleSensor(key);
   }
+  void onSensor() override {
+    if (this->alive()) handlers().handleSensor();
+  }
   void onPort(EntityMib::ParentIndex key) override {
     if (this->zefOnKey(Base::Watched::portAttr, key, &BoardReactor::onPort)) return;
     if (this->alive()) handlers().handlePort(key);
+  }
+  void onPort() override {
+    if (this->alive()) handlers().handlePort();
   }
   void onXcvrSlot(EntityMib::ParentIndex key) override {
     if (this->zefOnKey(Base::Watched::xcvrSlotAttr, key, &BoardReactor::onXcvrSlot)) return;
     if (this->alive()) handlers().handleXcvrSlot(key);
   }
+  void onXcvrSlot() override {
+    if (this->alive()) handlers().handleXcvrSlot();
+  }
   void onChip(EntityMib::ParentIndex key) override {
     if (this->zefOnKey(Base::Watched::chipAttr, key, &BoardReactor::onChip)) return;
     if (this->alive()) handlers().handleChip(key);
+  }
+  void onChip() override {
+    if (this->alive()) handlers().handleChip();
   }
 
  private:

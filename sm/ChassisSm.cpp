@@ -8,18 +8,16 @@ using EntityMib::ParentIndex;
 using ZefCardSlot = ChassisSm::ZefCardSlot;
 using ZefCard = ZefCardSlot::ZefCard;
 
-ChassisSm::ChassisSm(Root& root, Zef::Ptr<EntityMib::Chassis const> const& chassis) : SystemSm(root) {
-  construct([&] {
-    chassis_.is(chassis);
-    handlePowerSupplySlot();
-    handleFanTraySlot();
-    handleCardSlot();
-    handleCardPlane();
-    for (auto at = chassis->powerSupplySlotIteratorConst(); at; ++at) powerSupplySlotIs(at.ptr());
-    for (auto at = chassis->fanTraySlotIteratorConst(); at; ++at) fanTraySlotIs(at.ptr());
-    for (auto at = chassis->cardSlotIteratorConst(); at; ++at) cardSlotIs(at.ptr());
-    handleInitialized("ChassisSm", chassis);
-  });
+void ChassisSm::start(Zef::Ptr<EntityMib::Chassis const> const& chassis) {
+  chassis_.is(chassis);
+  handlePowerSupplySlot();
+  handleFanTraySlot();
+  handleCardSlot();
+  handleCardPlane();
+  for (auto at = chassis->powerSupplySlotIteratorConst(); at; ++at) powerSupplySlotIs(at.ptr());
+  for (auto at = chassis->fanTraySlotIteratorConst(); at; ++at) fanTraySlotIs(at.ptr());
+  for (auto at = chassis->cardSlotIteratorConst(); at; ++at) cardSlotIs(at.ptr());
+  handleInitialized("ChassisSm", chassis);
 }
 
 void ChassisSm::handleCardSlot(ParentIndex key) {

@@ -38,7 +38,10 @@ class ChassisSm final : public SystemSm, public SystemHandlers<ChassisSm> {
     Zef::Child<ZefCard, ZefCardSlot> card_;
   };
 
-  ChassisSm(Root& root, Zef::Ptr<EntityMib::Chassis const> const& chassis);
+  explicit ChassisSm(Root& root) : SystemSm(root) {}
+  // Projects the system, once. It stands apart from the constructor because transceiver slots come to hold this
+  // reactor: they must not be left with a dead one when a handler throws.
+  void start(Zef::Ptr<EntityMib::Chassis const> const& chassis);
 
   Zef::String8 classPath() const override { return "Orvane::ChassisSm"; }
   char const* kindText() const override { return "System is Chassis."; }
@@ -59,6 +62,9 @@ class ChassisSm final : public SystemSm, public SystemHandlers<ChassisSm> {
     using SystemReactor::SystemReactor;
     std::span<Slot const> slots() const override;
     void onCardSlot(EntityMib::ParentIndex key) override;
+    void onCardSlot() override {
+      if (alive()) owner().handleCardSlot();
+    }
     void onCardplane() override { react(Watched::cardplaneAttr, owner(), &ChassisSm::handleCardPlane); }
   };
 

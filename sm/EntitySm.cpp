@@ -45,7 +45,14 @@ Zef::Ptr<Sm> systemSmIs(Zef::Ptr<Sm>& held, Root& root, Zef::Ptr<Zef::ActivityCo
                         Zef::Ptr<System const> const& system) {
   if (!held || held->observed() != system.get()) {
     if (held) held->zefDoZombieReactors(true);
-    held = Zef::make<Sm>(root, system);
+    auto const made = Zef::make<Sm>(root);
+    try {
+      made->start(system);
+    } catch (...) {
+      made->zefDoZombieReactors(true);  // the reactors of transceiver slots may hold it
+      throw;
+    }
+    held = made;
   }
   held->zefFwkActivityIs(activity);
   return held;

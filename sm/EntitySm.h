@@ -63,19 +63,8 @@ class EntitySm final : public Zef::StateMachine {
     void onChassis() override { react(Watched::chassisAttr, owner(), &EntitySm::handleChassis); }
   };
 
-  class ZefPoller final : public Zef::Reactor<Zef::Clock>, public Zef::Owned<EntitySm> {
-   public:
-    using Owned::Owned;
-    void handleAll() override { owner().handleOutStandingTrap(); }
-    void onTime() override { owner().handleOutStandingTrap(); }
-  };
-
-  class ZefSensorPoller final : public Zef::Reactor<Zef::Clock>, public Zef::Owned<EntitySm> {
-   public:
-    using Owned::Owned;
-    void handleAll() override { owner().handleCheckSensorValue(); }
-    void onTime() override { owner().handleCheckSensorValue(); }
-  };
+  using ZefPoller = Zef::Poller<EntitySm, &EntitySm::handleOutStandingTrap>;
+  using ZefSensorPoller = Zef::Poller<EntitySm, &EntitySm::handleCheckSensorValue>;
 
   void forgetSensorsWithoutThresholds();
   void classifySensors();

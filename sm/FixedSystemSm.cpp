@@ -6,20 +6,18 @@ namespace Orvane {
 
 using EntityMib::ParentIndex;
 
-FixedSystemSm::FixedSystemSm(Root& root, Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem) : SystemSm(root) {
-  construct([&] {
-    fixedSystem_.is(fixedSystem);
-    handlePowerSupplySlot();
-    handleFanTraySlot();
-    handleStorageDevices();
-    handleSensor();
-    handlePort();
-    handleXcvrSlot();
-    handleChip();
-    for (auto at = fixedSystem->powerSupplySlotIteratorConst(); at; ++at) powerSupplySlotIs(at.ptr());
-    for (auto at = fixedSystem->fanTraySlotIteratorConst(); at; ++at) fanTraySlotIs(at.ptr());
-    handleInitialized("FixedSystemSm", fixedSystem);
-  });
+void FixedSystemSm::start(Zef::Ptr<EntityMib::FixedSystem const> const& fixedSystem) {
+  fixedSystem_.is(fixedSystem);
+  handlePowerSupplySlot();
+  handleFanTraySlot();
+  handleStorageDevices();
+  handleSensor();
+  handlePort();
+  handleXcvrSlot();
+  handleChip();
+  for (auto at = fixedSystem->powerSupplySlotIteratorConst(); at; ++at) powerSupplySlotIs(at.ptr());
+  for (auto at = fixedSystem->fanTraySlotIteratorConst(); at; ++at) fanTraySlotIs(at.ptr());
+  handleInitialized("FixedSystemSm", fixedSystem);
 }
 
 void FixedSystemSm::followXcvrSlot(Zef::Ptr<EntityMib::XcvrSlot const> const& slot) {

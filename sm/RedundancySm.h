@@ -52,12 +52,7 @@ class RedundancySm final : public Zef::StateMachine {
       react(Watched::peerRedundancyModeAttr, owner(), &RedundancySm::handlePeerRedundancyMode);
     }
   };
-  class ZefPoller final : public Zef::Reactor<Zef::Clock>, public Zef::Owned<RedundancySm> {
-   public:
-    using Owned::Owned;
-    void handleAll() override { owner().handlePoller(); }
-    void onTime() override { owner().handlePoller(); }
-  };
+  using ZefPoller = Zef::Poller<RedundancySm, &RedundancySm::handlePoller>;
 
   Supervisors findSupervisors() const;
   // Whether the inventory shows the supervisors that the election speaks of.

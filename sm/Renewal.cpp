@@ -52,7 +52,7 @@ Before reset(Root& root, PhysicalEntity const& row, Zef::Ptr<State> const& state
                       state->alarmStatus(),
                       state->lastChanged(),
                       static_cast<bool>(sensors.thresholdEntity(index)),
-                      root.pendingStateTrapBy(index).has_value()};
+                      static_cast<bool>(root.pendingStateTrapBy(index))};
   initialStates(*state, row.zefTypeName());
   sensors.thresholdEntityDel(index);
   return before;
@@ -106,8 +106,7 @@ void settle(Root& root, U32 index, Before const& before) {
     return;
   }
   state.lastChangedIs(before.lastChanged);
-  if (before.waited) return;
-  if (auto const waiting = root.pendingStateTrapBy(index)) root.pendingStateTrapDel(*waiting);
+  if (!before.waited) root.pendingStateTrapDelBy(index);
 }
 
 }  // namespace

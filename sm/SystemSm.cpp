@@ -11,8 +11,6 @@ using EntityMib::ParentIndex;
 
 SystemSm::SystemSm(Root& root) : root_(root) {}
 
-void SystemSm::dropXcvrSlots() { root_.xcvrSlotSmDelAll(); }
-
 // Rows.
 
 namespace {
@@ -167,7 +165,7 @@ void ZefPowerSupply::handleFan(ParentIndex key) {
 
 void ZefPowerSupply::handleFan() {
   ORVANE_ENTRY();
-  walk(notifier()->fanIteratorConst(), [this](ParentIndex key) { handleFan(key); });
+  if (notifier() != nullptr) walk(notifier()->fanIteratorConst(), [this](ParentIndex key) { handleFan(key); });
 }
 
 void ZefPowerSupply::handleSensor(ParentIndex key) {
@@ -177,7 +175,7 @@ void ZefPowerSupply::handleSensor(ParentIndex key) {
 
 void ZefPowerSupply::handleSensor() {
   ORVANE_ENTRY();
-  walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
 }
 
 // A fan tray slot, likewise.
@@ -224,7 +222,7 @@ void ZefFanTray::handleFan(ParentIndex key) {
 
 void ZefFanTray::handleFan() {
   ORVANE_ENTRY();
-  walk(notifier()->fanIteratorConst(), [this](ParentIndex key) { handleFan(key); });
+  if (notifier() != nullptr) walk(notifier()->fanIteratorConst(), [this](ParentIndex key) { handleFan(key); });
 }
 
 // A fan in either.
@@ -244,7 +242,7 @@ void FanReactor<Owner>::handleSensor(ParentIndex key) {
 template <class Owner>
 void FanReactor<Owner>::handleSensor() {
   ORVANE_ENTRY();
-  walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
 }
 
 template class FanReactor<ZefPowerSupply>;

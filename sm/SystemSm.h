@@ -24,6 +24,9 @@ class FanReactor : public Zef::Reactor<EntityMib::Fan>,
   FanReactor(Owner& owner, EntityMib::ParentIndex key) : KeyedReactor(key), Zef::Owned<Owner>(owner) {}
   void handleAll() override { handleSensor(); }
   void onSensor(EntityMib::ParentIndex key) override;
+  void onSensor() override {
+    if (alive()) handleSensor();
+  }
   void handleSensor(EntityMib::ParentIndex key);
   void handleSensor();
 };
@@ -59,7 +62,13 @@ class SystemSm : public Zef::StateMachine {
 
       void handleAll() override;
       void onFan(EntityMib::ParentIndex key) override;
+      void onFan() override {
+        if (alive()) handleFan();
+      }
       void onSensor(EntityMib::ParentIndex key) override;
+      void onSensor() override {
+        if (alive()) handleSensor();
+      }
       void handleFan(EntityMib::ParentIndex key);
       void handleFan();
       void handleSensor(EntityMib::ParentIndex key);
@@ -96,6 +105,9 @@ class SystemSm : public Zef::StateMachine {
 
       void handleAll() override { handleFan(); }
       void onFan(EntityMib::ParentIndex key) override;
+      void onFan() override {
+        if (alive()) handleFan();
+      }
       void handleFan(EntityMib::ParentIndex key);
       void handleFan();
 
@@ -150,24 +162,10 @@ class SystemSm : public Zef::StateMachine {
 
  protected:
   explicit SystemSm(Root& root);
-
-  // Runs what a construction does. When it throws, the system is gone, and so is whoever holds it already: the reactors
-  // of transceiver slots.
-  template <class Call>
-  void construct(Call&& call) {
-    try {
-      call();
-    } catch (...) {
-      dropXcvrSlots();
-      throw;
-    }
-  }
   // How every construction ends: with the rows of the system itself.
   void handleInitialized(char const* className, Zef::Ptr<EntityMib::Fru const> const& system);
 
  private:
-  void dropXcvrSlots();
-
   Root& root_;
   Mirrors<PhysicalAttributesSm> physicalAttributes_{*this};
   Mirrors<HardwareAttributesSm> hardwareAttributes_{*this};
@@ -219,6 +217,9 @@ class SystemReactor : public Zef::Reactor<System>, public Zef::Owned<Sm> {
     }
     if (this->alive()) this->owner().handlePowerSupplySlot(key);
   }
+  void onPowerSupplySlot() override {
+    if (this->alive()) this->owner().handlePowerSupplySlot();
+  }
 
   void onFanTraySlot(EntityMib::ParentIndex key) override {
     if (this->zefOnKey(System::fanTraySlotAttr, key, &SystemReactor::onFanTraySlot)) return;
@@ -228,6 +229,9 @@ class SystemReactor : public Zef::Reactor<System>, public Zef::Owned<Sm> {
       this->owner().fanTraySlotDel(key);
     }
     if (this->alive()) this->owner().handleFanTraySlot(key);
+  }
+  void onFanTraySlot() override {
+    if (this->alive()) this->owner().handleFanTraySlot();
   }
 };
 

@@ -20,7 +20,7 @@ U32 wholeSeconds(double time) { return static_cast<U32>(std::trunc(time)); }
 void Root::doAppendStateTrap(U32 index, U32 operState, U32 adminState) {
   ZEF_BLOCK_TIMER();
   // One for a row: a newer report takes the place of the older one, at the tail.
-  if (auto const waiting = pendingStateTrapBy(index)) pendingStateTrapDel(*waiting);
+  pendingStateTrapDelBy(index);
   ORVANE_TRACE(9) << objectText(*this) << "::doAppendStateTrap( " << index << " )";
   auto const physEntity = entityMib()->physicalEntity(index);
   if (!physEntity) Zef::assertionFailed("physEntity", "OrvaneSm", __LINE__, __PRETTY_FUNCTION__);

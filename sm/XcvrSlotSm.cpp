@@ -80,7 +80,7 @@ void ZefXcvr::handleSensor(ParentIndex key) {
 
 void ZefXcvr::handleSensor() {
   ORVANE_ENTRY();
-  walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
 }
 
 void ZefXcvr::handleLane(ParentIndex key) {
@@ -90,7 +90,7 @@ void ZefXcvr::handleLane(ParentIndex key) {
 
 void ZefXcvr::handleLane() {
   ORVANE_ENTRY();
-  walk(notifier()->laneIteratorConst(), [this](ParentIndex key) { handleLane(key); });
+  if (notifier() != nullptr) walk(notifier()->laneIteratorConst(), [this](ParentIndex key) { handleLane(key); });
 }
 
 void ZefLane::onSensor(ParentIndex key) {
@@ -106,7 +106,7 @@ void ZefLane::handleSensor(ParentIndex key) {
 
 void ZefLane::handleSensor() {
   ORVANE_ENTRY();
-  walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
 }
 
 }  // namespace Orvane

@@ -23,6 +23,9 @@ class XcvrSlotSm final : public Zef::StateMachine, public Zef::HashMapLink {
       ZefLane(ZefXcvr& owner, EntityMib::ParentIndex key) : KeyedReactor(key), Owned(owner) {}
       void handleAll() override { handleSensor(); }
       void onSensor(EntityMib::ParentIndex key) override;
+      void onSensor() override {
+        if (alive()) handleSensor();
+      }
       void handleSensor(EntityMib::ParentIndex key);
       void handleSensor();
     };
@@ -32,7 +35,13 @@ class XcvrSlotSm final : public Zef::StateMachine, public Zef::HashMapLink {
 
     void handleAll() override;
     void onSensor(EntityMib::ParentIndex key) override;
+    void onSensor() override {
+      if (alive()) handleSensor();
+    }
     void onLane(EntityMib::ParentIndex key) override;
+    void onLane() override {
+      if (alive()) handleLane();
+    }
     void handleSensor(EntityMib::ParentIndex key);
     void handleSensor();
     void handleLane(EntityMib::ParentIndex key);

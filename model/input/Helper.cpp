@@ -131,8 +131,9 @@ U32 indexAt(Place const& place, PhysicalEntity const* parent, unsigned key, U32 
   return start + place.offset + role * roleStride + key * place.stride;
 }
 
+// Null for a null entity.
 PhysicalEntity const* physicalParent(Zef::Entity const* entity) {
-  return dynamic_cast<PhysicalEntity const*>(entity->parent().get());
+  return entity == nullptr ? nullptr : dynamic_cast<PhysicalEntity const*>(entity->parent().get());
 }
 
 bool givesItsLabel(PhysicalEntity const* entity) {

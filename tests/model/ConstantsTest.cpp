@@ -280,7 +280,7 @@ TEST(Constants, TheHelperIsMadeOnFirstUse) {
   Ptr<EntityMib::Helper> const helper = own->helperIs();
   ASSERT_TRUE(helper);
   EXPECT_EQ(own->helperIs(), helper);
-  own->helperDel();
+  EXPECT_EQ(own->helperDel(), helper);
   EXPECT_FALSE(own->helper());
 }
 
@@ -329,6 +329,14 @@ TEST(Constants, VirtualContainers) {
     EXPECT_EQ(info.index, make<EntityMib::Helper>()->physicalIndex(row.entity, row.collection, 0, "") + 1000000000U)
         << row.collection;
   }
+  // A word or a parent without a place, and no parent at all.
+  for (Row const& row : {Row{fixed, "Volume", "", ""}, Row{make<EntityMib::Card>("card"), "Port", "PortContainer", ""},
+                         Row{nullptr, "Chip", "ChipContainer", ""}}) {
+    Orvane::VirtualContainer const info = constants().virtualContainerInfo(row.entity, row.collection);
+    EXPECT_EQ(text(info.name), row.name);
+    EXPECT_EQ(info.index, 1000000000U) << row.collection;
+  }
+  EXPECT_EQ(text(constants().cardName(nullptr) + constants().cardNameFromComponentName(nullptr)), "");
 }
 
 }  // namespace

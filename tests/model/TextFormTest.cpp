@@ -37,6 +37,8 @@ TEST(TextForm, IsWrittenFieldByField) {
   threshold.voltage.highAlarm = 3.5;
   EXPECT_NE(valueToStrep(threshold).view().find("'voltage': Value('Xcvr::DomLimits', ** {'highAlarm': 3.5, "),
             std::string_view::npos);
+  EXPECT_EQ(Zef::valueToStrep("literal"), "'literal'");
+  EXPECT_EQ(Zef::valueToStrep(true), "True");
   std::ostringstream stream;
   stream << ContainsEntry{3, 4};
   EXPECT_EQ(stream.str(), valueToStrep(ContainsEntry{3, 4}).view());

@@ -188,6 +188,19 @@ TEST_F(Clocks, AnExceptionOutOfATickLeavesTheRestServed) {
   auto const b = timer("b", 1002.0);
   a->deed = [](Timer&) { throw Zef::RangeException("no"); };
   EXPECT_EQ(runAt(1010.0), (Lines{"a", "b"}));
+  EXPECT_EQ(clock_->timeMin(), 1010.0 + Clock::retryInterval) << "the next tick comes";
+  {
+    Zef::Batch const batch;
+    EXPECT_EQ(runAt(1020.0), Lines());
+  }
+  EXPECT_EQ(log_, (Lines{"a"}));
+  EXPECT_EQ(clock_->timeMin(), 1020.0 + Clock::retryInterval) << "after one that waited too";
+  a->deed = [](Timer& self) {
+    self.timeMinIs(1100.0);
+    throw Zef::RangeException("no");
+  };
+  runAt(1030.0);
+  EXPECT_EQ(clock_->timeMin(), 1100.0) << "it had said when";
 }
 
 TEST_F(Clocks, ATickWithinABatchComesAtItsEnd) {

@@ -256,20 +256,22 @@ TEST(Notifiees, KeepTheirNotifierUnlessTheyAreWeak) {
   ShelfListener silent("silent", log);  // never registered
   for (auto* notifiee : {&weak, &suspended, &silent}) notifiee->isWeakReferenceIs(true);
   silent.notifierIs(shelf);
-  for (auto* notifiee : {&strong, &weak, &suspended}) {
-    notifiee->PtrInterface::hasNotificationActiveIs(true);
-    notifiee->follow(shelf);
-  }
+  ShelfListener late("late", log);  // says so only now
+  for (auto* notifiee : {&strong, &weak, &suspended, &late}) notifiee->follow(shelf);
+  EXPECT_EQ(shelf->word(), 3U);
+  late.isWeakReferenceIs(true);
+  strong.isWeakReferenceIs(true);
+  strong.isWeakReferenceIs(false);
   EXPECT_EQ(shelf->word(), 2U);
   suspended.hasNotificationActiveIs(false);
   shelf->levelIs(1);
-  EXPECT_EQ(take(log), (Lines{"strong level", "weak level"}));
+  EXPECT_EQ(take(log), (Lines{"strong level", "weak level", "late level"}));
   shelf = nullptr;
   EXPECT_EQ(strong.notifier()->level(), 1);
   EXPECT_EQ(log, Lines());
   strong.notifierIs(nullptr);
-  EXPECT_EQ(log, (Lines{"weak zeroReferences"}));
-  for (auto* notifiee : {&weak, &suspended, &silent}) {
+  EXPECT_EQ(log, (Lines{"weak zeroReferences", "late zeroReferences"}));
+  for (auto* notifiee : {&weak, &suspended, &silent, &late}) {
     EXPECT_EQ(notifiee->notifier(), nullptr);
     EXPECT_FALSE(notifiee->isRegisteredNotifiee());
     notifiee->hasNotificationActiveIs(true);
@@ -361,8 +363,44 @@ TEST(Deferral, OnePendingIdTurnsIntoAllAttributes) {
     EXPECT_EQ(a->pendingAttribute(), Zef::allAttributes);
     EXPECT_EQ(Zef::ActivitySm::process().pendingCount(), 1U);
   }
-  EXPECT_EQ(log, (Lines{"a level 2", "a done", "a sign 2", "a done"})) << "in the order of declaration";
+  EXPECT_EQ(take(log), (Lines{"a level 2", "a done", "a sign 2", "a done"})) << "in the order of declaration";
   EXPECT_EQ(a->pendingAttribute(), 0);
+  a->deed = [] { throw std::runtime_error("no"); };
+  {
+    Zef::Batch const batch;
+    shelf->signIs(3);
+    shelf->levelIs(3);
+  }
+  EXPECT_EQ(log, (Lines{"a level 3", "a exception 258", "a sign 3", "a done"})) << "one that throws is alone in that";
+}
+
+TEST(Deferral, WhatNoHandlerTakesEndsInTheDefault) {
+  class Plain final : public Zef::Reactor<Shelf> {
+   public:
+    explicit Plain(bool hasSlots) : hasSlots_(hasSlots) {}
+    std::span<Slot const> slots() const override {
+      static Slot const all[] = {{Shelf::levelAttr, &Shelf::NotifieeConst::onLevel}};
+      return hasSlots_ ? std::span<Slot const>(all) : std::span<Slot const>();
+    }
+    void handleDefault(Zef::ActivityConfig* /*activity*/, Zef::AttributeId attribute, bool flag) override {
+      said.emplace_back(attribute, flag);
+    }
+    std::vector<std::pair<Zef::AttributeId, bool>> said;
+
+   private:
+    bool hasSlots_;
+  };
+  Plain withSlots(true);
+  Plain without(false);
+  for (Plain* plain : {&withSlots, &without}) {
+    for (Zef::AttributeId const pending : {Zef::allAttributes, Zef::allAttributesAlso, Shelf::lidAttr}) {
+      plain->pendingAttributeIs(pending);
+      plain->handleNotification(nullptr);
+    }
+  }
+  using Said = decltype(withSlots.said);
+  EXPECT_EQ(withSlots.said, (Said{{-1, false}, {-2, false}, {Shelf::lidAttr, true}}));
+  EXPECT_EQ(without.said, (Said{{-1, true}, {-2, false}, {Shelf::lidAttr, false}}));
 }
 
 TEST(Deferral, BetweenTwoOfAllAttributesRunsWhatIsPending) {

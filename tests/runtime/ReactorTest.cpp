@@ -349,41 +349,110 @@ TEST_F(Reactors, AQueuedNotificationThatReachesADroppedChildRunsNothing) {
   }
 }
 
-TEST_F(Reactors, AHandlerMayDropItsOwnReactor) {
+TEST_F(Reactors, AHandlerMayDropItsOwnReactorAndItsMachine) {
   struct Case {
     char const* line;
     std::function<void()> cause;
   };
   auto const next = stocked("t");
   next->levelIs(50);
-  for (Case const& c :
-       {Case{"level 0", [&] { machine_->shelf_.is(shelf_); }}, Case{"colour 7", [&] { machine_->shelf_.is(shelf_); }},
-        Case{"b weighs 0", [&] { machine_->shelf_.is(shelf_); }},
-        Case{"level 50",
-             [&] {
-               machine_->shelf_.is(shelf_);
-               machine_->shelf_.is(next);
-             }},
-        Case{"level 9",
-             [&] {
-               machine_->shelf_.is(shelf_);
-               shelf_->levelIs(9);
-             }},
-        Case{"box c", [&] {
-               machine_->shelf_.is(shelf_);
-               shelf_->newBox("c");
-             }}}) {
-    SCOPED_TRACE(c.line);
-    machine_->deeds[c.line] = [&] { machine_->shelf_.del(); };
-    c.cause();
-    EXPECT_FALSE(machine_->deeds[c.line]) << "it came to that";
-    EXPECT_FALSE(machine_->shelf_);
+  for (Case const& c : std::vector<Case>{Case{"level 0", [&] { machine_->shelf_.is(shelf_); }},
+                                         Case{"colour 7", [&] { machine_->shelf_.is(shelf_); }},
+                                         Case{"b weighs 0", [&] { machine_->shelf_.is(shelf_); }},
+                                         Case{"level 50",
+                                              [&] {
+                                                machine_->shelf_.is(shelf_);
+                                                machine_->shelf_.is(next);
+                                              }},
+                                         Case{"level 9",
+                                              [&] {
+                                                machine_->shelf_.is(shelf_);
+                                                shelf_->levelIs(9);
+                                              }},
+                                         Case{"box c",
+                                              [&] {
+                                                machine_->shelf_.is(shelf_);
+                                                shelf_->newBox("c");
+                                              }},
+                                         Case{"c weighs 0", [&] {
+                                                machine_->shelf_.is(shelf_);
+                                                shelf_->newBox("c");
+                                              }}}) {
+    for (bool const all : {false, true}) {
+      SCOPED_TRACE(testing::Message() << c.line << (all ? " drops the machine" : " drops the reactor"));
+      bool done = false;
+      machine_->deeds[c.line] = [&] {
+        done = true;
+        if (all) {
+          machine_ = make<Stocktaking>();
+        } else {
+          machine_->shelf_.del();
+        }
+      };
+      c.cause();
+      EXPECT_TRUE(done);
+      EXPECT_FALSE(machine_->shelf_);
+      machine_->take();
+      EXPECT_EQ(poke(), Lines());
+      EXPECT_TRUE(shelf_->notifiees().empty());
+      EXPECT_TRUE(next->notifiees().empty());
+      machine_->deeds.clear();
+      shelf_ = stocked("s");
+    }
+  }
+}
+
+TEST_F(Reactors, AHandlerMayPointItsReactorAtAnotherObject) {
+  for (char const* line : {"level 0", "colour 7", "a weighs 0"}) {
+    SCOPED_TRACE(line);
+    auto const next = stocked("t");
+    next->boxDel("a");
+    next->newBox("c");
+    machine_->deeds[line] = [&] { machine_->shelf_.is(next); };
+    machine_->shelf_.is(shelf_);
     machine_->take();
-    EXPECT_EQ(poke(), Lines());
+    EXPECT_EQ(reactor().box_.count(), 2U);
+    EXPECT_EQ(poke(), Lines()) << "the walk over the old object ended";
     EXPECT_TRUE(shelf_->notifiees().empty());
-    machine_->deeds.clear();
+    shelf_ = next;
+    EXPECT_EQ(poke(), (Lines{"level 1", "colour 1", "c weighs 1", "b weighs 1"}));
+    machine_ = make<Stocktaking>();
     shelf_ = stocked("s");
   }
+}
+
+TEST_F(Reactors, AChildThatThrewIsMadeAnewLater) {
+  auto const fail = [] { throw std::runtime_error("no"); };
+  machine_->deeds["b weighs 0"] = fail;
+  EXPECT_THROW(machine_->shelf_.is(shelf_), std::runtime_error);
+  EXPECT_FALSE(machine_->shelf_) << "half of it would be there";
+  EXPECT_TRUE(shelf_->notifiees().empty());
+  start();
+  for (char const* what : {"pointed at another object", "born"}) {
+    SCOPED_TRACE(what);
+    machine_->deeds["a weighs 0"] = fail;
+    machine_->deeds["colour 0"] = fail;
+    shelf_->newBox("a");
+    shelf_->lidIs(make<Lid>("lid"));
+    EXPECT_FALSE(reactor().box_.find("a"));
+    EXPECT_FALSE(reactor().lid_);
+    machine_->take();
+    shelf_->newBox("a");
+    shelf_->lidIs(make<Lid>("lid"));
+    EXPECT_EQ(machine_->take(), (Lines{"box a", "a weighs 0", "lid", "colour 0"}));
+    shelf_->boxDel("a");
+    shelf_->lidIs(nullptr);
+  }
+}
+
+TEST_F(Reactors, NoHandlerRunsBelowAZombie) {
+  start();
+  machine_->deeds["box c"] = [&] { machine_->zefDoZombieReactors(true); };
+  shelf_->newBox("c");
+  EXPECT_EQ(machine_->take(), (Lines{"box c"}));
+  ASSERT_TRUE(reactor().box_.find("c"));
+  machine_->zefDoZombieReactors(false);
+  EXPECT_EQ(poke(), (Lines{"level 1", "colour 1", "a weighs 1", "c weighs 1", "b weighs 1"}));
 }
 
 TEST_F(Reactors, AChildThatItsOwnHandlerDropsStaysDropped) {

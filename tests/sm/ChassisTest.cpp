@@ -295,7 +295,8 @@ TEST_F(Transceivers, KeepTheirMirrorsInTheSystemThatTheyStandIn) {
     bench.root->xcvrSlotSmIs(nullptr, bench.root, Zef::Ptr<EntityMib::XcvrSlot const>(&xcvrSlot()), nullptr, nullptr);
     FAIL();
   } catch (Zef::NameInUseException const& refusal) {
-    EXPECT_THAT(refusal.what(), HasSubstr("attribute _chassisSm has a different value of"));
+    EXPECT_THAT(refusal.what(),
+                HasSubstr("attribute _chassisSm has a different value of None than the current value of 0x"));
   }
   bench.status->chassisIs(nullptr);
   bench.publishSystem();
@@ -306,6 +307,35 @@ TEST_F(Transceivers, KeepTheirMirrorsInTheSystemThatTheyStandIn) {
   EXPECT_EQ(bench.systemSm().mirrorCount(), mirrors + 3 + 2 + 2 + 2);
   onFixed->xcvrIs(nullptr);
   EXPECT_EQ(bench.systemSm().mirrorCount(), mirrors);
+}
+
+// The whole-collection forms of reactions are the walks; reactors that have no input yet find nothing to walk over.
+TEST_F(Transceivers, AMissingInputHasNoMembers) {
+  auto const slotSm = bench.root->xcvrSlotSm(xcvrSlot().physicalIndex());
+  auto const xcvr = Zef::make<XcvrSlotSm::ZefXcvr>(*slotSm);
+  auto const lane = Zef::make<XcvrSlotSm::ZefXcvr::ZefLane>(*xcvr, ParentIndex(1));
+  auto const supplySlot = Zef::make<SystemSm::ZefPowerSupplySlot>(chassisSm(), ParentIndex(1));
+  auto const supply = Zef::make<SystemSm::ZefPowerSupplySlot::ZefPowerSupply>(*supplySlot);
+  auto const fan = Zef::make<FanReactor<SystemSm::ZefPowerSupplySlot::ZefPowerSupply>>(*supply, ParentIndex(1));
+  auto const traySlot = Zef::make<SystemSm::ZefFanTraySlot>(chassisSm(), ParentIndex(1));
+  auto const tray = Zef::make<SystemSm::ZefFanTraySlot::ZefFanTray>(*traySlot);
+  auto const cardSlot = Zef::make<ChassisSm::ZefCardSlot>(chassisSm(), ParentIndex(1));
+  auto const card = Zef::make<ChassisSm::ZefCardSlot::ZefCard>(*cardSlot);
+  auto const before = bench.rows();
+  Tracing tracing(1U << 8U);
+  xcvr->onSensor();
+  xcvr->onLane();
+  lane->onSensor();
+  supply->onFan();
+  supply->onSensor();
+  fan->onSensor();
+  tray->onFan();
+  card->onChip();
+  EXPECT_THAT(tracing.take(), ElementsAre(HasSubstr("Xcvr::handleSensor()"), HasSubstr("Xcvr::handleLane()"),
+                                          HasSubstr("Lane::handleSensor()"), HasSubstr("Supply::handleFan()"),
+                                          HasSubstr("Supply::handleSensor()"), HasSubstr("::handleSensor()"),
+                                          HasSubstr("Tray::handleFan()"), HasSubstr("Card::handleChip()")));
+  EXPECT_THAT(bench.rows(), ElementsAreArray(before));
 }
 
 TEST_F(Transceivers, TakeThresholdsFromTheStatus) {

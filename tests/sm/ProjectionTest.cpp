@@ -396,6 +396,26 @@ TEST_F(Projection, EqualsAFreshProjectionAfterRandomChanges) {
   }
 }
 
+TEST(Start, ASystemWhoseProjectionThrowsLeavesNothingBehindThatIsDead) {
+  Bench bench;
+  bench.start();
+  auto const system = Zef::make<EntityMib::FixedSystem>("fixedSystem");
+  for (U32 const key : {1U, 2U}) system->newXcvrSlot(ParentIndex(key));
+  {
+    Zef::Batch const batch;
+    bench.status->fixedSystemIs(system);  // gives the slots their place
+    // Stands in the way of the second slot's reactor; the first one's holds the system's by then.
+    for (auto at = system->xcvrSlotIteratorConst(); at; ++at) {
+      if (at.key() != system->xcvrSlotIteratorConst().key())
+        bench.root->xcvrSlotSmIs(nullptr, bench.root, at.ptr(), nullptr, nullptr);
+    }
+  }
+  EXPECT_FALSE(bench.root->entitySm()->fixedSystemSm());
+  ASSERT_EQ(bench.root->xcvrSlotSmCount(), 2U);
+  auto const slot = bench.root->xcvrSlotSm(system->xcvrSlotIteratorConst()->physicalIndex());
+  EXPECT_TRUE(slot->fixedSystemSm()->zefIsZombie());
+}
+
 TEST(Start, WaitsForASystem) {
   Bench bench;
   bench.start();

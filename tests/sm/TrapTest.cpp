@@ -103,6 +103,18 @@ TEST_F(Traps, SpeakOfARowOnceWithItsLastState) {
   EXPECT_DEATH(bench.root->doAppendStateTrap(999999, 3, 4), "physEntity");
 }
 
+TEST_F(Traps, ATickWithinABatchComesAtItsEnd) {
+  startWith(1);
+  passTick();
+  report(0, 3);
+  {
+    Zef::Batch const batch;
+    bench.pass(60);
+    EXPECT_THAT(takeIndexes(), IsEmpty());
+  }
+  EXPECT_THAT(takeIndexes(), ElementsAre(firstPort));
+}
+
 // entConfigChange waits for more than six quiet seconds, goes first, and takes one place of the tick.
 TEST_F(Traps, AnnounceTheConfigurationFirstOnceItIsQuiet) {
   startWith(30);
