@@ -1,6 +1,7 @@
 #include "host/publishers/FilePublisher.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,7 +14,7 @@ namespace Host {
 namespace {
 
 // A hundred thousand parts take some twenty megabytes; far more is no description of a switch.
-constexpr off_t largest = off_t{256} << 20U;
+constexpr off_t largest = off_t{64} << 20U;
 
 class Descriptor {
  public:
@@ -37,7 +38,7 @@ std::string contents(std::filesystem::path const& path) {
   struct stat status {};
   if (file.get() < 0 || fstat(file.get(), &status) != 0) refuseErrno();
   if (!S_ISREG(status.st_mode)) throw InventoryError("", "not a regular file");
-  if (status.st_size > largest) throw InventoryError("", "larger than 256 MiB");
+  if (status.st_size > largest) throw InventoryError("", "larger than 64 MiB");
   std::string text(static_cast<std::size_t>(status.st_size), '\0');
   std::size_t filled = 0;
   while (filled < text.size()) {
@@ -66,11 +67,15 @@ FilePublisher::FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock,
 }
 
 void FilePublisher::read() {
+  // What a version takes while it is read is many times what stays of it, and would stay with the agent.
+  struct GivenBack {
+    ~GivenBack() { malloc_trim(0); }
+  } const givenBack;
   Zef::Ptr<Zef::Dir> wanted;
   try {
     wanted = readInventory(contents(file_), types_);
-  } catch (InventoryError const& error) {
-    log_(Severity::error, "refused " + file_.string() + ": " + error.what());
+  } catch (...) {
+    log_(Severity::error, "refused " + file_.string() + ": " + reasonCaught());
     return;
   }
   // The hardware before its statuses: some of these find their part only when they come behind it.

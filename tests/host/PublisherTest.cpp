@@ -46,7 +46,7 @@ struct Publisher : testing::Test {
 
   void publish() {
     publisher = std::make_unique<Host::FilePublisher>(
-        loop, clock, live, Host::inputTypes(), file,
+        loop, clock, live, types, file,
         [this](Host::Severity severity, std::string const& line) { log.emplace_back(severity, line); },
         [this] { ++published; });
   }
@@ -82,6 +82,7 @@ struct Publisher : testing::Test {
   HandLoop loop;
   Zef::Ptr<Zef::Clock> const clock = Zef::make<Zef::Clock>("clock");
   Zef::Ptr<Zef::Dir> const live = read("{}");
+  Host::EntityTypes types = Host::inputTypes();
   std::vector<std::pair<Host::Severity, std::string>> log;
   std::unique_ptr<Host::FilePublisher> publisher;
   int published = 0;
@@ -152,7 +153,28 @@ TEST_F(Publisher, FollowsSymbolicLinks) {
   EXPECT_EQ(label(), "edited where it lies");
 }
 
+// Entities of this type cannot be made.
+class Failing : public Zef::ZefType {
+ public:
+  explicit Failing(std::function<void()> fail)
+      : ZefType({"Failing", nullptr, Kind::entity, {}, {}}), fail_(std::move(fail)) {}
+  Zef::Ptr<Zef::PtrInterface> newObject(Zef::Name const& /*name*/) const override {
+    fail_();
+    return nullptr;
+  }
+
+ private:
+  std::function<void()> fail_;
+};
+
 TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
+  auto const failing = [&](Failing const& type) {
+    types["redundancy/election"] = &type;
+    write(file, R"({"redundancy": {"election": {}}})");
+  };
+  Failing const memory([] { throw std::bad_alloc(); });
+  Failing const other([] { throw std::logic_error("of another class"); });
+  Failing const none([] { throw 7; });
   write(file, everything);
   publish();
   ASSERT_EQ(said(), took());
@@ -166,6 +188,9 @@ TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
       {[&] { write(file, std::string(everything).substr(0, 1000)); }, "syntax error"},
       {[&] { write(file, R"({"status": {}, "tempStatus": {"tempSensors": {}}})"); },
        "tempStatus.tempSensors: no such attribute"},
+      {[&] { failing(memory); }, "redundancy.election: not enough memory"},
+      {[&] { failing(other); }, "redundancy.election: of another class"},
+      {[&] { failing(none); }, "redundancy.election: an error without words"},
       {[&] { fs::remove(file); }, "No such file or directory"},
       {[&] { fs::create_directory(file); }, "not a regular file"},
       {[&] {
@@ -176,9 +201,9 @@ TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
       {[&] {
          fs::remove(file);
          write(file, "");
-         fs::resize_file(file, 1ULL << 40U);
+         fs::resize_file(file, (64U << 20U) + 1U);
        },
-       "larger than"},
+       "larger than 64 MiB"},
   };
   for (auto const& each : cases) {
     each.spoil();
