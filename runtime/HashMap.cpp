@@ -53,13 +53,24 @@ void HashMapGeneric::memberDelG(VTable const& table, HashMapLink* member) {
   maybeShrinkG(table);
 }
 
-std::vector<HashMapLink*> HashMapGeneric::emptyAllBucketsG() {
-  std::vector<HashMapLink*> chains(fewestBuckets);
-  chains.swap(buckets_);
+HashMapLink* HashMapGeneric::emptyAllBucketsG() {
+  HashMapLink* first = nullptr;
+  HashMapLink* last = nullptr;
+  for (HashMapLink* const chain : buckets_) {
+    if (chain == nullptr) continue;
+    if (last == nullptr) {
+      first = chain;
+    } else {
+      last->fwkHmNextIs(chain);
+    }
+    for (last = chain; last->fwkHmNext() != nullptr;) last = last->fwkHmNext();
+  }
+  buckets_.resize(fewestBuckets);
+  buckets_[0] = nullptr;
   shift_ = 32;
   count_ = 0;
   ++version_;
-  return chains;
+  return first;
 }
 
 HashMapLink* HashMapGeneric::findNextBucketG(unsigned& bucket) const {

@@ -72,8 +72,9 @@ class HashMapGeneric {
   void memberDelG(VTable const& table, HashMapLink* member);
   // The member that follows the key in hash order; `bucket` becomes its bucket. A null member: none follows.
   HashMapLink* findNextG(VTable const& table, U32 hash, void const* key, unsigned& bucket) const;
-  // Empties the map and hands its chains to the caller.
-  std::vector<HashMapLink*> emptyAllBucketsG();
+  // Empties the map and hands its members to the caller, as one chain. It takes no memory: a map also ends when there
+  // is none left.
+  HashMapLink* emptyAllBucketsG();
   // The head of the first chain at or behind `bucket` that has one.
   HashMapLink* findNextBucketG(unsigned& bucket) const;
 
@@ -125,12 +126,10 @@ class HashMap : public HashMapGeneric {
   }
 
   void deleteAll() {
-    for (HashMapLink* at : emptyAllBucketsG()) {
-      while (at != nullptr) {
-        Ptr<Member> const member = Ptr<Member>::adopt(memberOf(at));
-        at = at->fwkHmNext();
-        member->fwkHmNextIs(nullptr);
-      }
+    for (HashMapLink* at = emptyAllBucketsG(); at != nullptr;) {
+      Ptr<Member> const member = Ptr<Member>::adopt(memberOf(at));
+      at = at->fwkHmNext();
+      member->fwkHmNextIs(nullptr);
     }
   }
 

@@ -139,7 +139,10 @@ class Builder final : public nlohmann::json_sax<json> {
     throw InventoryError(position(text_, byte), reasonOf(error));
   }
 
-  [[noreturn]] void refuse(std::string const& reason) const { throw InventoryError(place(), reason); }
+  [[noreturn]] void refuse(std::string const& reason) const {
+    std::vector<char>().swap(spare_);
+    throw InventoryError(place(), reason);
+  }
 
  private:
   // Where the parser is: at the last key of each object that has not ended.
@@ -177,6 +180,7 @@ class Builder final : public nlohmann::json_sax<json> {
   Node document_;
   std::vector<Node*> open_;  // the objects and lists that have not ended; each stays where it is until then
   std::size_t values_ = 0;
+  mutable std::vector<char> spare_ = std::vector<char>(16'384);  // to refuse with, when there is no memory left
 };
 
 char const* kindOf(Node const& node) {

@@ -1,8 +1,10 @@
 #include "host/publishers/OneSwitch.h"
 
+#include <algorithm>
 #include <cctype>
 #include <string>
-#include <unordered_map>
+#include <tuple>
+#include <vector>
 
 #include "host/publishers/Inventory.h"
 #include "model/Constants.h"
@@ -26,26 +28,8 @@ std::string placeOf(PhysicalEntity const& part) {
   return key == 0 ? place : place + "." + std::to_string(key);
 }
 
-// The name spaces of rows. A fan has one besides: what counts of its name is what finds its sensor.
-enum class Space : char { component = 'c', card = 'l', xcvr = 'x', fanSensor = 'f' };
-
-class Names {
- public:
-  void enterAll(Zef::Entity const& owner);
-
- private:
-  struct Holder {
-    PhysicalEntity const* part;
-    bool isMeant;
-  };
-
-  void enter(PhysicalEntity const& part);
-  // Null, unless another part has the name and a record can mean one of the two.
-  PhysicalEntity const* rival(Space space, String8 const& name, Holder const& holder);
-
-  EntityMib::Helper const helper_;
-  std::unordered_map<std::string, Holder> holders_;
-};
+// The name spaces of rows. A fan has one besides: what finds its sensor is not all of its name.
+enum class Space { component, card, xcvr, fanSensor };
 
 // Whether a record can mean a part of that name. An interface's begins with a letter, and a sensor has readings by its
 // tag. All others are rows and nothing more, as what has no tag is: they may share a name.
@@ -58,38 +42,94 @@ bool canBeMeant(PhysicalEntity const& part, Space space, String8 const& name) {
   return (type == EntityMib::Fan::_fwkType() || type == EntityMib::PowerSupply::_fwkType()) && !part.tag().empty();
 }
 
-void Names::enterAll(Zef::Entity const& owner) {
-  Zef::forEachChild(owner, [this](Zef::Entity& child, Zef::ZefAttr const& /*attribute*/, String8 const& /*key*/) {
-    if (auto const* part = dynamic_cast<PhysicalEntity const*>(&child)) enter(*part);
-    enterAll(child);
-  });
+class Names {
+ public:
+  // The object, when it is a part, and all that it owns.
+  void enterAll(Zef::PtrInterface const& object);
+  void requireDifferent();
+
+ private:
+  // Names are made again for the few whose hashes are equal: to keep a hundred thousand of them costs more.
+  struct Entry {
+    Space space;
+    U32 hash;
+    bool isMeant;
+    PhysicalEntity const* part;
+
+    auto order() const { return std::tie(space, hash); }
+  };
+  using At = std::vector<Entry>::const_iterator;
+
+  void enter(PhysicalEntity const& part);
+  String8 nameOf(PhysicalEntity const& part, Space space) const;
+  // Those between them have equal hashes.
+  void requireDifferent(At begin, At end) const;
+
+  EntityMib::Helper const helper_;
+  std::vector<Entry> entries_;
+};
+
+void Names::enterAll(Zef::PtrInterface const& object) {
+  if (auto const* part = dynamic_cast<PhysicalEntity const*>(&object)) enter(*part);
+  for (Zef::ZefAttr const* attribute : object.fwkType()->allAttributes()) {
+    if (attribute->kind() == Zef::ZefAttr::Kind::entity) {
+      if (auto const child = attribute->child(object)) enterAll(*child);
+    } else if (attribute->kind() == Zef::ZefAttr::Kind::collection) {
+      for (auto at = attribute->walk(object); at->more(); at->advance()) {
+        enterAll(**at->value().get<Zef::Ptr<Zef::PtrInterface>>());
+      }
+    }
+  }
 }
 
-// Under the name by which Orvane::Root knows the row.
 void Names::enter(PhysicalEntity const& part) {
-  if (part.fwkType() == EntityMib::StorageDevices::_fwkType()) return;  // has no row
-  bool const isCard = part.fwkType() == EntityMib::Card::_fwkType();
-  Space const space = part.tag() == "Xcvr" ? Space::xcvr : isCard ? Space::card : Space::component;
-  auto const* const fru = dynamic_cast<EntityMib::Fru const*>(&part);
-  String8 const name = space == Space::xcvr && fru != nullptr && !fru->alias().empty() ? fru->alias()
-                       : isCard ? Orvane::constantsFactory()->cardName(&part)
-                                : helper_.componentName(&part);
-  Holder const holder{&part, canBeMeant(part, space, name)};
-  if (auto const* other = rival(space, name, holder)) {
-    throw InventoryError(placeOf(part),
-                         std::string("its name is ") + name.charPtr() + ", as is that of " + placeOf(*other));
-  }
-  if (part.fwkType() != EntityMib::Fan::_fwkType() || !holder.isMeant) return;
-  String8 const sensor = Orvane::fanSensorName(name);
-  if (auto const* other = rival(Space::fanSensor, sensor, holder)) {
-    throw InventoryError(placeOf(part), std::string("its name is ") + name.charPtr() + ", so that " + sensor.charPtr() +
-                                            " would show its speed and that of " + placeOf(*other));
+  Zef::ZefType const* const type = part.fwkType();
+  if (type == EntityMib::StorageDevices::_fwkType()) return;  // has no row
+  Space const space = part.tag() == "Xcvr"                  ? Space::xcvr
+                      : type == EntityMib::Card::_fwkType() ? Space::card
+                                                            : Space::component;
+  String8 const name = nameOf(part, space);
+  bool const isMeant = canBeMeant(part, space, name);
+  entries_.push_back({space, name.hash(), isMeant, &part});
+  if (type == EntityMib::Fan::_fwkType() && isMeant) {
+    entries_.push_back({Space::fanSensor, Orvane::fanSensorName(name).hash(), true, &part});
   }
 }
 
-PhysicalEntity const* Names::rival(Space space, String8 const& name, Holder const& holder) {
-  auto const [at, isNew] = holders_.try_emplace(static_cast<char>(space) + std::string(name.view()), holder);
-  return !isNew && (holder.isMeant || at->second.isMeant) ? at->second.part : nullptr;
+// As Orvane::Root knows the row.
+String8 Names::nameOf(PhysicalEntity const& part, Space space) const {
+  if (space == Space::fanSensor) return Orvane::fanSensorName(helper_.componentName(&part));
+  auto const* const fru = space == Space::xcvr ? dynamic_cast<EntityMib::Fru const*>(&part) : nullptr;
+  if (fru != nullptr && !fru->alias().empty()) return fru->alias();
+  bool const isCard = part.fwkType() == EntityMib::Card::_fwkType();
+  return isCard ? Orvane::constantsFactory()->cardName(&part) : helper_.componentName(&part);
+}
+
+void Names::requireDifferent() {
+  std::sort(entries_.begin(), entries_.end(),
+            [](Entry const& one, Entry const& other) { return one.order() < other.order(); });
+  for (At begin = entries_.begin(); begin != entries_.end();) {
+    At const end =
+        std::find_if(begin, entries_.cend(), [&](Entry const& entry) { return entry.order() != begin->order(); });
+    if (end - begin > 1 && std::any_of(begin, end, [](Entry const& entry) { return entry.isMeant; }))
+      requireDifferent(begin, end);
+    begin = end;
+  }
+}
+
+void Names::requireDifferent(At begin, At end) const {
+  std::vector<std::pair<String8, Entry const*>> names;
+  for (At at = begin; at != end; ++at) names.emplace_back(nameOf(*at->part, at->space), &*at);
+  std::sort(names.begin(), names.end());
+  auto const twice = std::adjacent_find(names.begin(), names.end(), [](auto const& one, auto const& other) {
+    return one.first == other.first && (one.second->isMeant || other.second->isMeant);
+  });
+  if (twice == names.end()) return;
+  std::string const name = twice->first.charPtr();
+  std::string const other = placeOf(*(twice + 1)->second->part);
+  throw InventoryError(placeOf(*twice->second->part), twice->second->space == Space::fanSensor
+                                                          ? name + " would show its speed and that of " + other
+                                                          : "its name is " + name + ", as is that of " + other);
 }
 
 }  // namespace
@@ -100,7 +140,9 @@ void requireOneSwitch(Zef::Dir const& inputs) {
   if (status->fixedSystem() && status->chassis()) {
     throw InventoryError("status", "it has both fixedSystem and chassis, and a switch is one of the two");
   }
-  Names().enterAll(*status);
+  Names names;
+  names.enterAll(*status);
+  names.requireDifferent();
 }
 
 }  // namespace Host

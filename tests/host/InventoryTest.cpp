@@ -191,7 +191,7 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       {system(R"("fanTraySlot": {"1": {"label": "1", "fanTray": {"fan": {"1": {"tag": "Fan", "label": "1"},
                                                                          "2": {"tag": "FAN", "label": "1"}}}}})"),
        "status.fixedSystem.fanTraySlot.1.fanTray.fan.",
-       "so that FanSensor1/1 would show its speed and that of status."},
+       "FanSensor1/1 would show its speed and that of status."},
       {system(R"("powerSupplySlot": {"1": {"label": "P", "powerSupply": {"tag": "PowerSupply"}},
                                      "2": {"label": "P", "powerSupply": {"tag": "PowerSupply"}}})"),
        "status.fixedSystem.powerSupplySlot.", "its name is PowerSupplyP/, as is"},
