@@ -42,7 +42,7 @@ def roff_words(text):
 def value(type_, bounds=None):
     """What a type's value is in the file, in words."""
     if bounds:
-        return f'{value(type_)}{", each a number" if isinstance(type_, Value) else ""} {extent(type_, bounds)}'
+        return f'{value(type_)}{", its numbers" if isinstance(type_, Value) else ""} {extent(type_, bounds)}'
     if isinstance(type_, Enum):
         names = ', '.join(f'{each.name} ({each.number})' for each in type_.values)
         return f'one of {names}' + (', or another number' if type_.open else '')
