@@ -118,18 +118,29 @@ void Names::requireDifferent() {
 }
 
 void Names::requireDifferent(At begin, At end) const {
-  std::vector<std::pair<String8, Entry const*>> names;
-  for (At at = begin; at != end; ++at) names.emplace_back(nameOf(*at->part, at->space), &*at);
-  std::sort(names.begin(), names.end());
-  auto const twice = std::adjacent_find(names.begin(), names.end(), [](auto const& one, auto const& other) {
-    return one.first == other.first && (one.second->isMeant || other.second->isMeant);
+  struct Named {
+    String8 name;
+    U32 index;
+    Entry const* entry;
+
+    auto order() const { return std::tie(name, index); }
+  };
+  std::vector<Named> names;
+  for (At at = begin; at != end; ++at) {
+    names.push_back({nameOf(*at->part, at->space), at->part->physicalIndex().value(), &*at});
+  }
+  std::sort(names.begin(), names.end(),
+            [](Named const& one, Named const& other) { return one.order() < other.order(); });
+  auto const first = std::adjacent_find(names.begin(), names.end(), [](Named const& one, Named const& other) {
+    return one.name == other.name && (one.entry->isMeant || other.entry->isMeant);
   });
-  if (twice == names.end()) return;
-  std::string const name = twice->first.charPtr();
-  std::string const other = placeOf(*(twice + 1)->second->part);
-  throw InventoryError(placeOf(*twice->second->part), twice->second->space == Space::fanSensor
-                                                          ? name + " would show its speed and that of " + other
-                                                          : "its name is " + name + ", as is that of " + other);
+  if (first == names.end()) return;
+  Entry const& second = *(first + 1)->entry;
+  std::string const name = first->name.charPtr();
+  std::string const place = placeOf(*first->entry->part);
+  throw InventoryError(placeOf(*second.part), second.space == Space::fanSensor
+                                                  ? name + " would show its speed and that of " + place
+                                                  : "its name is " + name + ", as is that of " + place);
 }
 
 }  // namespace
