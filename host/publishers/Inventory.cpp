@@ -61,7 +61,8 @@ auto guarded(At const& place, Call&& call) {
 
 // What was read. It can be dropped without memory, as it must be when there is none left.
 struct Node;
-using Members = std::vector<std::pair<String8, Node>>;  // in the order of their names
+struct Member;
+using Members = std::vector<Member>;  // in the order of their names
 using List = std::vector<Node>;
 struct Node {
   std::variant<std::monostate, bool, std::int64_t, double, String8, Members, List> value;
@@ -70,6 +71,11 @@ struct Node {
   T const* get() const {
     return std::get_if<T>(&value);
   }
+};
+
+struct Member {
+  String8 name;
+  Node node;
 };
 
 // Line and column of the last byte that the parser took.
@@ -120,7 +126,7 @@ class Builder final : public nlohmann::json_sax<json> {
   }
 
   bool key(std::string& name) override {
-    std::get<Members>(open_.back()->value).emplace_back(String8(std::string_view(name)), Node());
+    std::get<Members>(open_.back()->value).push_back({String8(std::string_view(name)), Node()});
     textOf(name);
     return true;
   }
@@ -128,10 +134,10 @@ class Builder final : public nlohmann::json_sax<json> {
     auto& members = std::get<Members>(open_.back()->value);
     open_.pop_back();
     std::sort(members.begin(), members.end(),
-              [](auto const& one, auto const& other) { return one.first < other.first; });
-    auto const twice = std::adjacent_find(members.begin(), members.end(),
-                                          [](auto const& one, auto const& other) { return one.first == other.first; });
-    if (twice != members.end()) throw InventoryError(joined(place(), twice->first.view()), "it stands there twice");
+              [](Member const& one, Member const& other) { return one.name < other.name; });
+    auto const twice = std::adjacent_find(
+        members.begin(), members.end(), [](Member const& one, Member const& other) { return one.name == other.name; });
+    if (twice != members.end()) throw InventoryError(joined(place(), twice->name.view()), "it stands there twice");
     return true;
   }
 
@@ -150,7 +156,7 @@ class Builder final : public nlohmann::json_sax<json> {
     std::string text;
     for (Node const* node : open_) {
       auto const* members = node->get<Members>();
-      if (members != nullptr && !members->empty()) text = joined(text, members->back().first.view());
+      if (members != nullptr && !members->empty()) text = joined(text, members->back().name.view());
     }
     return text;
   }
@@ -172,7 +178,7 @@ class Builder final : public nlohmann::json_sax<json> {
     if (++values_ > limits_.values) refuse("more than " + std::to_string(limits_.values) + " values");
     if (open_.empty()) return document_ = std::move(node);
     if (auto* const list = std::get_if<List>(&open_.back()->value)) return list->emplace_back(std::move(node));
-    return std::get<Members>(open_.back()->value).back().second = std::move(node);
+    return std::get<Members>(open_.back()->value).back().node = std::move(node);
   }
 
   std::string_view text_;
@@ -200,9 +206,9 @@ Members const& membersOf(Node const& node, Place const& place) {
 // Calls back with the name, the node and the place of each member of an object.
 template <class Call>
 void forEachMember(Node const& node, Place const& place, Call const& call) {
-  for (auto const& member : membersOf(node, place)) {
-    Place const there(place, member.first.view());
-    guarded(there, [&] { call(member.first, member.second, there); });
+  for (Member const& member : membersOf(node, place)) {
+    Place const there(place, member.name.view());
+    guarded(there, [&] { call(member.name, member.node, there); });
   }
 }
 

@@ -65,7 +65,7 @@ class Names {
   // Those between them have equal hashes.
   void requireDifferent(At begin, At end) const;
 
-  EntityMib::Helper const helper_;
+  EntityMib::Helper helper_;
   std::vector<Entry> entries_;
 };
 
@@ -108,8 +108,8 @@ String8 Names::nameOf(PhysicalEntity const& part, Space space) const {
 void Names::requireDifferent() {
   std::sort(entries_.begin(), entries_.end(),
             [](Entry const& one, Entry const& other) { return one.order() < other.order(); });
-  for (At begin = entries_.begin(); begin != entries_.end();) {
-    At const end =
+  for (auto begin = entries_.cbegin(); begin != entries_.end();) {
+    auto const end =
         std::find_if(begin, entries_.cend(), [&](Entry const& entry) { return entry.order() != begin->order(); });
     if (end - begin > 1 && std::any_of(begin, end, [](Entry const& entry) { return entry.isMeant; }))
       requireDifferent(begin, end);
@@ -126,7 +126,7 @@ void Names::requireDifferent(At begin, At end) const {
     auto order() const { return std::tie(name, index); }
   };
   std::vector<Named> names;
-  for (At at = begin; at != end; ++at) {
+  for (auto at = begin; at != end; ++at) {
     names.push_back({nameOf(*at->part, at->space), at->part->physicalIndex().value(), &*at});
   }
   std::sort(names.begin(), names.end(),
