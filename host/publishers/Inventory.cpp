@@ -127,7 +127,7 @@ class Builder final : public nlohmann::json_sax<json> {
 
   bool key(std::string& name) override {
     std::get<Members>(open_.back()->value).push_back({String8(std::string_view(name)), Node()});
-    textOf(name);
+    textOf(name);  // which names the key, when it refuses it
     return true;
   }
   bool end_object() override {
