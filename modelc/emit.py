@@ -259,6 +259,7 @@ class Emitter:
             loader=jinja2.FileSystemLoader(TEMPLATES), trim_blocks=True, lstrip_blocks=True, undefined=jinja2.StrictUndefined,
             keep_trailing_newline=True)
         self.environment.filters['comment'] = comment
+        self.environment.filters['bounds'] = bounds
 
     def header(self, model):
         return self.render('header.h.j2', model)
@@ -273,6 +274,12 @@ class Emitter:
         includes = sorted({'runtime/Attribute.h', 'runtime/GenericIf.h', *externals, *(used.header for used in model.uses)})
         return tidy(self.environment.get_template(template).render(model=model, includes=includes, registrar=registrar,
                                                                    cpp=Cpp))
+
+
+def bounds(of):
+    """A Zef::Bounds."""
+    ends = [('least', of.bounds.least), ('most', of.bounds.most)]
+    return f'{{{joined(f".{end} = {number}" for end, number in ends if number is not None)}}}'
 
 
 def registrar(model):

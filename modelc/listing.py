@@ -20,7 +20,7 @@ def _type(type_):
     elif type_.kind == 'number':
         lines.append(f'number {type_.qualified}: {type_.base.name}')
     elif type_.kind == 'value':
-        fields = ', '.join(f'{f.name} {f.type.cpp(None)}' for f in type_.fields)
+        fields = ', '.join(f'{f.name} {f.type.cpp(None)}{f" {f.bounds.describe()}" if f.bounds else ""}' for f in type_.fields)
         lines.append(f'value {type_.qualified}: {fields}')
     elif type_.kind == 'external':
         lines.append(f'external {type_.qualified}')

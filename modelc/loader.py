@@ -3,8 +3,8 @@ import os
 import re
 
 import yamlnode
-from model import (BUILTINS, FIRST_ATTRIBUTE_ID, Attribute, Class, Constant, Enum, Enumerator, External, Field, Model, Number,
-                   Parameter, Type, Use, Value)
+from model import (BUILTINS, FIRST_ATTRIBUTE_ID, Attribute, Bounds, Class, Constant, Enum, Enumerator, External, Field, Model,
+                   Number, Parameter, Type, Use, Value)
 from yamlnode import Mapping, ModelError, Scalar, Sequence
 
 KEYWORDS = frozenset('''
@@ -23,7 +23,7 @@ notify notifiees'''.split())
 FORMS = ('type', 'record', 'entity', 'hash', 'tree', 'map', 'optional', 'lazy', 'reactor', 'reactors', 'queue', 'function')
 # Which further keys a form of attribute takes.
 OPTIONS = {
-    'type': ('default', 'fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'of', 'changed'),
+    'type': ('default', 'least', 'most', 'fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'of', 'changed'),
     'record': (),
     'entity': (),
     'hash': ('key', 'given'),
@@ -36,6 +36,8 @@ OPTIONS = {
     'queue': ('by',),
     'function': ('args', 'returns', 'mutates'),
 }
+# Those that are no flags.
+NO_FLAGS = ('default', 'least', 'most', 'key', 'of', 'by', 'args', 'returns')
 
 
 def check_name(node_or_mapping, line, name, what, pattern=r'[a-z][A-Za-z0-9]*'):
@@ -176,12 +178,13 @@ class Loader:
             node.fail(f'value type `{value.name}` needs `fields`')
         for name, entry in fields.pairs():
             check_name(fields, fields.entries[name][0], name, 'a field')
-            default = None
+            default, bounds = None, None
             doc = ''
             if isinstance(entry, Mapping):
                 text, where = entry.string('type'), entry
                 default = entry.take('default', Scalar)
                 doc = entry.string('doc', '')
+                bounds = self.bounds(entry, f'field `{name}`')
                 entry.done(f'field `{name}`')
                 if text is None:
                     entry.fail(f'field `{name}` needs a `type`')
@@ -190,7 +193,8 @@ class Loader:
             use = self.use(text, where, value.namespace)
             if use.pointer:
                 where.fail(f'field `{name}`: a value holds no pointers')
-            value.fields.append(Field(name, use, self.default(use, default, value.namespace), doc))
+            self.check_bounds(bounds, use, where, f'field `{name}`')
+            value.fields.append(Field(name, use, self.default(use, default, value.namespace), doc, bounds))
         return self.declare(value)
 
     def klass(self, node, common):
@@ -334,12 +338,13 @@ class Loader:
         type_text = entry.string('returns' if form == 'function' else form)
         doc = entry.string('doc', '')
         options = OPTIONS[form]
-        flags = {flag: entry.flag(flag) for flag in options if flag not in ('default', 'key', 'of', 'by', 'args', 'returns')}
+        flags = {flag: entry.flag(flag) for flag in options if flag not in NO_FLAGS}
         key_text = entry.string('key') if 'key' in options else None
         args = self.parameters(entry, class_, what) if 'args' in options else []
         of = entry.string('of', '') if 'of' in options else ''
         by = entry.string('by') if 'by' in options else None
         default = entry.take('default', Scalar) if 'default' in options else None
+        bounds = self.bounds(entry, what) if 'most' in options else None
         entry.done(f'{what} of the form `{form}`')
         use = None if type_text is None else self.use(type_text, entry, class_.namespace, class_)
         attribute = Attribute(name, class_, 'value' if form == 'type' else form, use, entry.line, doc=doc, args=args, of=of,
@@ -349,6 +354,8 @@ class Loader:
             return attribute
         if form == 'type':
             self.plain(use, entry, what)
+            self.check_bounds(bounds, use, entry, what)
+            attribute.bounds = bounds
             attribute.default = '' if of else self.default(use, default, class_.namespace)
             self.check_flags(attribute, entry, what)
             return attribute
@@ -379,6 +386,27 @@ class Loader:
         return use
 
     @staticmethod
+    def bounds(entry, what):
+        """What publishers may set of what the type holds; None for all of it."""
+        least, most = (entry.take(end, Scalar) for end in ('least', 'most'))
+        if most is None:
+            if least is not None:
+                least.fail(f'{what} has `least`, and needs `most` too')
+            return None
+        high = most.integer('`most`', 1, 0xFFFFFFFF)
+        return Bounds(None if least is None else least.integer('`least`', -0x80000000, high - 1), high)
+
+    @staticmethod
+    def check_bounds(bounds, use, entry, what):
+        if not bounds:
+            return
+        numbers = use.type.qualified in ('U32', 'S32', 'float', 'double') or isinstance(use.type, Value)
+        if use.pointer or not (numbers or use.type.qualified == 'Zef::String8'):
+            entry.fail(f'{what}: `most` is for texts, numbers and groups of them, not for a {use.type.qualified}')
+        if bounds.least is not None and not numbers:
+            entry.fail(f'{what}: a text has no `least`')
+
+    @staticmethod
     def check_flags(attribute, entry, what):
         class_ = attribute.owner
         exclusive = [flag for flag in ('fixed', 'argument', 'placed', 'of') if getattr(attribute, flag)]
@@ -388,6 +416,8 @@ class Loader:
             head = attribute.of.split('.')[0]
             if class_.find(head) is None:
                 entry.fail(f'{what}: `{class_.name}` has no attribute `{head}` above it')
+        if attribute.bounds and not (attribute.has_setter or attribute.fixed):
+            entry.fail(f'{what} cannot be set, so `most` has no meaning')
         if attribute.changed and not attribute.has_setter:
             entry.fail(f'{what} has no setter, so `changed` has no meaning')
         if attribute.placed and not class_.is_entity:

@@ -92,11 +92,23 @@ class Number(Type):
 
 
 @dataclass
+class Bounds:
+    """What publishers may set of what the type holds: a text's size in bytes has no `least`."""
+
+    least: int  # or None
+    most: int
+
+    def describe(self):
+        return f'{"" if self.least is None else f"least {self.least} "}most {self.most}'
+
+
+@dataclass
 class Field:
     name: str
     type: 'Use'
     default: str = ''
     doc: str = ''
+    bounds: Bounds = None
 
 
 @dataclass
@@ -182,6 +194,7 @@ class Attribute:
     override: bool = False
     computed: bool = False  # the reader is written by hand
     of: str = ''           # the reader gives a part of another attribute
+    bounds: Bounds = None
     by: 'Attribute' = None  # by which a member of a queue is found
     given: bool = False    # the collection takes existing objects in
     changed: bool = False  # a hand-written handler runs before anyone is told
@@ -275,7 +288,8 @@ class Attribute:
         else:
             text = f'{self.form} {self.use.type.qualified}'
         flags = [flag for flag in ('fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'given') if getattr(self, flag)]
-        return ' '.join([text] + flags + ([f'of {self.of}'] if self.of else []))
+        bounds = [self.bounds.describe()] if self.bounds else []
+        return ' '.join([text] + bounds + flags + ([f'of {self.of}'] if self.of else []))
 
 
 @dataclass

@@ -39,14 +39,22 @@ def roff_words(text):
     return roff(text).replace('\\-', '-').replace('-', '\\-')
 
 
-def value(type_):
+def value(type_, bounds=None):
     """What a type's value is in the file, in words."""
+    if bounds:
+        return f'{value(type_)}{", its numbers" if isinstance(type_, Value) else ""} {extent(type_, bounds)}'
     if isinstance(type_, Enum):
         names = ', '.join(f'{each.name} ({each.number})' for each in type_.values)
         return f'one of {names}' + (', or another number' if type_.open else '')
     if isinstance(type_, Number):
         return SCALARS[type_.base.qualified]
     return SCALARS.get(type_.qualified) or f'a group {type_.name}'
+
+
+def extent(type_, bounds):
+    if bounds.least is not None:
+        return f'from {bounds.least} to {bounds.most}'
+    return f'of at most {bounds.most}' + (' bytes' if type_.qualified == 'Zef::String8' else '')
 
 
 def form(attribute):
@@ -60,7 +68,7 @@ def form(attribute):
             'hash': f'{type_.name} objects by {key}',
             'tree': f'{type_.name} objects by {key}',
             'map': f'values by {key}, each {value(type_)}',
-            'optional': f'{value(type_)}, or nothing'}.get(attribute.form, value(type_))
+            'optional': f'{value(type_)}, or nothing'}.get(attribute.form, value(type_, attribute.bounds))
 
 
 def default(text, type_):
@@ -121,7 +129,7 @@ class Inventory:
         lines = []
         if not isinstance(type_, Class):
             for field in type_.fields:
-                words = value(field.type.type) + default(field.default, field.type.type)
+                words = value(field.type.type, field.bounds) + default(field.default, field.type.type)
                 lines += attribute_lines(field.name, words, field.doc)
             return lines
         for attribute in type_.attributes:

@@ -94,6 +94,9 @@ class ZefAttr : public PtrInterface {
   virtual std::vector<Parameter> const& parameters() const;
   virtual bool isMutation() const { return false; }
   ZefAttrIntrospectionFlags introspectionFlags() const;
+  // What set() takes of what the type holds. The type's own setter takes all of it.
+  Bounds const& bounds() const { return bounds_; }
+  void boundsIs(Bounds const& bounds) { bounds_ = bounds; }
 
   virtual Value get(PtrInterface const& object) const;
   virtual void set(PtrInterface& object, Value const& value) const;
@@ -134,6 +137,7 @@ class ZefAttr : public PtrInterface {
   Kind kind_;
   Access access_;
   TypeOf type_;
+  Bounds bounds_;
 };
 
 // The run-time type of an entity, a record or a value. There is one for each type, made on first use and never

@@ -48,6 +48,12 @@ class AttrOf : public ZefAttr {
  protected:
   static Owner const& of(PtrInterface const& object) { return static_cast<Owner const&>(object); }
   static Owner& of(PtrInterface& object) { return static_cast<Owner&>(object); }
+  template <class T>
+  T taken(Value const& value) const {
+    T result = fromValue<T>(value);
+    requireWithin(this->bounds(), value);
+    return result;
+  }
 };
 
 template <class T>
@@ -65,7 +71,9 @@ class ValueAttr final : public AttrOf<Owner> {
       : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::writable, &typeOf<T>) {}
   bool givesConst() const override { return pointsAtConst<T>(); }
   Value get(PtrInterface const& object) const override { return toValue<T>((this->of(object).*reader)()); }
-  void set(PtrInterface& object, Value const& value) const override { (this->of(object).*setter)(fromValue<T>(value)); }
+  void set(PtrInterface& object, Value const& value) const override {
+    (this->of(object).*setter)(this->template taken<T>(value));
+  }
 };
 
 template <class Owner, auto reader>
@@ -86,7 +94,9 @@ class FixedAttr final : public AttrOf<Owner> {
       : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::fixed, &typeOf<T>), field_(field) {}
   bool givesConst() const override { return pointsAtConst<T>(); }
   Value get(PtrInterface const& object) const override { return toValue<T>(this->of(object).*field_); }
-  void set(PtrInterface& object, Value const& value) const override { this->of(object).*field_ = fromValue<T>(value); }
+  void set(PtrInterface& object, Value const& value) const override {
+    this->of(object).*field_ = this->template taken<T>(value);
+  }
 
  private:
   T Owner::*field_;
@@ -114,13 +124,11 @@ class RecordAttr final : public AttrOf<Owner> {
       return;
     }
     auto const* values = value.get<Value::Record>();
-    if (values == nullptr) throwUnfit(format("a %s", this->typeText().charPtr()), value);
+    if (values == nullptr) throwUnfit(group(), value);
     auto const record = make<Record>();
     for (auto const& [name, entry] : *values) {
       ZefAttr const* const attribute = Record::_fwkType()->attr(name);
-      if (attribute == nullptr) {
-        throwRangeException(format("%s: no such attribute in %s", name.charPtr(), this->typeText().charPtr()));
-      }
+      if (attribute == nullptr) throwNoSuchName(name, group());
       try {
         attribute->set(*record, entry);
       } catch (RangeException const& error) {
@@ -131,6 +139,12 @@ class RecordAttr final : public AttrOf<Owner> {
   }
 
  private:
+  static String8 group() {
+    std::vector<char const*> names;
+    for (ZefAttr const* attribute : Record::_fwkType()->allAttributes()) names.push_back(attribute->name().charPtr());
+    return groupOf(names);
+  }
+
   Ptr<Record const> Owner::*field_;
 };
 
@@ -480,6 +494,12 @@ class TypeBuilder {
     return add<FunctionAttr<T, member>>(name, id, std::array<char const*, sizeof...(Names)>{parameters...});
   }
 
+  // Of the attribute that was added last.
+  TypeBuilder& within(Bounds const& bounds) {
+    last_->boundsIs(bounds);
+    return *this;
+  }
+
   ZefType const* done() {
     auto const* const type = new TypeObject<T>(std::move(description_));
     ZefType::typeNodeIs(type, type->qualifiedName());
@@ -489,10 +509,12 @@ class TypeBuilder {
  private:
   template <class Attr, class... Args>
   TypeBuilder& add(Args... args) {
-    description_.attributes.emplace_back(make<Attr>(args...));
+    last_ = make<Attr>(args...);
+    description_.attributes.emplace_back(last_);
     return *this;
   }
 
+  Ptr<ZefAttr> last_;
   ZefType::Description description_;
 };
 

@@ -15,7 +15,7 @@ String8 Value::description() const {
   if (get<Record>() != nullptr) return "a record";
   if (auto const* object = get<Ptr<PtrInterface>>()) {
     ZefType const* const type = *object ? (*object)->fwkType() : nullptr;
-    return type == nullptr ? String8("an object") : format("a %s", type->qualifiedName().charPtr());
+    return type == nullptr ? String8("an object") : String8("a ") + type->name();
   }
   return "nothing";
 }
@@ -24,24 +24,59 @@ void throwUnfit(String8 const& needed, Value const& value) {
   throwRangeException(format("%s is needed, not %s", needed.charPtr(), value.description().charPtr()));
 }
 
+void throwNoSuchName(String8 const& name, String8 const& group) {
+  throwRangeException(format("%s: no such name in %s", name.charPtr(), group.charPtr()));
+}
+
+String8 groupOf(std::span<char const* const> names) {
+  String8 text = "a group of ";
+  char const* separator = "";
+  for (char const* name : names) {
+    text += String8(separator) + name;
+    separator = ", ";
+  }
+  return text;
+}
+
+void requireWithin(Bounds const& bounds, Value const& value) {
+  if (auto const* record = value.get<Value::Record>()) {
+    for (auto const& [name, field] : *record) {
+      try {
+        requireWithin(bounds, field);
+      } catch (RangeException const& error) {
+        throwRangeException(format("%s: %s", name.charPtr(), error.what()));
+      }
+    }
+    return;
+  }
+  if (auto const* text = value.get<String8>()) {
+    if (text->length() > bounds.most) {
+      throwRangeException(format("a text of at most %.0f bytes is needed, not one of %u", bounds.most, text->length()));
+    }
+    return;
+  }
+  auto const* whole = value.get<std::int64_t>();
+  auto const* real = value.get<double>();
+  double const number = whole != nullptr ? static_cast<double>(*whole) : real != nullptr ? *real : 0;
+  if (!std::isfinite(number) || (number >= bounds.least && number <= bounds.most)) return;
+  throwUnfit(std::isfinite(bounds.least) ? format("a number from %.0f to %.0f", bounds.least, bounds.most)
+                                         : format("a number of at most %.0f", bounds.most),
+             value);
+}
+
 U32 enumFromValue(EnumTable const& table, Value const& value) {
   auto const* text = value.get<String8>();
-  if (text == nullptr) {
-    auto const number = static_cast<U32>(integerFromValue(value, 0, std::numeric_limits<U32>::max()));
-    if (table.open) return number;
-    for (Enumerator const& enumerator : table.enumerators) {
-      if (enumerator.number == number) return number;
-    }
-  } else {
-    for (Enumerator const& enumerator : table.enumerators) {
-      if (*text == enumerator.name) return enumerator.number;
-    }
+  auto const* number = value.get<std::int64_t>();
+  for (Enumerator const& enumerator : table.enumerators) {
+    if (text != nullptr && *text == enumerator.name) return enumerator.number;
+    if (number != nullptr && *number == enumerator.number) return enumerator.number;
+  }
+  if (table.open && number != nullptr && *number >= 0 && *number <= std::numeric_limits<U32>::max()) {
+    return static_cast<U32>(*number);
   }
   String8 names;
-  for (Enumerator const& enumerator : table.enumerators) {
-    names += format("%s%s (%u)", names.empty() ? "" : ", ", enumerator.name, enumerator.number);
-  }
-  throwUnfit(format("a %s: %s", table.qualifiedName, names.charPtr()), value);
+  for (Enumerator const& enumerator : table.enumerators) names += String8(enumerator.name) + ", ";
+  throwUnfit(format("one of %sor its number,", names.charPtr()), value);
 }
 
 Value enumToValue(EnumTable const& table, U32 number) {
@@ -69,7 +104,10 @@ std::int64_t integerFromValue(Value const& value, std::int64_t low, std::int64_t
 double realFromValue(Value const& value, double limit) {
   if (auto const* whole = value.get<std::int64_t>()) return static_cast<double>(*whole);
   auto const* number = value.get<double>();
-  if (number == nullptr || (std::isfinite(*number) && std::abs(*number) > limit)) throwUnfit("a number", value);
+  if (number == nullptr) throwUnfit("a number", value);
+  if (std::isfinite(*number) && std::abs(*number) > limit) {
+    throwUnfit(format("a number from %g to %g", -limit, limit), value);
+  }
   return *number;
 }
 

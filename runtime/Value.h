@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -57,6 +58,17 @@ class Value {
 
 // Throws RangeException: what was needed, and what came.
 [[noreturn]] void throwUnfit(String8 const& needed, Value const& value);
+// The same for a name that a group of values does not have.
+[[noreturn]] void throwNoSuchName(String8 const& name, String8 const& group);
+
+// What a publisher may give where a type holds more: a number from `least` to `most`, a text of at most `most` bytes,
+// and of a record each of its numbers and texts. An infinite reading is no number, and passes.
+struct Bounds {
+  double least = -std::numeric_limits<double>::infinity();
+  double most = std::numeric_limits<double>::infinity();
+};
+// Throws RangeException: what is taken, and what came.
+void requireWithin(Bounds const& bounds, Value const& value);
 
 // What an enumeration of a model knows about itself. An open one admits numbers without a name.
 struct Enumerator {
@@ -87,9 +99,12 @@ template <class T, class F>
 struct Field {
   char const* name;
   F T::*member;
+  Bounds bounds = {};
 };
 template <class T, class F>
 Field(char const*, F T::*) -> Field<T, F>;
+template <class T, class F>
+Field(char const*, F T::*, Bounds) -> Field<T, F>;
 
 // A value type of a model: a plain struct whose fields are known.
 template <class T>
@@ -208,23 +223,32 @@ bool fieldFromValue(T& target, Field<T, F> const& field, String8 const& name, Va
   if (!(name == field.name)) return false;
   try {
     target.*field.member = fromValue<F>(value);
+    requireWithin(field.bounds, value);
   } catch (RangeException const& error) {
     throwRangeException(format("%s: %s", field.name, error.what()));
   }
   return true;
 }
 
+// How a message says what a group of values takes: by its names, which are those of a model.
+String8 groupOf(std::span<char const* const> names);
+
+template <ModelValue T>
+String8 groupOf() {
+  return std::apply([](auto const&... fields) { return groupOf(std::array{fields.name...}); }, T::fwkFields());
+}
+
 // A field that the record leaves out keeps its default.
 template <ModelValue T>
 T recordFromValue(Value const& value) {
   auto const* record = value.get<Value::Record>();
-  if (record == nullptr) throwUnfit(format("a %s", T::fwkName()), value);
+  if (record == nullptr) throwUnfit(groupOf<T>(), value);
   T result;
   for (auto const& entry : *record) {
     bool const known = std::apply(
         [&](auto const&... fields) { return (fieldFromValue(result, fields, entry.first, entry.second) || ...); },
         T::fwkFields());
-    if (!known) throwRangeException(format("%s: no such field in %s", entry.first.charPtr(), T::fwkName()));
+    if (!known) throwNoSuchName(entry.first, groupOf<T>());
   }
   return result;
 }
@@ -254,10 +278,11 @@ T fromValue(Value const& value) {
   } else if constexpr (requires { typename PointerTo<T>::Pointee; }) {
     if (value.isNull()) return T();
     auto const* object = value.get<Ptr<PtrInterface>>();
-    if (object == nullptr) throwUnfit("an object", value);
-    T const result = dynamicCast<typename PointerTo<T>::Pointee>(*object);
-    if (!result) throwUnfit("an object of another type", value);
-    return result;
+    using Object = typename PointerTo<T>::Pointee;
+    T const result = object == nullptr ? T() : dynamicCast<Object>(*object);
+    if (result) return result;
+    if constexpr (requires { Object::_fwkType(); }) throwUnfit(String8("a ") + Object::_fwkType()->name(), value);
+    throwUnfit("an object", value);
   } else {
     return recordFromValue<T>(value);
   }

@@ -1,6 +1,7 @@
 #include "host/publishers/FilePublisher.h"
 
 #include <fcntl.h>
+#include <malloc.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,7 +14,7 @@ namespace Host {
 namespace {
 
 // A hundred thousand parts take some twenty megabytes; far more is no description of a switch.
-constexpr off_t largest = off_t{256} << 20U;
+constexpr off_t largest = off_t{64} << 20U;
 
 class Descriptor {
  public:
@@ -37,7 +38,7 @@ std::string contents(std::filesystem::path const& path) {
   struct stat status {};
   if (file.get() < 0 || fstat(file.get(), &status) != 0) throwErrno();
   if (!S_ISREG(status.st_mode)) throw InventoryError("", "not a regular file");
-  if (status.st_size > largest) throw InventoryError("", "larger than 256 MiB");
+  if (status.st_size > largest) throw InventoryError("", "larger than 64 MiB");
   std::string text(static_cast<std::size_t>(status.st_size), '\0');
   std::size_t filled = 0;
   while (filled < text.size()) {
@@ -69,18 +70,22 @@ void FilePublisher::read() {
 }
 
 void FilePublisher::attempt() {
+  // What a version takes while it is read is many times what stays of it, and would stay with the agent.
+  struct GivenBack {
+    ~GivenBack() { malloc_trim(0); }
+  } const givenBack;
   Zef::Ptr<Zef::Dir> wanted;
   try {
     wanted = readInventory(contents(file_), types_);
-  } catch (InventoryError const& error) {
-    trouble_.clear();
-    log_(Severity::error, "refused " + printable(file_.native()) + ": " + error.what());
-    return;
   } catch (std::system_error const& error) {
     std::string const trouble = error.code().message();
     if (trouble != trouble_) log_(Severity::error, "refused " + printable(file_.native()) + ": " + trouble);
     trouble_ = trouble;
     watch_.again();
+    return;
+  } catch (...) {
+    trouble_.clear();
+    log_(Severity::error, "refused " + printable(file_.native()) + ": " + reasonCaught());
     return;
   }
   trouble_.clear();

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <variant>
 #include <vector>
 
 #include "host/Printable.h"
+#include "host/publishers/OneSwitch.h"
 #include "platform/store/Vorlin.h"
 
 namespace Host {
@@ -18,17 +20,17 @@ using Zef::String8;
 using Zef::ZefAttr;
 using Kind = ZefAttr::Kind;
 
+std::string joined(std::string const& above, std::string_view step) {
+  return (above.empty() ? above : above + ".") + std::string(step);
+}
+
 // The way to a place in the file.
 class Place {
  public:
   Place() = default;
   Place(Place const& above, std::string_view step) : above_(&above), step_(step) {}
 
-  std::string text() const {
-    if (above_ == nullptr) return {};
-    std::string const above = above_->text();
-    return (above.empty() ? above : above + ".") + std::string(step_);
-  }
+  std::string text() const { return above_ == nullptr ? std::string() : joined(above_->text(), step_); }
   [[noreturn]] void refuse(std::string const& reason) const { throw InventoryError(text(), reason); }
 
  private:
@@ -36,15 +38,36 @@ class Place {
   std::string_view step_;
 };
 
-// Has the model refuse what does not fit, and says where that was.
-template <class Call>
-auto fitting(Place const& place, Call&& call) {
+// Has whatever goes wrong refused, with the innermost place that it passed.
+template <class At, class Call>
+auto guarded(At const& place, Call&& call) {
   try {
     return call();
-  } catch (Zef::RangeException const& error) {
-    place.refuse(error.what());
+  } catch (InventoryError const&) {
+    throw;
+  } catch (...) {
+    place.refuse(reasonCaught());
   }
 }
+
+// What was read. It can be dropped without memory, as it must be when there is none left.
+struct Node;
+struct Member;
+using Members = std::vector<Member>;  // in the order of their names
+using List = std::vector<Node>;
+struct Node {
+  std::variant<std::monostate, bool, std::int64_t, double, String8, Members, List> value;
+
+  template <class T>
+  T const* get() const {
+    return std::get_if<T>(&value);
+  }
+};
+
+struct Member {
+  String8 name;
+  Node node;
+};
 
 // Line and column of the last byte that the parser took.
 std::string position(std::string_view text, std::size_t byte) {
@@ -65,31 +88,47 @@ std::string reasonOf(json::exception const& error) {
   return std::string(text);
 }
 
-// Builds the document from what the parser meets, each value once: the library's own builder keeps the last of several
-// equal keys, and the one that tells of them takes time with the square of an object's size.
+// Builds the document from what the parser meets. The library's own builder would keep the last of several equal keys,
+// take twice the memory, and need more of it to let go of what it has.
 class Builder final : public nlohmann::json_sax<json> {
  public:
-  explicit Builder(std::string_view text) : text_(text) {}
+  Builder(std::string_view text, InventoryLimits const& limits) : text_(text), limits_(limits) {}
 
-  json take() { return std::move(document_); }
+  Node take() {
+    guarded(*this, [this] { json::sax_parse(text_, this); });
+    return std::move(document_);
+  }
 
-  bool null() override { return enter(nullptr); }
-  bool boolean(bool value) override { return enter(value); }
-  bool number_integer(std::int64_t value) override { return enter(value); }
-  bool number_unsigned(std::uint64_t value) override { return enter(value); }
-  bool number_float(double value, std::string const& /*spelling*/) override { return enter(value); }
-  bool string(std::string& value) override { return enter(std::move(value)); }
+  bool null() override { return enter({}); }
+  bool boolean(bool value) override { return enter({value}); }
+  bool number_integer(std::int64_t value) override { return enter({value}); }
+  bool number_unsigned(std::uint64_t value) override {
+    if (value > std::uint64_t{INT64_MAX}) return enter({static_cast<double>(value)});
+    return enter({static_cast<std::int64_t>(value)});
+  }
+  bool number_float(double value, std::string const& /*spelling*/) override { return enter({value}); }
+  bool string(std::string& value) override { return enter({textOf(value)}); }
   bool binary(json::binary_t& /*value*/) override { return false; }  // not in a text
-  bool start_object(std::size_t /*size*/) override { return enter(json::object()); }
-  bool start_array(std::size_t /*size*/) override { return enter(json::array()); }
-  bool end_object() override { return leave(); }
-  bool end_array() override { return leave(); }
+  bool start_object(std::size_t /*size*/) override { return open({Members()}); }
+  bool start_array(std::size_t /*size*/) override { return open({List()}); }
+  bool end_array() override {
+    open_.pop_back();
+    return true;
+  }
 
   bool key(std::string& name) override {
-    open_.back().key = name;
-    auto const [at, isNew] = open_.back().value->get_ref<json::object_t&>().emplace(name, nullptr);
-    if (!isNew) refuseKey();
-    slot_ = &at->second;
+    std::get<Members>(open_.back()->value).push_back({String8(std::string_view(name)), Node()});
+    textOf(name);  // which names the key, when it refuses it
+    return true;
+  }
+  bool end_object() override {
+    auto& members = std::get<Members>(open_.back()->value);
+    open_.pop_back();
+    std::sort(members.begin(), members.end(),
+              [](Member const& one, Member const& other) { return one.name < other.name; });
+    auto const twice = std::adjacent_find(
+        members.begin(), members.end(), [](Member const& one, Member const& other) { return one.name == other.name; });
+    if (twice != members.end()) throw InventoryError(joined(place(), twice->name.view()), "it stands there twice");
     return true;
   }
 
@@ -97,97 +136,94 @@ class Builder final : public nlohmann::json_sax<json> {
     throw InventoryError(position(text_, byte), reasonOf(error));
   }
 
- private:
-  struct Open {
-    json* value;  // an object or an array that has not ended; it stays where it is until then
-    std::string key;
-  };
+  [[noreturn]] void refuse(std::string const& reason) const {
+    std::vector<char>().swap(spare_);
+    throw InventoryError(place(), reason);
+  }
 
-  bool enter(json value) {
-    json* at = open_.empty() ? &document_ : slot_;
-    if (!open_.empty() && open_.back().value->is_array()) {
-      at = &open_.back().value->get_ref<json::array_t&>().emplace_back();
+ private:
+  // Where the parser is: at the last key of each object that has not ended.
+  std::string place() const {
+    std::string text;
+    for (Node const* node : open_) {
+      auto const* members = node->get<Members>();
+      if (members != nullptr && !members->empty()) text = joined(text, members->back().name.view());
     }
-    *at = std::move(value);
-    if (at->is_structured()) open_.push_back({at, {}});
+    return text;
+  }
+  String8 textOf(std::string const& text) const {
+    if (text.find('\0') != std::string::npos) refuse("a text cannot hold a zero byte");
+    return String8(std::string_view(text));
+  }
+
+  bool enter(Node node) {
+    entered(std::move(node));
     return true;
   }
-  bool leave() {
-    open_.pop_back();
+  bool open(Node node) {
+    if (open_.size() == limits_.levels) refuse("nested deeper than " + std::to_string(limits_.levels) + " levels");
+    open_.push_back(&entered(std::move(node)));
     return true;
   }
-  [[noreturn]] void refuseKey() const {
-    std::string place;
-    for (Open const& open : open_) {
-      if (open.value->is_object()) place += (place.empty() ? "" : ".") + open.key;
-    }
-    throw InventoryError(place, "it stands there twice");
+  Node& entered(Node node) {
+    if (++values_ > limits_.values) refuse("more than " + std::to_string(limits_.values) + " values");
+    if (open_.empty()) return document_ = std::move(node);
+    if (auto* const list = std::get_if<List>(&open_.back()->value)) return list->emplace_back(std::move(node));
+    return std::get<Members>(open_.back()->value).back().node = std::move(node);
   }
 
   std::string_view text_;
-  json document_;
-  std::vector<Open> open_;
-  json* slot_ = nullptr;  // where the value of the key that was met last belongs
+  InventoryLimits limits_;
+  Node document_;
+  std::vector<Node*> open_;  // the objects and lists that have not ended; each stays where it is until then
+  std::size_t values_ = 0;
+  mutable std::vector<char> spare_ = std::vector<char>(16'384);  // to refuse with, when there is no memory left
 };
 
-json parse(std::string_view text) {
-  Builder builder(text);
-  json::sax_parse(text, &builder);
-  return builder.take();
+char const* kindOf(Node const& node) {
+  if (node.get<List>() != nullptr) return "a list";
+  if (node.get<Members>() != nullptr) return "an object in braces";
+  if (node.get<String8>() != nullptr) return "a text";
+  if (node.get<bool>() != nullptr) return "true or false";
+  return node.get<std::monostate>() != nullptr ? "null" : "a number";
 }
 
-String8 textOf(std::string const& text, Place const& place) {
-  if (text.find('\0') != std::string::npos) place.refuse("a text cannot hold a zero byte");
-  return String8(std::string_view(text));
+Members const& membersOf(Node const& node, Place const& place) {
+  auto const* members = node.get<Members>();
+  if (members == nullptr) place.refuse(std::string("an object in braces is needed, not ") + kindOf(node));
+  return *members;
 }
 
-char const* kindOf(json const& value) {
-  if (value.is_array()) return "a list";
-  if (value.is_object()) return "an object in braces";
-  if (value.is_string()) return "a text";
-  if (value.is_number()) return "a number";
-  return value.is_boolean() ? "true or false" : "null";
-}
-
-json::object_t const& objectOf(json const& value, Place const& place) {
-  if (!value.is_object()) place.refuse(std::string("an object in braces is needed, not ") + kindOf(value));
-  return value.get_ref<json::object_t const&>();
-}
-
-Zef::Value valueOf(json const& value, Place const& place) {
-  switch (value.type()) {
-    case json::value_t::boolean:
-      return value.get<bool>();
-    case json::value_t::number_integer:
-      return value.get<std::int64_t>();
-    case json::value_t::number_unsigned: {
-      auto const number = value.get<std::uint64_t>();
-      if (number > std::uint64_t{INT64_MAX}) return static_cast<double>(number);
-      return number;
-    }
-    case json::value_t::number_float:
-      return value.get<double>();
-    case json::value_t::string:
-      return textOf(value.get_ref<std::string const&>(), place);
-    case json::value_t::object: {
-      Zef::Value::Record record;
-      for (auto const& [name, field] : value.get_ref<json::object_t const&>()) {
-        Place const below(place, name);
-        record.emplace_back(textOf(name, below), valueOf(field, below));
-      }
-      return record;
-    }
-    default:
-      if (value.is_null()) place.refuse("a value is needed, not null; leave the name out for none");
-      place.refuse(std::string("a value is needed, not ") + kindOf(value));
+// Calls back with the name, the node and the place of each member of an object.
+template <class Call>
+void forEachMember(Node const& node, Place const& place, Call const& call) {
+  for (Member const& member : membersOf(node, place)) {
+    Place const there(place, member.name.view());
+    guarded(there, [&] { call(member.name, member.node, there); });
   }
+}
+
+Zef::Value valueOf(Node const& node, Place const& place) {
+  if (auto const* flag = node.get<bool>()) return *flag;
+  if (auto const* number = node.get<std::int64_t>()) return *number;
+  if (auto const* number = node.get<double>()) return *number;
+  if (auto const* text = node.get<String8>()) return *text;
+  if (node.get<Members>() != nullptr) {
+    Zef::Value::Record record;
+    forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+      record.emplace_back(name, valueOf(below, there));
+    });
+    return record;
+  }
+  if (node.get<List>() != nullptr) place.refuse(std::string("a value is needed, not ") + kindOf(node));
+  place.refuse("a value is needed, not null; leave the name out for none");
 }
 
 class Reader {
  public:
   explicit Reader(EntityTypes const& types) : types_(types) {}
 
-  Ptr<Zef::Dir> read(json const& document);
+  Ptr<Zef::Dir> read(Node const& document);
 
  private:
   // Places outlive nothing but the walk, so a reference that waits for its end keeps the text.
@@ -196,23 +232,24 @@ class Reader {
     ZefAttr const* attribute;
     std::vector<String8> steps;
     std::string place;
+
+    [[noreturn]] void refuse(std::string const& reason) const { throw InventoryError(place, reason); }
   };
 
-  void directory(Zef::Dir& dir, std::string const& path, json const& value, Place const& place);
-  void fill(PtrInterface& object, std::string const& path, json const& value, Place const& place);
-  void attributes(PtrInterface& object, json::object_t const& members, Place const& place);
-  void own(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place);
-  void children(PtrInterface& object, json::object_t const& members, Place const& place);
-  void collection(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place);
-  void entries(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place);
-  void reference(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place);
+  void directory(Zef::Dir& dir, std::string const& path, Node const& node, Place const& place);
+  void fill(PtrInterface& object, std::string const& path, Node const& node, Place const& place);
+  void attributes(PtrInterface& object, Node const& node, Place const& place);
+  void own(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place);
+  void children(PtrInterface& object, Node const& node, Place const& place);
+  void collection(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place);
+  void reference(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place);
   void refer(Ptr<Zef::Dir> const& inputs) const;
 
   EntityTypes const& types_;
   std::vector<Reference> references_;
 };
 
-Ptr<Zef::Dir> Reader::read(json const& document) {
+Ptr<Zef::Dir> Reader::read(Node const& document) {
   auto inputs = Zef::make<Zef::Dir>("input");
   for (auto const& [path, type] : types_) {
     if (path.find('/') == std::string::npos) type->newEntity(Zef::Name(path.c_str()), inputs.get());
@@ -222,53 +259,51 @@ Ptr<Zef::Dir> Reader::read(json const& document) {
   return inputs;
 }
 
-void Reader::directory(Zef::Dir& dir, std::string const& path, json const& value, Place const& place) {
+void Reader::directory(Zef::Dir& dir, std::string const& path, Node const& node, Place const& place) {
   std::string const prefix = path.empty() ? "" : path + "/";
-  for (auto const& [name, below] : objectOf(value, place)) {
-    Place const there(place, name);
-    auto const type = types_.find(std::string(prefix).append(name));
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    auto const type = types_.find(std::string(prefix).append(name.view()));
     if (type == types_.end()) there.refuse(path.empty() ? "no such input" : "no such entity");
-    Zef::Name const entityName(name.c_str());
-    Ptr<Zef::Entity> entity = dir.entity(entityName);
-    if (!entity) entity = type->second->newEntity(entityName, &dir);
+    Ptr<Zef::Entity> entity = dir.entity(name);
+    if (!entity) entity = type->second->newEntity(name, &dir);
     fill(*entity, type->first, below, there);
-  }
+  });
 }
 
-void Reader::fill(PtrInterface& object, std::string const& path, json const& value, Place const& place) {
+void Reader::fill(PtrInterface& object, std::string const& path, Node const& node, Place const& place) {
   if (auto* const dir = dynamic_cast<Zef::Dir*>(&object)) {
-    directory(*dir, path, value, place);
+    directory(*dir, path, node, place);
     return;
   }
-  json::object_t const& members = objectOf(value, place);
   // What stands below an object may take its place from the object's own values.
-  attributes(object, members, place);
-  children(object, members, place);
+  attributes(object, node, place);
+  children(object, node, place);
 }
 
-void Reader::attributes(PtrInterface& object, json::object_t const& members, Place const& place) {
-  for (auto const& member : members) {
-    Place const there(place, member.first);
-    ZefAttr const* const attribute = object.fwkType()->attr(Zef::Name(member.first.c_str()));
+void Reader::attributes(PtrInterface& object, Node const& node, Place const& place) {
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    ZefAttr const* const attribute = object.fwkType()->attr(Zef::Name(name));
     if (attribute == nullptr || attribute->kind() == Kind::function) there.refuse("no such attribute");
     if (attribute->access() == ZefAttr::Access::readOnly) {
       there.refuse("it follows from the place in the tree or from other values, and is not written in a file");
     }
-    fitting(there, [&] { own(object, *attribute, member.second, there); });
-  }
+    own(object, *attribute, below, there);
+  });
 }
 
-void Reader::own(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place) {
+void Reader::own(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
   switch (attribute.kind()) {
     case Kind::value:
     case Kind::optional:
-      attribute.set(object, valueOf(value, place));
+      attribute.set(object, valueOf(node, place));
       break;
     case Kind::valueMap:
-      entries(object, attribute, value, place);
+      forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+        attribute.entryIs(object, attribute.key(name), valueOf(below, there));
+      });
       break;
     case Kind::reference:
-      reference(object, attribute, value, place);
+      reference(object, attribute, node, place);
       break;
     case Kind::entity:
     case Kind::collection:
@@ -277,62 +312,49 @@ void Reader::own(PtrInterface& object, ZefAttr const& attribute, json const& val
   }
 }
 
-void Reader::entries(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place) {
-  for (auto const& entry : objectOf(value, place)) {
-    Place const there(place, entry.first);
-    fitting(there, [&] {
-      attribute.entryIs(object, attribute.key(textOf(entry.first, there)), valueOf(entry.second, there));
-    });
-  }
-}
-
-void Reader::reference(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place) {
+void Reader::reference(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
   Reference reference{&object, &attribute, {}, place.text()};
-  bool const isList = value.is_array() && !value.empty() &&
-                      std::all_of(value.begin(), value.end(), [](json const& step) { return step.is_string(); });
-  if (!isList) place.refuse("a list of the names that lead to an object is needed");
-  for (json const& step : value) reference.steps.push_back(textOf(step.get_ref<std::string const&>(), place));
+  if (auto const* list = node.get<List>()) {
+    for (Node const& step : *list) {
+      auto const* text = step.get<String8>();
+      if (text == nullptr) place.refuse(std::string("a list of names is needed, not one with ") + kindOf(step));
+      reference.steps.push_back(*text);
+    }
+  }
+  if (reference.steps.empty()) place.refuse("a list of the names that lead to an object is needed");
   references_.push_back(std::move(reference));
 }
 
-void Reader::children(PtrInterface& object, json::object_t const& members, Place const& place) {
-  for (auto const& [name, value] : members) {
-    Place const there(place, name);
-    ZefAttr const& attribute = *object.fwkType()->attr(Zef::Name(name.c_str()));
+void Reader::children(PtrInterface& object, Node const& node, Place const& place) {
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    ZefAttr const& attribute = *object.fwkType()->attr(Zef::Name(name));
     if (attribute.kind() == Kind::entity) {
-      auto const child = fitting(there, [&] { return attribute.childIs(object); });
-      fill(*child, "", value, there);
+      fill(*attribute.childIs(object), "", below, there);
     } else if (attribute.kind() == Kind::collection) {
-      collection(object, attribute, value, there);
+      collection(object, attribute, below, there);
     }
-  }
+  });
 }
 
-void Reader::collection(PtrInterface& object, ZefAttr const& attribute, json const& value, Place const& place) {
-  for (auto const& member : objectOf(value, place)) {
-    Place const there(place, member.first);
-    auto const entered = fitting(there, [&] {
-      String8 const key = attribute.key(textOf(member.first, there));
-      if (attribute.member(object, key)) there.refuse("it is another spelling of a key that stands there already");
-      return attribute.memberIs(object, key);
-    });
-    fill(*entered, "", member.second, there);
-  }
+void Reader::collection(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    String8 const key = attribute.key(name);
+    if (attribute.member(object, key)) there.refuse("it is another spelling of a key that stands there already");
+    fill(*attribute.memberIs(object, key), "", below, there);
+  });
 }
 
 void Reader::refer(Ptr<Zef::Dir> const& inputs) const {
   for (Reference const& reference : references_) {
-    auto const object = Vorlin::find(inputs, reference.steps);
-    if (!object) {
-      std::string steps;
-      for (String8 const& step : reference.steps) steps += (steps.empty() ? "" : ", ") + std::string(step.view());
-      throw InventoryError(reference.place, "there is nothing at " + steps);
-    }
-    try {
+    guarded(reference, [&] {
+      auto const object = Vorlin::find(inputs, reference.steps);
+      if (!object) {
+        std::string steps;
+        for (String8 const& step : reference.steps) steps += (steps.empty() ? "" : ", ") + std::string(step.view());
+        reference.refuse("there is nothing at " + steps);
+      }
       reference.attribute->set(*reference.from, object);
-    } catch (Zef::RangeException const& error) {
-      throw InventoryError(reference.place, error.what());
-    }
+    });
   }
 }
 
@@ -341,6 +363,22 @@ void Reader::refer(Ptr<Zef::Dir> const& inputs) const {
 InventoryError::InventoryError(std::string const& place, std::string const& reason)
     : std::runtime_error(place.empty() ? printable(reason) : printable(place) + ": " + printable(reason)) {}
 
-Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types) { return Reader(types).read(parse(text)); }
+std::string reasonCaught() {
+  try {
+    throw;
+  } catch (std::bad_alloc const&) {
+    return "not enough memory";
+  } catch (std::exception const& error) {
+    return error.what();
+  } catch (...) {
+    return "an error without words";
+  }
+}
+
+Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types, InventoryLimits const& limits) {
+  auto inputs = Reader(types).read(Builder(text, limits).take());
+  requireOneSwitch(*inputs);
+  return inputs;
+}
 
 }  // namespace Host

@@ -22,7 +22,16 @@ class InventoryError : public std::runtime_error {
   InventoryError(std::string const& place, std::string const& reason);
 };
 
+// To be called where something has been caught: what it says, in words for the log, whatever its class.
+std::string reasonCaught();
+
+// What one text may cost, besides its size.
+struct InventoryLimits {
+  std::size_t levels = 64;  // of objects and lists in one another
+  std::size_t values = 8'000'000;
+};
+
 // The directory of the inputs as the text describes them, in no tree. InventoryError when any of it does not fit.
-Zef::Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types);
+Zef::Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types, InventoryLimits const& limits = {});
 
 }  // namespace Host

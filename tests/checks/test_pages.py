@@ -19,7 +19,7 @@ def listed():
         if head := re.match(r'(?:entity|record) (\S+): ([\w:]+)', line):
             at = types.setdefault(head[1], (head[2], {}))[1]
         elif value := re.match(r'value (\S+): (.*)', line):
-            fields = [field.rsplit(' ', 1) for field in value[2].split(', ')]
+            fields = [field.split(' ', 1) for field in value[2].split(', ')]
             types[value[1]] = ('', dict(fields))
         elif attribute := re.match(r'  \d+ \S+ (\w+) (.*)', line):
             at[attribute[1]] = attribute[2]
@@ -94,6 +94,9 @@ class Pages(unittest.TestCase):
                 count += len(wanted)
                 with self.subTest(name, type=type_):
                     self.assertEqual(self.bold(text), wanted)
+                    for attribute, form in types[type_][1].items():
+                        if bound := re.search(r'most (\d+)', form):
+                            self.assertRegex(text, rf'(?m)^\.B {attribute}\n.* {bound[1]}\b')
         self.assertGreater(count, 150)
 
     def test_every_attribute_says_what_it_is(self):

@@ -82,7 +82,7 @@ class Reload(AgentTest):
         taken = switch.taken(agent)
         system = switch.system
         del system['sensor']['3']
-        system['sensor']['4']['tag'] = 'VoltageSensor'
+        system['sensor']['4'].update(tag='VoltageSensor', label='9')
         system['port']['100'] = {'tag': 'Ethernet', 'label': '100', 'description': 'new port'}
         system['serialNum'] = 'KV-BOTH'
         system['powerSupplySlot']['1']['powerSupply']['alias'] = 'left'

@@ -79,9 +79,22 @@ TEST(Inventory, StampsIndexesByPlaceWhateverTheOrderOfKeys) {
   EXPECT_EQ(index({"powerSupplySlot", "2", "powerSupply", "fan", "1", "sensor", "1"}), 2021101U);
 }
 
+std::string repeated(unsigned times, std::string const& text) {
+  std::string all;
+  for (unsigned i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+std::string system(std::string const& members) { return R"({"status": {"fixedSystem": {)" + members + "}}}"; }
+
+// A text that is `levels` deep, of lists where the status is wanted.
+std::string deep(unsigned levels) {
+  return "{\"status\": " + repeated(levels - 1, "[") + repeated(levels - 1, "]") + "}";
+}
+
 TEST(Inventory, SaysWhereAndWhyItRefuses) {
   struct {
-    char const* text;
+    std::string text;
     char const* place;   // the whole of what stands before the reason
     char const* reason;  // a part of it
   } const cases[] = {
@@ -107,6 +120,11 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       {R"({"status": {"fixedSystem": {"sensor": {"1": {}, "2": {}, "1": {}}}}})",
        "status.fixedSystem.sensor.1: ", "twice"},
       {R"({"status": {}, "tempStatus": {}, "status": {}})", "status: ", "twice"},
+      {R"({"status": {"fixedSystem": {}, "chassis": {}}})", "status: ", "it has both fixedSystem and chassis"},
+      // what it costs
+      {deep(64), "status: ", "an object in braces is needed, not a list"},
+      {deep(65), "status: ", "nested deeper than 64 levels"},
+      {system(R"("label": )" + repeated(50'000, R"({"a":)")), "status.fixedSystem.label.a.a.", "nested deeper than"},
       // what a file does not say
       {R"({"status": {"fixedSystem": {"physicalIndex": 7}}})",
        "status.fixedSystem.physicalIndex: ", "follows from the place"},
@@ -127,6 +145,9 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
        "status.fixedSystem.powerSupplySlot.33: ", "outside 1 to 32"},
       {R"({"tempStatus": {"tempSensor": {"": {}}}})", "tempStatus.tempSensor.: ", "cannot be empty"},
       {R"({"tempStatus": {"tempSensor": {"a\u0000b": {}}}})", "tempStatus.tempSensor.a\\x00b: ", "zero byte"},
+      {system(R"("label": "1", "label\u0000": "2")"), "status.fixedSystem.label", "zero byte"},
+      {R"({"coolingStatus": {"fan": {"F": {"properties": {"maxRpm\u0000": 1}}}}})",
+       "coolingStatus.fan.F.properties.maxRpm", "zero byte"},
       {R"({"status": {"a\nrefused": 1}})", "status.a\\x0arefused: ", "no such attribute"},
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"domInfo": {"256": {}}}}}})",
        "xcvrStatusDir.xcvrStatus.E.domInfo.256: ", "a key from 0 to 255"},
@@ -145,9 +166,15 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       {R"({"tempStatus": {"tempSensor": {"T": {"temperature": "hot"}}}})",
        "tempStatus.tempSensor.T.temperature: ", "a number is needed, not the text \"hot\""},
       {R"({"tempStatus": {"tempSensor": {"T": {"temperature": 1e300}}}})",
-       "tempStatus.tempSensor.T.temperature: ", "a number is needed"},
-      {R"({"tempStatus": {"tempSensor": {"T": {"hwStatus": "fine"}}}})",
-       "tempStatus.tempSensor.T.hwStatus: ", "ok (1)"},
+       "tempStatus.tempSensor.T.temperature: ", "a number from -3.40282e+38 to 3.40282e+38"},
+      {R"({"tempStatus": {"tempSensor": {"T": {"temperature": 18446744073709551615}}}})",
+       "tempStatus.tempSensor.T.temperature: ", "a number of at most 100000000"},
+      {R"({"tempStatus": {"tempSensor": {"T": {"hwStatus": "fine"}}}})", "tempStatus.tempSensor.T.hwStatus: ",
+       "one of unknown, ok, failed, or its number, is needed, not the text \"fine\""},
+      {system(R"("serialNum": ")" + repeated(33, "x") + '"'),
+       "status.fixedSystem.serialNum: ", "a text of at most 32 bytes is needed, not one of 33"},
+      {system(R"("description": ")" + repeated(128, "ä") + '"'),
+       "status.fixedSystem.description: ", "a text of at most 255 bytes is needed, not one of 256"},
       {R"({"intfConfigDir": {"intfConfig": {"E": {"adminEnabledStateLocal": 1}}}})",
        "intfConfigDir.intfConfig.E.adminEnabledStateLocal: ", "true or false is needed"},
       {R"({"coolingStatus": {"fan": {"F": {"properties": {"maxRPM": 1}}}}})",
@@ -156,11 +183,32 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
        "coolingStatus.fan.F.properties: ", "the number 18000"},
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"domThreshold": {"temperature": {"highAlarm": true}}}}}})",
        "xcvrStatusDir.xcvrStatus.E.domThreshold: ", "temperature: highAlarm: a number is needed, not true"},
+      // names that a record could mean two parts by
+      {system(R"("sensor": {"1": {"tag": "TempSensor", "label": "1"}}, "chip": {"2": {"tag": "TempSensor1"}})"),
+       "status.fixedSystem.chip.2: ", "its name is TempSensor1, as is that of status.fixedSystem.sensor.1"},
+      {system(R"("port": {"1": {"tag": "Ethernet", "label": "1"}, "2": {"tag": "Ethernet", "label": "1"}})"),
+       "status.fixedSystem.port.2: ", "its name is Ethernet1, as is that of status.fixedSystem.port.1"},
+      {system(R"("fanTraySlot": {"1": {"label": "1", "fanTray": {"fan": {"1": {"tag": "Fan", "label": "1"},
+                                                                         "2": {"tag": "FAN", "label": "1"}}}}})"),
+       "status.fixedSystem.fanTraySlot.1.fanTray.fan.2: ", "FanSensor1/1 would show its speed and that of status."},
+      {system(R"("powerSupplySlot": {"1": {"label": "P", "powerSupply": {"tag": "PowerSupply"}},
+                                     "2": {"label": "P", "powerSupply": {"tag": "PowerSupply"}}})"),
+       "status.fixedSystem.powerSupplySlot.2.powerSupply: ", "its name is PowerSupplyP/, as is"},
+      {system(R"("xcvrSlot": {"1": {"xcvr": {"tag": "Xcvr", "label": "1", "alias": "Ethernet1"}},
+                              "2": {"xcvr": {"tag": "Xcvr", "label": "2", "alias": "Ethernet1"}}})"),
+       "status.fixedSystem.xcvrSlot.2.xcvr: ", "its name is Ethernet1, as is"},
+      {R"({"status": {"chassis": {"cardSlot": {"3": {"label": "3", "card": {"tag": "Linecard", "label": "3"}},
+                                               "4": {"label": "4", "card": {"tag": "Linecard", "label": "3"}}}}}})",
+       "status.chassis.cardSlot.4.card: ", "its name is Linecard3, as is"},
+      // what has no name, or none that a record means, may share it
+      {system(R"("chip": {"1": {"tag": "Chip"}, "2": {"tag": "Chip"}}, "sensor": {"1": {}, "2": {"label": "1"}},
+                 "port": {"1": {"label": "1"}, "2": {"label": "1"}}, "fanTraySlot": {"1": {}, "2": {}})"),
+       "", "none"},
       // references
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"xcvrConfig": ["xcvrConfigDir", "xcvrConfig", "E"]}}}})",
        "xcvrStatusDir.xcvrStatus.E.xcvrConfig: ", "there is nothing at xcvrConfigDir, xcvrConfig, E"},
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"xcvrConfig": ["status"]}}}})",
-       "xcvrStatusDir.xcvrStatus.E.xcvrConfig: ", "another type"},
+       "xcvrStatusDir.xcvrStatus.E.xcvrConfig: ", "a XcvrConfig is needed, not a Status"},
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"xcvrConfig": "xcvrConfigDir/xcvrConfig/E"}}}})",
        "xcvrStatusDir.xcvrStatus.E.xcvrConfig: ", "a list of the names"},
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"xcvrConfig": []}}}})",
@@ -172,6 +220,12 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
     EXPECT_NE(said.find(each.reason, std::string(each.place).size()), std::string::npos)
         << each.text << "\n  -> " << said;
   }
+}
+
+TEST(Inventory, CountsValues) {
+  std::string const text = system(R"("sensor": {"1": {"tag": "T", "label": "1"}})");
+  EXPECT_NO_THROW(Host::readInventory(text, Host::inputTypes(), {.values = 7}));
+  EXPECT_THROW(Host::readInventory(text, Host::inputTypes(), {.values = 6}), Host::InventoryError);
 }
 
 TEST(Inventory, RefusesEveryTruncation) {

@@ -56,7 +56,7 @@ TEST_F(Merge, BringsAnyTreeToAnyOther) {
        {std::pair<std::string, std::string>{R"("fan": { "1")", R"("fan": { "2")"},
         {R"("0": { "temperature")", R"("3": { "temperature")"},
         {"18000", "9000"},
-        {R"("Management")", R"("Ethernet")"},
+        {R"("Management", "label": "1")", R"("Ethernet", "label": "2")"},
         {R"("sensor": "TempSensor")", R"("port": "Ethernet")"},
         {R"("xcvrConfigDir", "xcvrConfig", "Ethernet3/5")", R"("xcvrConfigDir", "xcvrConfig", "E")"},
         {R"("xcvrConfig": { "Ethernet3/5")", R"("xcvrConfig": { "E")"}}) {

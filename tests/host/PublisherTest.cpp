@@ -14,11 +14,10 @@ namespace fs = std::filesystem;
 
 struct Publisher : Looping {
   void publish() {
-    publisher = std::make_unique<Host::FilePublisher>(loop, clock, Host::inputTypes(), file, log,
-                                                      [this](Zef::Dir const& wanted) {
-                                                        Vorlin::merge(*live, wanted);
-                                                        return failure;
-                                                      });
+    publisher = std::make_unique<Host::FilePublisher>(loop, clock, types, file, log, [this](Zef::Dir const& wanted) {
+      Vorlin::merge(*live, wanted);
+      return failure;
+    });
   }
   static void write(fs::path const& path, std::string const& text) { std::ofstream(path, std::ios::binary) << text; }
   static std::string labelled(std::string const& label) {
@@ -32,6 +31,7 @@ struct Publisher : Looping {
 
   fs::path file = folder / "switch.json";
   Zef::Ptr<Zef::Dir> const live = read("{}");
+  Host::EntityTypes types = Host::inputTypes();
   std::string failure;  // what a publication says of itself
   std::unique_ptr<Host::FilePublisher> publisher;
 };
@@ -40,6 +40,10 @@ TEST_F(Publisher, FollowsEveryWayToSaveAFile) {
   write(file, labelled("first"));
   publish();
   ASSERT_EQ(said(), took());
+  failure = "a reaction to it failed";
+  publisher->read();
+  ASSERT_EQ(said(), std::vector{"built all anew from " + file.string() + ": " + failure});
+  failure = "";
   ASSERT_EQ(label(), "first");
 
   struct {
@@ -171,7 +175,28 @@ TEST_F(Publisher, TriesAgainWhatThereWereNoMeansToRead) {
   EXPECT_EQ(said(), took());
 }
 
+// Entities of this type cannot be made.
+class Failing : public Zef::ZefType {
+ public:
+  explicit Failing(std::function<void()> fail)
+      : ZefType({"Failing", nullptr, Kind::entity, {}, {}}), fail_(std::move(fail)) {}
+  Zef::Ptr<Zef::PtrInterface> newObject(Zef::Name const& /*name*/) const override {
+    fail_();
+    return nullptr;
+  }
+
+ private:
+  std::function<void()> fail_;
+};
+
 TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
+  auto const failing = [&](Failing const& type) {
+    types["redundancy/election"] = &type;
+    write(file, R"({"redundancy": {"election": {}}})");
+  };
+  Failing const memory([] { throw std::bad_alloc(); });
+  Failing const other([] { throw std::logic_error("of another class"); });
+  Failing const none([] { throw 7; });
   write(file, everything);
   publish();
   ASSERT_EQ(said(), took());
@@ -185,6 +210,9 @@ TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
       {[&] { write(file, std::string(everything).substr(0, 1000)); }, "syntax error"},
       {[&] { write(file, R"({"status": {}, "tempStatus": {"tempSensors": {}}})"); },
        "tempStatus.tempSensors: no such attribute"},
+      {[&] { failing(memory); }, "redundancy.election: not enough memory"},
+      {[&] { failing(other); }, "redundancy.election: of another class"},
+      {[&] { failing(none); }, "redundancy.election: an error without words"},
       {[&] { fs::remove(file); }, "No such file or directory"},
       {[&] { fs::create_directory(file); }, "not a regular file"},
       {[&] {
@@ -195,9 +223,9 @@ TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
       {[&] {
          fs::remove(file);
          write(file, "");
-         fs::resize_file(file, 1ULL << 40U);
+         fs::resize_file(file, (64U << 20U) + 1U);
        },
-       "larger than"},
+       "larger than 64 MiB"},
   };
   for (auto const& each : cases) {
     each.spoil();

@@ -153,9 +153,8 @@ TEST_F(GenericIfTest, RefusesInWords) {
        "hwStatusToOperState",
        {},
        arguments({"red"}),
-       "hwStatusToOperState: argument 1, hwStatus, does not fit: a Environment::Cooling::FanStatus::HwStatus: unknown "
-       "(0), "
-       "ok (1), failed (2) is needed, not the text \"red\""},
+       "hwStatusToOperState: argument 1, hwStatus, does not fit: one of unknown, ok, failed, "
+       "or its number, is needed, not the text \"red\""},
       {constants, Op::call, "hwStatusToOperState", shown(1), {}, "bad index for attribute hwStatusToOperState"},
       {constants,
        Op::get,

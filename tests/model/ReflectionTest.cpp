@@ -126,7 +126,7 @@ void checkReference(ZefAttr const& attribute, PtrInterface& object, std::string 
   EXPECT_THAT(takeHeard(), twice(name));
   set(attribute, object, other);
   Ptr<PtrInterface> const stranger = make<Zef::Dir>("stranger");
-  EXPECT_THAT(refusal([&] { attribute.set(object, Value(stranger)); }), HasSubstr("object"));
+  EXPECT_THAT(refusal([&] { attribute.set(object, Value(stranger)); }), HasSubstr("is needed, not a Dir"));
   EXPECT_EQ(attribute.get(object), other);
   EXPECT_THAT(takeHeard(), IsEmpty());
   attribute.set(object, Value());
@@ -246,6 +246,9 @@ TEST(ReflectionTest, valuesThatDoNotFitAreRefusedInWordsAndChangeNothing) {
   Ptr<Interface::IntfStatus> const interface = make<Interface::IntfStatus>("Ethernet1");
   Ptr<Xcvr::XcvrStatus> const xcvr = make<Xcvr::XcvrStatus>("Ethernet1");
   Value::Record const oneLimit{{"highAlarm", Value(75)}};
+  auto const config = make<Environment::Temperature::TempSensorConfig>("TempSensor1");
+  auto const sensor = make<EntityMib::Sensor>("1");
+  std::string const tooLong(33, 'x');
   struct Case {
     PtrInterface& object;
     char const* attribute;
@@ -259,18 +262,25 @@ TEST(ReflectionTest, valuesThatDoNotFitAreRefusedInWordsAndChangeNothing) {
       {*fan, "speedStatus", Value(std::int64_t{4294967296}), "not the number 4294967296"},
       {*fan, "speedStatus", Value(1.5), "not the number 1.5"},
       {*fan, "speed", Value("fast"), "a number is needed, not the text \"fast\""},
-      {*fan, "speed", Value(1e300), "a number is needed, not the number 1e+300"},
+      {*fan, "speed", Value(1e300), "a number from -3.40282e+38 to 3.40282e+38 is needed, not the number 1e+300"},
       {*fan, "hwStatus", Value("broken"),
-       "FanStatus::HwStatus: unknown (0), ok (1), failed (2) is needed, not the text"},
+       "one of unknown, ok, failed, or its number, is needed, not the text \"broken\""},
       {*fan, "properties", Value(Value::Record{{"maxRpm", Value(-1)}}), "maxRpm: a whole number"},
-      {*fan, "properties", Value(Value::Record{{"minRpm", Value(1)}}), "minRpm: no such attribute"},
-      {*fan, "properties", Value(9000), "Environment::Cooling::FanProperties is needed, not the number 9000"},
+      {*fan, "properties", Value(Value::Record{{"minRpm", Value(1)}}), "minRpm: no such name in a group of maxRpm"},
+      {*fan, "properties", Value(9000), "a group of maxRpm is needed, not the number 9000"},
       {*interface, "operStatus", Value(0), "not the number 0"},
       {*interface, "operStatus", Value(8), "not the number 8"},
-      {*xcvr, "domThreshold", Value(Value::Record{{"heat", Value(oneLimit)}}), "heat: no such field"},
-      {*xcvr, "domThreshold", Value(Value::Record{{"voltage", Value(7)}}), "voltage: a Xcvr::DomLimits is needed"},
+      {*xcvr, "domThreshold", Value(Value::Record{{"heat", Value(oneLimit)}}),
+       "heat: no such name in a group of temperature, voltage"},
+      {*xcvr, "domThreshold", Value(Value::Record{{"voltage", Value(7)}}), "voltage: a group of highAlarm, lowAlarm,"},
       {*xcvr, "domThreshold", Value(Value::Record{{"voltage", Value(Value::Record{{"highAlarm", Value("x")}})}}),
        "voltage: highAlarm: a number is needed"},
+      // what a model bounds: an attribute, a fixed one, a group
+      {*fan, "speed", Value(100001), "a number of at most 100000 is needed, not the number 100001"},
+      {*fan, "properties", Value(Value::Record{{"maxRpm", Value(1000001)}}), "maxRpm: a number of at most 1000000"},
+      {*config, "overheatThreshold", Value(-1e9), "a number from -100000000 to 100000000 is needed"},
+      {*xcvr, "domThreshold", Value(Value::Record{{"txPower", Value(oneLimit)}}), "txPower: highAlarm: a number of at"},
+      {*sensor, "serialNum", Value(tooLong.c_str()), "a text of at most 32 bytes is needed, not one of 33"},
   };
   for (Case const& c : cases) {
     SCOPED_TRACE(std::string(c.attribute) + " " + text(c.value.description()));
@@ -279,6 +289,8 @@ TEST(ReflectionTest, valuesThatDoNotFitAreRefusedInWordsAndChangeNothing) {
     EXPECT_THAT(refusal([&] { attribute.set(c.object, c.value); }), HasSubstr(c.reason));
     EXPECT_EQ(attribute.get(c.object), before);
   }
+  sensor->serialNumIs(tooLong.c_str());  // a setter takes all that the type holds
+  EXPECT_EQ(sensor->serialNum(), tooLong.c_str());
 }
 
 TEST(ReflectionTest, anOpenEnumerationTakesNumbersWithoutAName) {

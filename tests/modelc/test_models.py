@@ -75,6 +75,10 @@ FAULTS = [
     ('a collection in a record', '  Lamp:\n    kind: record\n    attributes:\n      hue: {map: U32, key: U32}', 6,
      'a record has no `map`'),
     ('a default out of range', LAMP + '      hue: {type: U8, default: 256}', 6, '256 is not in 0 to 255'),
+    ('a bound of what has none', LAMP + '      lit: {type: bool, most: 1}', 6, '`most` is for texts, numbers and groups of them'),
+    ('a text of a least size', LAMP + '      hue: {type: Zef::String8, least: 1, most: 8}', 6, 'a text has no `least`'),
+    ('half a range', LAMP + '      tilt: {type: S32, least: -90}', 6, 'has `least`, and needs `most` too'),
+    ('a bound of what is not set', LAMP + '      half: {type: U32, of: watts, most: 9}', 6, 'cannot be set, so `most`'),
     ('a default of another kind', LAMP + '      hue: {type: bool, default: 1}', 6, 'true or false is needed, not `1`'),
     ('a default that is no enumerator', '  State: {kind: enum, values: {on: 1}}', 3, 'the key `on` as a boolean'),
     ('an unknown enumerator', '  State: {kind: enum, values: {lit: 1}}\n  Lamp:\n    attributes:\n'
@@ -107,7 +111,7 @@ types:
       State: {values: {dark: 0, lit: 1}}
     attributes:
       state: {type: State, doc: Whether it is lit.}
-      watts: {type: float, default: 40}
+      watts: {type: float, least: 0, most: 100, default: 40}
   Spot:
     base: Lamp
     attributes:
@@ -165,12 +169,15 @@ SHOP_QUEUE = '''\
   Zef::Ptr<Lamp> orderDeq();
   Zef::LinkQueue<ZefOrder> order_;
 '''
-SHOP_SOURCE = '''\
+SHOP_SOURCES = ('''\
 void Lamp::stateIs(Lamp::State state) {
   if (!Zef::assign(state_, state)) return;
   notify<NotifieeConst>(stateAttr, [](NotifieeConst& n) { n.onState(); });
 }
-'''
+''', '''\
+    type.value<&Lamp::watts, &Lamp::wattsIs>("watts", wattsAttr);
+    type.within({.least = 0, .most = 100});
+''')
 
 
 class ModelTest(unittest.TestCase):
@@ -230,7 +237,8 @@ class ModelTest(unittest.TestCase):
             for line in excerpts.splitlines():
                 at = header.find(line + '\n', at)
                 self.assertGreaterEqual(at, 0, f'{line!r} is missing, or not in its place, in:\n{header}')
-        self.assertIn(SHOP_SOURCE, self.read('out/Shop.cpp'))
+        for source in SHOP_SOURCES:
+            self.assertIn(source, self.read('out/Shop.cpp'))
         for text in (header, self.read('out/Shop.cpp')):
             self.assertLessEqual(max(map(len, text.splitlines())), 120)
             self.assertNotIn('\n\n\n', text)
