@@ -58,13 +58,16 @@ void HashMapGeneric::memberDelG(VTable const& table, HashMapLink* member) {
 
 HashMapLink* HashMapGeneric::emptyAllBucketsG() {
   HashMapLink* all = nullptr;
-  for (auto at = buckets_.rbegin(); at != buckets_.rend(); ++at) {
-    if (*at == nullptr) continue;
-    HashMapLink* last = *at;
-    while (last->fwkHmNext() != nullptr) last = last->fwkHmNext();
-    last->fwkHmNextIs(all);
-    all = *at;
-    *at = nullptr;
+  HashMapLink* last = nullptr;
+  for (HashMapLink*& chain : buckets_) {
+    if (chain == nullptr) continue;
+    if (last == nullptr) {
+      all = chain;
+    } else {
+      last->fwkHmNextIs(chain);
+    }
+    for (last = chain; last->fwkHmNext() != nullptr;) last = last->fwkHmNext();
+    chain = nullptr;
   }
   buckets_.resize(fewestBuckets);
   shift_ = 32;

@@ -45,14 +45,14 @@ std::set<U32> withTheirFans(Root const& root, std::set<U32> const& rows) {
 Before reset(Root& root, PhysicalEntity const& row, Zef::Ptr<State> const& state) {
   U32 const index = row.index();
   auto& sensors = *root.sensorMib();
-  Before const before{state,
-                      state->operState(),
-                      state->adminState(),
-                      state->standbyStatus(),
-                      state->alarmStatus(),
-                      state->lastChanged(),
-                      static_cast<bool>(sensors.thresholdEntity(index)),
-                      static_cast<bool>(root.pendingStateTrapBy(index))};
+  Before before{state,
+                state->operState(),
+                state->adminState(),
+                state->standbyStatus(),
+                state->alarmStatus(),
+                state->lastChanged(),
+                static_cast<bool>(sensors.thresholdEntity(index)),
+                static_cast<bool>(root.pendingStateTrapBy(index))};
   initialStates(*state, row.zefTypeName());
   sensors.thresholdEntityDel(index);
   return before;
