@@ -13,8 +13,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "mib/Trace.h"
-
 // The agent library's own for a session with a master: the protocol, and what answers a master's requests. Exported,
 // but declared in none of the installed headers.
 extern "C" {
@@ -274,9 +272,9 @@ void Master::answered(int operation, netsnmp_pdu const& answer) {
       wanted_.erase(at);
     } else {
       if (!there_) {
-        agentLog(Severity::error, "the master agent (" + address() + ") refuses " +
-                                      Mib::oidText(at->root.data(), at->root.size()) + ": " +
-                                      errorText(answer.errstat));
+        std::string line = "the master agent (" + address() + ") refuses ";
+        for (oid const subidentifier : at->root) line.append(".").append(std::to_string(subidentifier));
+        agentLog(Severity::error, line + ": " + errorText(answer.errstat));
       }
       ++next_;
     }

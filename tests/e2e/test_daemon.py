@@ -200,78 +200,72 @@ class Endings(DaemonTest):
 
     def test_inspection_goes_on_without_a_master(self):
         switch = Switch(self)
-        inspected = switch.path.parent / 'inspect.sock'
-        master = self.master()
-        master.end()
-        daemon = self.daemon(master.agentx, [switch.directive, f'orvaneInspect {inspected}'])
-        daemon.wait_for_log('cannot be reached')
-        slow = socket.socket(socket.AF_UNIX)
-        self.addCleanup(slow.close)
-        slow.settimeout(20)
-        slow.connect(str(inspected))
-        asked = 100
-        slow.sendall(b'snmp/fru/entitymib/contains\n' * asked)
-        time.sleep(1)
-        lines = slow.makefile()
-        for _ in range(asked):
-            self.assertGreater(sum(1 for _ in iter(lines.readline, '.\n')), 100)
+        inspected, asked = switch.path.with_name('inspect.sock'), 100
+        self.daemon('tcp:127.0.0.1:1', [switch.directive, f'orvaneInspect {inspected}']).wait_for_log('cannot be reached')
+        with socket.socket(socket.AF_UNIX) as slow, slow.makefile() as lines:
+            slow.settimeout(20)
+            slow.connect(str(inspected))
+            slow.sendall(b'snmp/fru/entitymib/contains\n' * asked)
+            time.sleep(1)
+            for _ in range(asked):
+                self.assertGreater(sum(1 for _ in iter(lines.readline, '.\n')), 100)
 
 
 class SickMaster:
     """What speaks AgentX in its own way, at a port of 127.0.0.1: `behave(self, connection)` does it for each session."""
 
     HEADER = struct.Struct('<BBBxIIII')
-    GET, GETNEXT, GETBULK, TESTSET, RESPONSE = 5, 6, 7, 8, 18
+    REGISTER, GET, GETNEXT, GETBULK, TESTSET, RESPONSE = 3, 5, 6, 7, 8, 18
+    REGISTRATION = 7  # PDUs: Open, and Register for each of the tables and the scalar
 
     def __init__(self, test, behave):
-        self._behave, self.sessions = behave, 0
-        self._listener, self._open = socket.create_server(('127.0.0.1', 0)), []
-        self._listener.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        self._behave, self._sessions, self.heard = behave, [], []
+        self._listener = socket.create_server(('127.0.0.1', 0))
         self.port = self._listener.getsockname()[1]
+        self.agentx = f'tcp:127.0.0.1:{self.port}'
         test.addCleanup(self.close)
         threading.Thread(target=self._run, daemon=True).start()
 
     def _run(self):
         with contextlib.suppress(OSError):
             while connection := self._listener.accept()[0]:
-                self.sessions += 1
-                self._open.append(connection)
+                self._sessions.append(connection)
                 threading.Thread(target=self._serve, args=[connection], daemon=True).start()
 
     def _serve(self, connection):
-        with contextlib.suppress(OSError):
+        with contextlib.suppress(OSError), connection:
             self._behave(self, connection)
-        connection.close()
 
     def close(self):
-        for end in self._listener, *self._open:
+        for end in self._listener, *self._sessions:
             with contextlib.suppress(OSError):
                 end.shutdown(socket.SHUT_RDWR)
             end.close()
 
+    def sessions(self):
+        return len(self._sessions)
+
     def pdus(self, connection):
         while head := connection.recv(self.HEADER.size, socket.MSG_WAITALL):
             _, kind, _, _, transaction, packet, length = self.HEADER.unpack(head)
+            self.heard.append(kind)
             yield kind, transaction, packet, length and connection.recv(length, socket.MSG_WAITALL)
 
     def send(self, connection, kind, body, transaction=1, packet=1):
         connection.sendall(self.HEADER.pack(1, kind, 0, 7, transaction, packet, len(body)) + body)
 
-    def ask(self, connection, count):
-        """So many times for some kilobytes, and never reads them."""
-        self.answer(connection, REGISTRATION)
-        for _ in range(count):
-            self.send(connection, self.GETBULK, b'\0\0\x28\0' + (oid_of(1, 3, 6, 1, 2, 1, 47) + bytes(4)) * 10)
-        time.sleep(60)
-
-    def answer(self, connection, count=10 ** 6, error=0, delay=0):
+    def answer(self, connection, count=None, error=0, delay=0):
         """So many PDUs, or as many as come."""
         for _, transaction, packet, _ in itertools.islice(self.pdus(connection), count):
             time.sleep(delay)
             self.send(connection, self.RESPONSE, struct.pack('<IHH', 100, error, 0), transaction, packet)
 
-
-REGISTRATION = 7  # PDUs: Open, and Register for each of the tables and the scalar
+    def ask(self, connection, count):
+        """So many times for some kilobytes, and never reads them."""
+        self.answer(connection, self.REGISTRATION)
+        for _ in range(count):
+            self.send(connection, self.GETBULK, b'\0\0\x28\0' + (oid_of(1, 3, 6, 1, 2, 1, 47) + bytes(4)) * 10)
+        time.sleep(600)
 
 
 def oid_of(*subidentifiers):
@@ -279,23 +273,27 @@ def oid_of(*subidentifiers):
 
 
 class SickMasters(DaemonTest):
+    CASES = {
+        'never answers': ('does not answer', lambda self, connection: time.sleep(600)),
+        'answers late': ('has ended', lambda self, connection: self.answer(connection, 3, delay=1.5)),
+        'closes at once': ('has ended', lambda self, connection: None),
+        'talks rubbish': ('Received broken packet', lambda self, connection: connection.sendall(b'\xff' * 40) or connection.recv(1000)),
+        'breaks off': ('has ended', lambda self, connection: self.answer(connection, 3)),
+        'refuses': (r'refuses the session: error 267 \(requestDenied\)', lambda self, connection: self.answer(connection, error=267)),
+        'does not read': ('does not read', lambda self, connection: self.ask(connection, 900)),
+        'asks without end': ('asks more', lambda self, connection: self.ask(connection, 10 ** 6)),
+    }
+
     def test_left_alone_and_outlived(self):
         switch = Switch(self)
-        cases = {'never answers': lambda self, connection: connection.recv(1) and time.sleep(60),
-                 'answers late': lambda self, connection: self.answer(connection, 3, delay=1.5),
-                 'closes at once': lambda self, connection: None,
-                 'talks rubbish': lambda self, connection: connection.sendall(b'\xff' * 40) or connection.recv(1000),
-                 'breaks off': lambda self, connection: self.answer(connection, 3),
-                 'refuses': lambda self, connection: self.answer(connection, error=267),
-                 'does not read': lambda self, connection: self.ask(connection, 900),
-                 'asks without end': lambda self, connection: self.ask(connection, 10 ** 6)}
-        sick = {name: SickMaster(self, behave) for name, behave in cases.items()}
-        daemons = {name: self.daemon(f'tcp:127.0.0.1:{master.port}', [switch.directive]) for name, master in sick.items()}
+        sick = {name: SickMaster(self, behave) for name, (_, behave) in self.CASES.items()}
+        daemons = {name: self.daemon(master.agentx, [switch.directive]) for name, master in sick.items()}
         time.sleep(8)
-        self.assertEqual({name: master.sessions for name, master in sick.items() if not 0 < master.sessions < 20}, {})
+        many = {name: master.sessions() for name, master in sick.items() if master.sessions() > 20}
+        self.assertEqual((many, [name for name, daemon in daemons.items() if daemon.log().count('\n') > 50]), ({}, []))
         for name, daemon in daemons.items():
             with self.subTest(name):
-                self.assertLess(daemon.log().count('\n'), 40)
+                daemon.wait_for_log(self.CASES[name][0])
                 if name in ('answers late', 'breaks off', 'talks rubbish'):
                     sick[name].close()
                     master = self.master(agentx_port=sick[name].port)
@@ -304,25 +302,35 @@ class SickMasters(DaemonTest):
                     self.assertEqual([table for table in TABLES if not master.walk(table)], [])
                 self.assertEqual(daemon.end(), 0)
 
+    def test_a_refused_registration_is_asked_for_again(self):
+        def behave(self, connection):
+            self.answer(connection, 2)
+            self.answer(connection, 1, error=263)
+            self.answer(connection)
+
+        master = SickMaster(self, behave)
+        daemon = self.daemon(master.agentx, [Switch(self).directive])
+        wait_until(lambda: master.heard.count(master.REGISTER) == master.REGISTRATION)
+        self.assertRegex(daemon.log(), r'refuses \.1\.3\.6\.1\.2\.1\.47\.1\.3\.3: error 263 \(duplicateRegistration\)\n(.*\n)*.*connected')
+        self.assertEqual(master.sessions(), 1)
+
     def test_too_many_subidentifiers(self):
         """A table helper that is handed more than 128 writes past its end."""
-        said, asked = [], threading.Event()
-        columns = [tuple(map(int, table.split('.'))) + (2,) for table in TABLES]
+        said, asked = set(), threading.Event()
 
         def behave(self, connection):
-            self.answer(connection, REGISTRATION)
-            for column, count in itertools.product(columns, (129, 200, 255)):
-                name = oid_of(*column, *[1] * (count - len(column)))
-                for kind, body in ((self.GET, name), (self.GETNEXT, name), (self.GETBULK, b'\0\0\1\0' + name),
-                                   (self.TESTSET, b'\2\0\0\0' + name)):
-                    self.send(connection, kind, body + bytes(4))
-                    said.append(next(body for kind, _, _, body in self.pdus(connection) if kind == self.RESPONSE))
+            self.answer(connection, self.REGISTRATION)
+            for table, count in itertools.product(TABLES, (129, 200, 255)):
+                column = [*map(int, table.split('.')), 2]
+                name = oid_of(*column, *[1] * (count - len(column))) + bytes(4)
+                for kind, head in (self.GET, b''), (self.GETNEXT, b''), (self.GETBULK, b'\0\0\1\0'), (self.TESTSET, b'\2\0\0\0'):
+                    self.send(connection, kind, head + name)
+                    said.add(next(body[4:8] for kind, _, _, body in self.pdus(connection) if kind == self.RESPONSE))
             asked.set()
 
-        switch, master = Switch(self), SickMaster(self, behave)
-        daemon = self.daemon(f'tcp:127.0.0.1:{master.port}', [switch.directive])
+        self.daemon(SickMaster(self, behave).agentx, [Switch(self).directive])
         wait_until(asked.is_set, 30, 'not all were answered')
-        self.assertEqual({struct.unpack_from('<HH', body, 4) for body in said}, {(5, 1)})  # genErr, at the first
+        self.assertEqual(said, {struct.pack('<HH', 5, 1)})  # genErr, at the first
 
     def test_a_socket_where_nobody_accepts(self):
         switch = Switch(self)
