@@ -103,8 +103,10 @@ int onLog(int /*major*/, int /*minor*/, void* message, void* /*client*/) {
   static std::string last;
   static double second = 0;
   static int said = 0;
-  std::string const line = static_cast<snmp_log_message const*>(message)->msg;
+  constexpr std::size_t longest = 200;
+  std::string line = static_cast<snmp_log_message const*>(message)->msg;
   if (!line.starts_with("orvane: ")) {
+    if (line.size() > longest) line.replace(longest, std::string::npos, "...\n");
     double const now = std::floor(Zef::System::currentTime());
     if (std::exchange(second, now) != now) said = 0;
     if (line == last || ++said > aSecond) return SNMP_ERR_NOERROR;

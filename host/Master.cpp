@@ -13,14 +13,17 @@
 #include <cstdlib>
 #include <cstring>
 
-// The agent library's own for a session with a master: the protocol, and what answers a master's requests. Exported,
-// but declared in none of the installed headers.
+// The agent library's own for a session with a master: the protocol, and what answers a master's requests through a
+// session with the agent itself. Exported, but declared in none of the installed headers.
 extern "C" {
+extern netsnmp_session* agentx_callback_sess;
+extern int callback_master_num;
 int agentx_parse(netsnmp_session* session, netsnmp_pdu* pdu, u_char* data, std::size_t length);
 int agentx_realloc_build(netsnmp_session* session, netsnmp_pdu* pdu, u_char** buffer, std::size_t* size,
                          std::size_t* length);
 int agentx_check_packet(u_char* packet, std::size_t length);
 int handle_agentx_packet(int operation, netsnmp_session* session, int request, netsnmp_pdu* pdu, void* magic);
+int handle_subagent_response(int operation, netsnmp_session* session, int request, netsnmp_pdu* pdu, void* magic);
 }
 
 namespace Host {
@@ -40,12 +43,15 @@ enum Command {
   responsePdu = 18
 };
 constexpr int instanceRegistration = 0x01;
+constexpr int nonDefaultContext = 0x08;
+constexpr int unsupportedContext = 262;
 constexpr int reasonTimeouts = 4;
 constexpr int reasonShutdown = 5;
 constexpr std::size_t headerSize = 20;
 // More is not parsed by the library, which would collect it up to 2 GB all the same.
 constexpr int maxPacket = 65536;
-// Requests that wait for their turn. The library takes them in faster than it has them answered.
+// Requests that wait for their turn. The library takes them in faster than it has them answered, and hands them on by a
+// pipe, on which it waits for itself when it is full.
 constexpr int maxUnanswered = 1000;
 
 constexpr double firstPause = 1.0;
@@ -159,12 +165,12 @@ int tooLong(netsnmp_pdu const& pdu) {
   return 0;
 }
 
-void refuse(netsnmp_session* session, netsnmp_pdu* request, int place) {
+void refuse(netsnmp_session* session, netsnmp_pdu* request, int status, int place) {
   netsnmp_pdu* const answer = snmp_clone_pdu(request);
   if (answer == nullptr) return;
   answer->command = responsePdu;
   answer->version = session->version;
-  answer->errstat = SNMP_ERR_GENERR;
+  answer->errstat = status;
   answer->errindex = place;
   if (snmp_send(session, answer) == 0) snmp_free_pdu(answer);
 }
@@ -256,14 +262,14 @@ void Master::ask(int command, std::function<void(netsnmp_pdu&)> const& fill) {
 int Master::onAnswer(int operation, netsnmp_session* session, int /*request*/, netsnmp_pdu* pdu, void* master) {
   contained("master", [&] {
     auto& self = *static_cast<Master*>(master);
-    // An ended session tells of its open requests when the library forgets it.
-    if (session == self.session_ && operation != NETSNMP_CALLBACK_OP_SEND_FAILED) self.answered(operation, *pdu);
+    // An ended session tells of its open requests when the library forgets it. How long one may stay open is not left
+    // to the library, which looks after that in its idle turns only.
+    if (session == self.session_ && operation == NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) self.answered(*pdu);
   });
   return 1;
 }
 
-void Master::answered(int operation, netsnmp_pdu const& answer) {
-  if (operation != NETSNMP_CALLBACK_OP_RECEIVED_MESSAGE) return lost("does not answer");
+void Master::answered(netsnmp_pdu const& answer) {
   int const asked = std::exchange(asked_, 0);
   netsnmp_set_agent_uptime(answer.time);
   if (asked == registerPdu) {
@@ -345,7 +351,15 @@ int Master::onSession(int operation, netsnmp_session* session, int request, nets
     }
     if (pdu->command >= getPdu && pdu->command <= undoSetPdu && ++flow.unanswered > maxUnanswered)
       return self.lost("asks more than can be answered");
-    if (int const place = tooLong(*pdu); place != 0) return refuse(session, pdu, place);
+    if ((pdu->flags & nonDefaultContext) != 0) {
+      // Nothing is registered in one. The library would read past the end of its name.
+      pdu->flags &= ~nonDefaultContext;
+      SNMP_FREE(pdu->contextName);
+      SNMP_FREE(pdu->community);
+      pdu->contextNameLen = pdu->community_len = 0;
+      return refuse(session, pdu, unsupportedContext, 0);
+    }
+    if (int const place = tooLong(*pdu); place != 0) return refuse(session, pdu, SNMP_ERR_GENERR, place);
     isRequest = true;
   });
   return isRequest ? handle_agentx_packet(operation, session, request, pdu, nullptr) : 1;
@@ -371,6 +385,9 @@ void Master::end() {
   }
   // The library, in the midst of whose work this may be, forgets a session without a socket in its next turn.
   transport_->f_close(transport_);
+  // Requests that wait for their turn would be answered to the session that is gone, or to the next in its place.
+  snmp_close(agentx_callback_sess);
+  agentx_callback_sess = netsnmp_callback_open(callback_master_num, handle_subagent_response, nullptr, nullptr);
   if (!std::exchange(there_, false)) return;
   remove_trap_session(session);
   changed_(false);

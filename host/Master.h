@@ -46,7 +46,7 @@ class Master {
   void dueIn(double seconds);
   void attempt();
   void ask(int command, std::function<void(netsnmp_pdu&)> const& fill = nullptr);
-  void answered(int operation, netsnmp_pdu const& answer);
+  void answered(netsnmp_pdu const& answer);
   void opened(netsnmp_pdu const& answer);
   void registerNext();
   void registered();

@@ -1,5 +1,6 @@
 """The daemon beside a stock master: it answers as the module does, outlives its master, and keeps what it could not tell."""
 
+import collections
 import concurrent.futures
 import contextlib
 import itertools
@@ -251,8 +252,8 @@ class SickMaster:
             self.heard.append(kind)
             yield kind, transaction, packet, length and connection.recv(length, socket.MSG_WAITALL)
 
-    def send(self, connection, kind, body, transaction=1, packet=1):
-        connection.sendall(self.HEADER.pack(1, kind, 0, 7, transaction, packet, len(body)) + body)
+    def send(self, connection, kind, body, transaction=1, packet=1, flags=0):
+        connection.sendall(self.HEADER.pack(1, kind, flags, 7, transaction, packet, len(body)) + body)
 
     def answer(self, connection, count=None, error=0, delay=0):
         """So many PDUs, or as many as come."""
@@ -314,23 +315,24 @@ class SickMasters(DaemonTest):
         self.assertRegex(daemon.log(), r'refuses \.1\.3\.6\.1\.2\.1\.47\.1\.3\.3: error 263 \(duplicateRegistration\)\n(.*\n)*.*connected')
         self.assertEqual(master.sessions(), 1)
 
-    def test_too_many_subidentifiers(self):
-        """A table helper that is handed more than 128 writes past its end."""
-        said, asked = set(), threading.Event()
+    def test_what_the_library_would_overrun_its_buffers_for(self):
+        """More than 128 sub-identifiers, and contexts with a NUL in their name."""
+        said, asked = collections.defaultdict(set), threading.Event()
 
         def behave(self, connection):
             self.answer(connection, self.REGISTRATION)
-            for table, count in itertools.product(TABLES, (129, 200, 255)):
+            for table, count in itertools.product(TABLES, (20, 129, 200, 255)):
                 column = [*map(int, table.split('.')), 2]
                 name = oid_of(*column, *[1] * (count - len(column))) + bytes(4)
+                flags, context = (8, struct.pack('<I4s', 4, b'a\0bc')) if count == 20 else (0, b'')
                 for kind, head in (self.GET, b''), (self.GETNEXT, b''), (self.GETBULK, b'\0\0\1\0'), (self.TESTSET, b'\2\0\0\0'):
-                    self.send(connection, kind, head + name)
-                    said.add(next(body[4:8] for kind, _, _, body in self.pdus(connection) if kind == self.RESPONSE))
+                    self.send(connection, kind, context + head + name, flags=flags)
+                    said[flags].add(next(body[4:8] for kind, _, _, body in self.pdus(connection) if kind == self.RESPONSE))
             asked.set()
 
         self.daemon(SickMaster(self, behave).agentx, [Switch(self).directive])
         wait_until(asked.is_set, 30, 'not all were answered')
-        self.assertEqual(said, {struct.pack('<HH', 5, 1)})  # genErr, at the first
+        self.assertEqual(said, {0: {struct.pack('<HH', 5, 1)}, 8: {struct.pack('<HH', 262, 0)}})  # genErr, unsupportedContext
 
     def test_a_socket_where_nobody_accepts(self):
         switch = Switch(self)
