@@ -6,7 +6,6 @@
 
 #include <net-snmp/agent/net-snmp-agent-includes.h>
 
-#include <net-snmp/agent/agent_callbacks.h>
 #include <net-snmp/library/fd_event_manager.h>
 #include <net-snmp/library/snmp_service.h>
 
@@ -17,6 +16,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -24,12 +24,12 @@
 #include <string_view>
 #include <system_error>
 
-#include "host/Bridge.h"
+#include "host/Master.h"
 #include "host/Plugin.h"
 #include "runtime/System.h"
 
-// The agent library's own: opens the session with the master, registers everything with it, and goes on trying while
-// that fails. Exported, but declared in none of the library's headers.
+// The agent library's own way to its master, in whose place Host::Master stands. Exported, but declared in none of its
+// headers.
 extern "C" int subagent_startup(int major, int minor, void* server, void* client);
 
 namespace Host {
@@ -38,8 +38,7 @@ namespace {
 
 constexpr char const* application = "orvaned";
 constexpr int usageError = 2;
-// Seconds between attempts to reach a master that is away, and after which a silent one is asked whether it still is
-// there; agentXPingInterval sets another.
+// Seconds after which a silent master is asked whether it still is there; agentXPingInterval sets another.
 constexpr int pingInterval = 5;
 
 struct Options {
@@ -97,28 +96,29 @@ Options optionsOf(int argc, char** argv) {
   return options;
 }
 
-// A line of the log, to standard error. What the agent library says again and again while it cannot reach its master
-// stands there once, until something else happens.
+// A line of the log, to standard error. What the library says of its own accord is said once while it is the same, and
+// held to a few lines a second: a master can make it say much.
 int onLog(int /*major*/, int /*minor*/, void* message, void* /*client*/) {
+  constexpr int aSecond = 5;
   static std::string last;
-  int const error = errno;
+  static double second = 0;
+  static int said = 0;
+  constexpr std::size_t longest = 200;
   std::string line = static_cast<snmp_log_message const*>(message)->msg;
-  // The library leaves out why it cannot connect; errno tells.
-  if (line.ends_with(": \n")) line.insert(line.size() - 1, std::strerror(error));
-  if (line == last && !line.starts_with("orvane: ")) return SNMP_ERR_NOERROR;
+  if (!line.starts_with("orvane: ")) {
+    if (line.size() > longest) line.replace(longest, std::string::npos, "...\n");
+    double const now = std::floor(Zef::System::currentTime());
+    if (std::exchange(second, now) != now) said = 0;
+    if (line == last || ++said > aSecond) return SNMP_ERR_NOERROR;
+  }
   std::fputs(line.c_str(), stderr);
-  last = std::move(line);
+  last = line;
   return SNMP_ERR_NOERROR;
 }
 
-// The master's coming and going, told by the agent library.
-bool masterIsThere = false;
-int onMaster(int /*major*/, int minor, void* /*server*/, void* /*client*/) {
-  bool const there = minor == SNMPD_CALLBACK_INDEX_START;
-  masterIsThere = there;
-  contained("master", [&] { Plugin::instance().notificationsHeldIs(!there); });
+void onMaster(bool there) {
+  Plugin::instance().notificationsHeldIs(!there);
   sd_notify(0, there ? "STATUS=Registered with the master agent" : "STATUS=Waiting for the master agent");
-  return SNMP_ERR_NOERROR;
 }
 
 // Signals in their turn, between two other events: one that comes while the library waits for its master is not lost.
@@ -189,19 +189,15 @@ void run(Options const& options) {
   init_agent(application);
   netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, pingInterval);
   if (char const* const usual = netsnmp_lookup_default_target("agentx", "unix")) masterIs(usual);
-  // The library calls it whenever the configuration was read, and would look for the master twice while it is away.
   snmp_unregister_callback(SNMP_CALLBACK_LIBRARY, SNMP_CALLBACK_POST_READ_CONFIG, subagent_startup, nullptr, 0);
-  for (int const event : {SNMPD_CALLBACK_INDEX_START, SNMPD_CALLBACK_INDEX_STOP})
-    snmp_register_callback(SNMP_CALLBACK_APPLICATION, event, onMaster, nullptr);
   Plugin::instance().loadedIs(true);
   Plugin::instance().notificationsHeldIs(true);
   init_snmp(application);
   if (!options.agentx.empty()) masterIs(options.agentx);
-  // It is ready without a master; and the library may wait for one that does not answer.
+  Master master(onMaster);
+  // It is ready without a master.
   sd_notify(0, "STATUS=Waiting for the master agent");
   sd_notify(0, "READY=1");
-  subagent_startup(0, 0, nullptr, nullptr);
-  if (!masterIsThere) agentLog(Severity::warning, "waits for the master agent");
   while (!signals.ended()) {
     agent_check_and_process(1);
     if (!signals.reload()) continue;
@@ -209,10 +205,12 @@ void run(Options const& options) {
     snmp_log(LOG_INFO, "Reconfiguring daemon\n");
     update_config();
     if (!options.agentx.empty()) masterIs(options.agentx);
+    master.retry();
     sd_notify(0, "READY=1");
   }
   sd_notify(0, "STOPPING=1");
   snmp_log(LOG_INFO, "Shutting down\n");
+  master.leave();
   snmp_shutdown(application);
   shutdown_agent();
 }

@@ -316,33 +316,23 @@ class Agent(Process):
 
 
 class Master(Agent):
-    """A running snmpd without the module, to which subagents come at `agentx`."""
+    """A running snmpd without the module, to which subagents come at `agentx`, a free TCP port unless one is given."""
 
-    def __init__(self, directives=(), **options):
-        super().__init__(module=None, directives=directives, **options)
-
-    @property
-    def agentx(self):
-        return f'tcp:127.0.0.1:{self._agentx_port}'
-
-    def write_config(self):
-        if not hasattr(self, '_agentx_port'):
-            self._agentx_port = free_port(socket.SOCK_STREAM)
-            self.directives += ['master agentx', f'agentXSocket {self.agentx}']
-        super().write_config()
+    def __init__(self, directives=(), agentx_port=None, **options):
+        self.agentx = f'tcp:127.0.0.1:{agentx_port or free_port(socket.SOCK_STREAM)}'
+        super().__init__(module=None, directives=[*directives, 'master agentx', f'agentXSocket {self.agentx}'], **options)
 
 
 class Daemon(Process):
-    """A running orvaned, which looks for a master at the address `agentx`, again every second while there is none; with another
-    `ping` so often, and with None as often as it does by itself.
+    """A running orvaned, which looks for a master at the address `agentx`, and asks it every second whether it still is there.
 
     `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` a command to run it under.
     """
 
     CONNECTED = 'AgentX subagent connected'
 
-    def __init__(self, agentx, directives=(), options=(), environment=(), wrapper=(), ping=1):
-        self.agentx, self.directives, self.ping = agentx, list(directives), ping
+    def __init__(self, agentx, directives=(), options=(), environment=(), wrapper=()):
+        self.agentx, self.directives = agentx, list(directives)
         self._command = [*wrapper, str(DAEMON), *options]
         self._environment = {**ENV, 'ASAN_OPTIONS': 'detect_leaks=1', 'UBSAN_OPTIONS': 'print_stacktrace=1', **dict(environment)}
         super().__init__('orvaned')
@@ -358,7 +348,7 @@ class Daemon(Process):
 
     def write_config(self):
         """Writes orvaned.conf anew from self.directives; signal_reload() makes the daemon read it."""
-        conf = [f'agentXSocket {self.agentx}', *([f'agentXPingInterval {self.ping}'] if self.ping else []), *self.directives]
+        conf = [f'agentXSocket {self.agentx}', 'agentXPingInterval 1', *self.directives]
         (self.folder / 'orvaned.conf').write_text('\n'.join(conf) + '\n')
 
 

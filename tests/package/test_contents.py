@@ -22,8 +22,8 @@ FILES = {
     **{f'/etc/snmp/orvane/{name}.conf': (0o644, f'packaging/orvane/{name}.conf') for name in ('module', 'master', 'views')},
     f'{DOC}/changelog.gz': (0o644, None),
     f'{DOC}/copyright': (0o644, 'packaging/debian/copyright'),
-    f'{DOC}/examples/fixed-switch.json': (0o644, 'examples/fixed-switch.json'),
-    f'{DOC}/examples/chassis-switch.json': (0o644, 'examples/chassis-switch.json'),
+    **{f'/usr/share/orvane/examples/{name}-switch.json': (0o644, f'examples/{name}-switch.json') for name in ('fixed', 'chassis')},
+    **{f'/usr/lib/{name}.d/orvane.conf': (0o644, f'packaging/{name}.conf') for name in ('sysusers', 'tmpfiles')},
     f'{DOC}/examples/make-chassis': (0o755, 'examples/make-chassis'),
     f'{DOC}/examples/snmp-exporter.yml': (0o644, 'examples/snmp-exporter.yml'),
     **{f'/usr/share/man/man{page[-1]}/{page}.gz': (0o644, None)
@@ -74,11 +74,16 @@ class Contents(unittest.TestCase):
     def test_it_serves_nothing_by_itself(self):
         self.assertEqual(set(self.control['conffiles'].split()), CONFFILES)
         # What snmpd and the daemon read of themselves; the files in /etc/snmp/orvane are for lines in these.
-        for path in (SWITCH_CONF, DAEMON_CONF):
-            self.assertEqual(re.findall(r'^[^#\n].*', self.contents[path].decode(), re.MULTILINE), [], path)
+        said = {path: re.findall(r'^[^#\n].*', self.contents[path].decode(), re.MULTILINE) for path in CONFFILES}
+        self.assertEqual(said[SWITCH_CONF] + said[DAEMON_CONF], [])
+        self.assertNotRegex('\n'.join(sum(said.values(), [])), 'orvaneInventory')  # nobody else's hardware
+        # Files of documentation need not be there.
+        for path, content in self.contents.items():
+            if path in CONFFILES or '/systemd/' in path:
+                self.assertNotIn(b'/usr/share/doc', content, path)
         self.assertEqual({path for path in self.members if '/systemd/' in path and '.wants' in path}, set())
         for name in ('postinst', 'prerm', 'postrm'):
-            commands = re.sub(r'#.*', '', self.control[name])
+            commands = re.sub(r'^ *#.*', '', self.control[name], flags=re.MULTILINE)
             self.assertNotRegex(commands, r'snmpd|(?<![\w-])(enable|start|restart|reload)\b', name)
             subprocess.run(['sh', '-n'], input=commands, text=True, check=True)
 

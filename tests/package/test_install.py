@@ -121,8 +121,8 @@ class Install(unittest.TestCase):
         return agent
 
     def installed(self):
-        # A machine that is kept small may do without files of documentation; the examples are needed here.
-        self.machine.run('dpkg', '--path-include=/usr/share/doc/orvane/*', '--install', '/tmp/orvane.deb')
+        # As on a machine that is kept small, without files of documentation.
+        self.machine.run('dpkg', '--path-exclude=/usr/share/doc/*', '--install', '/tmp/orvane.deb')
         self.addCleanup(self.machine.run, 'dpkg', '--purge', 'orvane')
 
     def own_files(self):
@@ -156,6 +156,7 @@ class Install(unittest.TestCase):
         agent.stop()
 
         self.uncomment(SWITCH_CONF, 'includeFile /etc/snmp/orvane/module.conf')
+        self.uncomment(MODULE_CONF, 'orvaneInventory ')
         agent = self.snmpd()
         rows = self.machine.walk(ENTITY)
         self.assertEqual(rows[f'{ENTITY}.2.1'], b'Kelvra KS-4804T, 48 ports of 10GBASE-T and 4 uplinks of 100G')
@@ -164,8 +165,10 @@ class Install(unittest.TestCase):
             self.assertGreater(len(self.machine.walk(table)), 50, table)
         self.uncomment(MODULE_CONF, 'orvaneInspect ')
         agent.process.send_signal(signal.SIGHUP)
-        wait_until(lambda: self.machine.path('/var/lib/snmp/orvane.sock').exists(), 20, 'there is no socket')
-        shown = self.machine.run('orvane-inspect', '--socket', '/var/lib/snmp/orvane.sock', 'input/status/fixedSystem')
+        socket_path = self.machine.path('/run/orvane/inspect.sock')
+        wait_until(socket_path.exists, 20, 'there is no socket')
+        self.assertEqual(socket_path.owner(), 'Debian-snmp')
+        shown = self.machine.run('orvane-inspect', '--socket', '/run/orvane/inspect.sock', 'input/status/fixedSystem')
         self.assertIn('serialNum', shown.stdout)
 
         # As `systemctl enable` does.
@@ -187,6 +190,24 @@ class Install(unittest.TestCase):
         self.assertFalse(link.is_symlink(), 'the link of the enabled unit is left')
         self.assertEqual(self.own_files(), own)
 
+    def test_an_upgrade_goes_on_with_a_running_daemon(self):
+        self.installed()
+        # As on a machine that systemd runs.
+        running, invoke, said = map(self.machine.path, ('/run/systemd/system', '/usr/bin/deb-systemd-invoke', '/tmp/said'))
+        real = invoke.read_bytes()
+        self.addCleanup(invoke.write_bytes, real)
+        self.addCleanup(shutil.rmtree, running)
+        running.mkdir(parents=True)
+        invoke.write_text('#!/bin/sh\necho "$@" >> /tmp/said\n')
+        self.machine.run('dpkg', '--install', '/tmp/orvane.deb')
+        self.assertEqual(said.read_text(), 'try-restart orvaned.service\n')
+
+    def test_the_unit(self):
+        self.installed()
+        run = self.machine.run('systemd-analyze', 'verify', '--man=no', 'orvaned.service', check=False)
+        self.assertEqual((run.returncode, run.stdout + run.stderr), (0, ''))
+        self.machine.run('systemd-analyze', 'security', '--offline=yes', '--threshold=12', 'orvaned.service')
+
     def let_subagents_in(self):
         """Does what orvaned.conf says."""
         self.uncomment(SWITCH_CONF, 'includeFile /etc/snmp/orvane/master.conf')
@@ -201,7 +222,7 @@ class Install(unittest.TestCase):
             if permitted:
                 self.let_subagents_in()
             agent = self.snmpd()
-            for user, may in (('root', True), ('Debian-snmp', permitted), ('nobody', False)):
+            for user, may in (('root', True), ('Debian-snmp', permitted), ('orvane', permitted), ('nobody', False)):
                 run = self.machine.run('runuser', '-u', user, '--', *connect, check=False)
                 self.assertEqual(run.returncode == 0, may, f'{user}: {run.stderr}')
             agent.stop()
