@@ -26,6 +26,7 @@
 
 #include "host/Master.h"
 #include "host/Plugin.h"
+#include "host/Printable.h"
 #include "runtime/System.h"
 
 // The agent library's own way to its master, in whose place Host::Master stands. Exported, but declared in none of its
@@ -103,10 +104,10 @@ int onLog(int /*major*/, int /*minor*/, void* message, void* /*client*/) {
   static std::string last;
   static double second = 0;
   static int said = 0;
-  constexpr std::size_t longest = 200;
   std::string line = static_cast<snmp_log_message const*>(message)->msg;
   if (!line.starts_with("orvane: ")) {
-    if (line.size() > longest) line.replace(longest, std::string::npos, "...\n");
+    if (line.ends_with('\n')) line.pop_back();
+    line = printable(line) + "\n";
     double const now = std::floor(Zef::System::currentTime());
     if (std::exchange(second, now) != now) said = 0;
     if (line == last || ++said > aSecond) return SNMP_ERR_NOERROR;
