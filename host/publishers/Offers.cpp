@@ -99,7 +99,7 @@ Offers::Rule const Offers::rules[] = {
     {&Xcvr::XcvrStatus::_fwkType, {"presence", "xcvrConfig", "domInfo", "domThreshold"}, &Offers::xcvrStatus},
     {&Hardware::Card::CardStatus::_fwkType, {"state"}, &Offers::card},
     {&Election::Status::_fwkType, {"redundancyMode", "peerState", "peerRedundancyMode"}, &Offers::election},
-    {&EntityMib::FixedSystem::_fwkType, {"label", "alias"}, &Offers::part},
+    {&EntityMib::FixedSystem::_fwkType, {}, nullptr},
     {&EntityMib::Card::_fwkType, {}, &Offers::part, true},
     {&EntityMib::CardSlot::_fwkType, {}, &Offers::slot, true},
     {&EntityMib::FanTraySlot::_fwkType, {}, nullptr, true},
