@@ -1,7 +1,7 @@
 #pragma once
 
-#include "runtime/Entity.h"
-#include "runtime/String8.h"
+#include "runtime/kit/String8.h"
+#include "runtime/reflection/Entity.h"
 
 namespace EntityMib {
 
