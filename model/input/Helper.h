@@ -31,4 +31,8 @@ class Helper : public Zef::PtrInterface {
                     Zef::String8 const& role) const;
 };
 
+// The index of an entity that is given that place by its key and its tag; 0 below a parent that is in no tree yet.
+// RangeException for a place that does not exist.
+U32 placedIndex(PhysicalEntity const* parent, Zef::String8 const& word, unsigned key, Zef::String8 const& tag);
+
 }  // namespace EntityMib
