@@ -5,11 +5,12 @@
 #include <random>
 #include <vector>
 
-#include "runtime/HashMap.h"
-#include "runtime/LinkQueue.h"
-#include "runtime/Notifiee.h"
-#include "runtime/RbTreeMap.h"
-#include "runtime/Trace.h"
+#include "runtime/collections/HashMap.h"
+#include "runtime/collections/LinkQueue.h"
+#include "runtime/collections/RbTreeMap.h"
+#include "runtime/kit/Trace.h"
+#include "runtime/reactors/Notifiee.h"
+#include "runtime/reflection/Entity.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "model/Constants.h"
-#include "runtime/Activity.h"
+#include "runtime/reactors/Activity.h"
 #include "sm/Root.h"
 
 namespace {

@@ -17,8 +17,8 @@
 #include <system_error>
 
 #include "host/Printable.h"
-#include "runtime/Assert.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Assert.h"
+#include "runtime/kit/Trace.h"
 
 namespace Host {
 

@@ -7,7 +7,7 @@
 #include "host/EventLoop.h"
 #include "host/Log.h"
 #include "host/Timer.h"
-#include "runtime/Clock.h"
+#include "runtime/reactors/Clock.h"
 
 namespace Host {
 

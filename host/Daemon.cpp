@@ -27,7 +27,7 @@
 #include "host/Master.h"
 #include "host/Plugin.h"
 #include "host/Printable.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
 
 // The agent library's own way to its master, in whose place Host::Master stands. Exported, but declared in none of its
 // headers.

@@ -14,7 +14,7 @@
 
 #include "host/Bridge.h"
 #include "host/Printable.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
 
 namespace Host {
 

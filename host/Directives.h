@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/Types.h"
+#include "runtime/kit/Types.h"
 
 namespace Host {
 

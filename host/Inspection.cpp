@@ -5,9 +5,9 @@
 
 #include "platform/scrivo/Scrivo.h"
 #include "platform/store/Vorlin.h"
-#include "runtime/Introspection.h"
-#include "runtime/Strep.h"
-#include "runtime/Type.h"
+#include "runtime/reflection/Introspection.h"
+#include "runtime/reflection/Strep.h"
+#include "runtime/reflection/Type.h"
 
 namespace Host {
 

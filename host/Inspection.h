@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/Entity.h"
+#include "runtime/reflection/Entity.h"
 
 namespace Host {
 

@@ -13,6 +13,7 @@
 #include "platform/agent/Config.h"
 #include "platform/fru/Fru.h"
 #include "platform/scrivo/Scrivo.h"
+#include "runtime/reflection/ActivityManagerConfig.h"
 
 namespace Host {
 

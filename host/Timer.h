@@ -4,7 +4,7 @@
 #include <functional>
 #include <utility>
 
-#include "runtime/Clock.h"
+#include "runtime/reactors/Clock.h"
 
 namespace Host {
 

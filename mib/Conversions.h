@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/input/EntityMib.h"
-#include "runtime/Ptr.h"
+#include "runtime/kit/Ptr.h"
 
 // Conversions beside those of platform/agent, for values that only these MIBs have. They write into the buffer and
 // return the number of bytes, or a negative number, as the functors there do.

@@ -9,8 +9,8 @@
 #include "platform/agent/Config.h"
 #include "platform/agent/Conversion.h"
 #include "platform/agent/TrapManager.h"
-#include "runtime/Assert.h"
-#include "runtime/Type.h"
+#include "runtime/kit/Assert.h"
+#include "runtime/reflection/Type.h"
 
 namespace Snmp {
 

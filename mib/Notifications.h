@@ -1,7 +1,7 @@
 #pragma once
 
-#include "runtime/String8.h"
-#include "runtime/Types.h"
+#include "runtime/kit/String8.h"
+#include "runtime/kit/Types.h"
 
 // The notifications of these MIBs. Each function builds one from its arguments and hands it to the agent, unless the
 // agent's configuration disables it; it reads no model, so the message says what the caller held when it called. All

@@ -9,7 +9,7 @@
 #include "mib/Trace.h"
 #include "platform/agent/Conversion.h"
 #include "platform/agent/SnmpUtil.h"
-#include "runtime/Assert.h"
+#include "runtime/kit/Assert.h"
 
 // The pattern by which every table is served: Net-SNMP's table iterator helper over a live, sorted collection of a
 // model entity, read at the moment of the request. A table is a struct of traits, which Mib::Table<> turns into the

@@ -5,7 +5,7 @@
 #include <type_traits>
 
 #include "platform/agent/NetSnmp.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
 
 // What all MIB modules share besides the table pattern.
 namespace Mib {

@@ -13,7 +13,7 @@
 #include "model/input/Helper.h"
 #include "model/input/Interface.h"
 #include "model/input/Xcvr.h"
-#include "runtime/Assert.h"
+#include "runtime/kit/Assert.h"
 
 namespace Orvane {
 

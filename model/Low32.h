@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "runtime/Types.h"
+#include "runtime/kit/Types.h"
 
 namespace Orvane {
 

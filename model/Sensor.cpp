@@ -3,7 +3,7 @@
 #include "model/Constants.h"
 #include "model/Low32.h"
 #include "model/OrvaneLib.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
 
 // What sensors compute when they are asked. A sensor holds its status record and its configuration and reads them at
 // that moment; without them it has an answer all the same.

@@ -270,8 +270,9 @@ class Emitter:
     def render(self, template, model):
         externals = [t.header for t in model.types if t.kind == 'external']
         queues = any(a.form == 'queue' for t in model.types for a in getattr(t, 'attributes', []))
-        externals += ['runtime/LinkQueue.h'] if queues else []
-        includes = sorted({'runtime/Attribute.h', 'runtime/GenericIf.h', *externals, *(used.header for used in model.uses)})
+        externals += ['runtime/collections/LinkQueue.h'] if queues else []
+        externals += ['runtime/reflection/Attribute.h', 'runtime/reflection/GenericIf.h']
+        includes = sorted({*externals, *(used.header for used in model.uses)})
         return tidy(self.environment.get_template(template).render(model=model, includes=includes, registrar=registrar,
                                                                    cpp=Cpp))
 

@@ -2,7 +2,7 @@
 
 #include "model/Constants.h"
 #include "model/input/Helper.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
 #include "sm/Root.h"
 #include "sm/States.h"
 #include "sm/Trace.h"

@@ -2,7 +2,7 @@
 
 #include "model/OrvaneLib.h"
 #include "model/input/EntityMib.h"
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Reactor.h"
 
 namespace Orvane {
 

@@ -2,8 +2,8 @@
 
 #include "model/Constants.h"
 #include "model/input/Helper.h"
-#include "runtime/Assert.h"
-#include "runtime/System.h"
+#include "runtime/kit/Assert.h"
+#include "runtime/kit/System.h"
 #include "sm/EntitySm.h"
 #include "sm/Root.h"
 #include "sm/SensorUpdates.h"

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "model/input/EntityMib.h"
-#include "runtime/Clock.h"
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Clock.h"
+#include "runtime/reactors/Reactor.h"
 
 namespace Orvane {
 

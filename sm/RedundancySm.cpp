@@ -4,7 +4,7 @@
 
 #include "model/Constants.h"
 #include "platform/fru/Fru.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
 #include "sm/Root.h"
 #include "sm/Trace.h"
 

@@ -3,7 +3,7 @@
 #include "model/OrvaneLib.h"
 #include "model/input/Election.h"
 #include "model/input/EntityMib.h"
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Reactor.h"
 #include "sm/States.h"
 
 namespace Orvane {

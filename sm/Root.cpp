@@ -1,6 +1,7 @@
 #include "sm/Root.h"
 
 #include "model/Constants.h"
+#include "runtime/reflection/ActivityManagerConfig.h"
 #include "sm/AttributesSm.h"
 #include "sm/Trace.h"
 

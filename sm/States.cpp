@@ -1,7 +1,7 @@
 #include "sm/States.h"
 
 #include "model/Constants.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
 #include "sm/Root.h"
 #include "sm/Trace.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Reactor.h"
 #include "sm/Trace.h"
 
 // What the reactors that follow status records are written on.

@@ -4,8 +4,8 @@
 #include <string>
 #include <typeinfo>
 
-#include "runtime/Entity.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
+#include "runtime/reflection/Entity.h"
 
 namespace Orvane {
 

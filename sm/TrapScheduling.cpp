@@ -4,8 +4,8 @@
 
 #include "mib/Notifications.h"
 #include "model/Constants.h"
-#include "runtime/Assert.h"
-#include "runtime/System.h"
+#include "runtime/kit/Assert.h"
+#include "runtime/kit/System.h"
 #include "sm/Root.h"
 #include "sm/Trace.h"
 

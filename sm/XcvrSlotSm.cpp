@@ -1,6 +1,6 @@
 #include "sm/XcvrSlotSm.h"
 
-#include "runtime/TypeBuilder.h"
+#include "runtime/reflection/TypeBuilder.h"
 #include "sm/ChassisSm.h"
 #include "sm/FixedSystemSm.h"
 #include "sm/Root.h"

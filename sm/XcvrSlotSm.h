@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/input/EntityMib.h"
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Reactor.h"
 
 namespace Orvane {
 

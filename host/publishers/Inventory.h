@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "runtime/Type.h"
+#include "runtime/reflection/Type.h"
 
 // The text of a described switch: a JSON file that mirrors the model. Its top-level keys name the inputs; below them
 // stand attribute names, and a collection is an object keyed by the text of its keys.

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "platform/store/Merge.h"
-#include "runtime/Type.h"
+#include "runtime/reflection/Type.h"
 #include "sm/Root.h"
 
 namespace Host {

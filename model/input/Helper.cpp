@@ -171,24 +171,10 @@ U32 Helper::physicalIndex(Zef::Ptr<PhysicalEntity const> const& parent, String8 
   return indexAt(place, parent.get(), key, number);
 }
 
-// Below a parent that is in no tree yet an entity has no index either; it gets one with the parent.
-void PhysicalEntity::zefPlacedIs(Zef::Entity const* parent, Zef::Name const& attribute, String8 const& /*key*/) {
-  auto const* const above = dynamic_cast<PhysicalEntity const*>(parent);
-  Place const& place = placeOf(above, attribute);
-  unsigned const key = parentIndex_.value();
-  if (key > place.maxKey || (key == 0 && place.maxKey != 0)) refuseKey(place, attribute, key);
-  PhysicalIndex const index(isPlaced(above) ? indexAt(place, above, key, tagRole(place, tag_)) : 0);
-  if (index == physicalIndex_) return;
-  physicalIndex_ = index;
-  Zef::forEachChild(*this, [this](Zef::Entity& child, Zef::ZefAttr const& childAttribute, String8 const& childKey) {
-    child.zefPlacedIs(this, childAttribute.name(), childKey);
-  });
-}
-
-// Of all parts, only a port's index depends on its tag.
-void PhysicalEntity::handleTag() {
-  if (dynamic_cast<Port const*>(this) == nullptr || !parent()) return;
-  zefPlacedIs(parent().get(), parentAttr(), String8());
+U32 placedIndex(PhysicalEntity const* parent, String8 const& word, unsigned key, String8 const& tag) {
+  Place const& place = placeOf(parent, word);
+  if (key > place.maxKey || (key == 0 && place.maxKey != 0)) refuseKey(place, word, key);
+  return isPlaced(parent) ? indexAt(place, parent, key, tagRole(place, tag)) : 0;
 }
 
 }  // namespace EntityMib

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "runtime/Entity.h"
-#include "runtime/String8.h"
+#include "runtime/kit/String8.h"
+#include "runtime/reflection/Entity.h"
 
 namespace EntityMib {
 
@@ -30,5 +30,9 @@ class Helper : public Zef::PtrInterface {
   U32 physicalIndex(Zef::Ptr<PhysicalEntity const> const& parent, Zef::String8 const& word, unsigned key,
                     Zef::String8 const& role) const;
 };
+
+// The index of an entity that is given that place by its key and its tag; 0 below a parent that is in no tree yet.
+// RangeException for a place that does not exist.
+U32 placedIndex(PhysicalEntity const* parent, Zef::String8 const& word, unsigned key, Zef::String8 const& tag);
 
 }  // namespace EntityMib

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
-#include "runtime/Exception.h"
+#include "runtime/kit/Exception.h"
 
 namespace Morvet {
 

@@ -3,7 +3,7 @@
 #include <compare>
 #include <ostream>
 
-#include "runtime/String8.h"
+#include "runtime/kit/String8.h"
 
 namespace Morvet {
 

@@ -2,8 +2,8 @@
 
 #include <map>
 
-#include "runtime/Ptr.h"
-#include "runtime/String8.h"
+#include "runtime/kit/Ptr.h"
+#include "runtime/kit/String8.h"
 
 // Which notifications the agent may send. Whoever runs the agent registers them by group and name, and says which are
 // switched off.

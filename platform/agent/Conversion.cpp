@@ -11,7 +11,7 @@
 #include <optional>
 #include <string_view>
 
-#include "runtime/Exception.h"
+#include "runtime/kit/Exception.h"
 
 namespace {
 

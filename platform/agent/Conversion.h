@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/agent/NetSnmp.h"
-#include "runtime/String8.h"
-#include "runtime/Types.h"
+#include "runtime/kit/String8.h"
+#include "runtime/kit/Types.h"
 
 // Values on their way to the wire. Each functor writes a value into a buffer in the form that snmp_set_var_typed_value
 // takes for its ASN type, and returns the number of bytes, or a negative number when there is no such form or no room

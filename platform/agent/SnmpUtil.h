@@ -1,6 +1,6 @@
 #pragma once
 
-#include "runtime/Entity.h"
+#include "runtime/reflection/Entity.h"
 
 namespace SnmpUtil {
 

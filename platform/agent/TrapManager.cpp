@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "runtime/TypeBuilder.h"
+#include "runtime/reflection/TypeBuilder.h"
 
 namespace Snmp {
 

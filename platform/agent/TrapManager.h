@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "platform/agent/NetSnmp.h"
-#include "runtime/Entity.h"
+#include "runtime/reflection/Entity.h"
 
 namespace Snmp {
 

@@ -4,8 +4,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "runtime/Activity.h"
-#include "runtime/Type.h"
+#include "runtime/reactors/Activity.h"
+#include "runtime/reflection/Type.h"
 
 namespace Vorlin {
 

@@ -1,6 +1,6 @@
 #include "platform/store/Vorlin.h"
 
-#include "runtime/Type.h"
+#include "runtime/reflection/Type.h"
 
 namespace Vorlin {
 

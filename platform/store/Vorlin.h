@@ -3,8 +3,8 @@
 #include <span>
 #include <string_view>
 
-#include "runtime/Entity.h"
-#include "runtime/String8.h"
+#include "runtime/kit/String8.h"
+#include "runtime/reflection/Entity.h"
 
 // The state store: a tree of named entities, in directories below /vx/Vorlin. It knows no type of them; what a
 // publisher does to an entity, it does by the names of attributes (Zef::ZefType).

@@ -14,7 +14,7 @@
 #include "model/input/Hardware.h"
 #include "model/input/Helper.h"
 #include "platform/fru/Fru.h"
-#include "runtime/Type.h"
+#include "runtime/reflection/Type.h"
 #include "tests/host/Described.h"
 
 namespace {

@@ -7,6 +7,7 @@
 
 #include "platform/agent/Config.h"
 #include "platform/agent/TrapManager.h"
+#include "runtime/reflection/ActivityManagerConfig.h"
 #include "tests/host/Allocations.h"
 #include "tests/host/Described.h"
 #include "tests/host/Looping.h"

@@ -12,7 +12,7 @@
 
 #include "host/EventLoop.h"
 #include "host/Log.h"
-#include "runtime/Clock.h"
+#include "runtime/reactors/Clock.h"
 
 // For what lives in the loop: a loop and a clock that turn by hand, a folder, and what was said to the log.
 

@@ -1,7 +1,7 @@
 #include "model/input/EntityMib.h"
 #include "model/input/Environment.h"
 #include "model/input/Xcvr.h"
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Reactor.h"
 #include "tests/host/Described.h"
 
 namespace {

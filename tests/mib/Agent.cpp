@@ -10,7 +10,7 @@
 
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
 
 // Internal to the agent library, but what its own queries to itself go through.
 extern "C" int callback_master_num;

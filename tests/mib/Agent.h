@@ -7,7 +7,7 @@
 
 #include "model/OrvaneLib.h"
 #include "platform/agent/NetSnmp.h"
-#include "runtime/Entity.h"
+#include "runtime/reflection/Entity.h"
 
 using Oid = std::vector<oid>;
 Oid operator+(Oid left, Oid const& right);

@@ -6,7 +6,7 @@
 
 #include "mib/Modules.h"
 #include "platform/agent/Registration.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
 #include "tests/mib/Tables.h"
 
 // What is registered, the scalar, and what becomes of both without their model entities.

@@ -1,13 +1,13 @@
 // Objects and values by name and id alone: what an operation gives, what it refuses, and what a const view allows.
 
-#include "runtime/GenericIf.h"
+#include "runtime/reflection/GenericIf.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "model/OrvaneLib.h"
 #include "model/input/Xcvr.h"
-#include "runtime/Introspection.h"
+#include "runtime/reflection/Introspection.h"
 #include "tests/model/Refusal.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include "model/input/Environment.h"
 #include "model/input/Interface.h"
 #include "model/input/Xcvr.h"
-#include "runtime/GenericIf.h"
+#include "runtime/reflection/GenericIf.h"
 #include "tests/model/Refusal.h"
 
 namespace {

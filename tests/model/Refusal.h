@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "runtime/Exception.h"
+#include "runtime/kit/Exception.h"
 
 // The text of the RangeException that the call throws.
 template <class Call>

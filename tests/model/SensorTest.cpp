@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "model/Constants.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include "model/OrvaneLib.h"
 #include "model/input/Xcvr.h"
-#include "runtime/Strep.h"
+#include "runtime/reflection/Strep.h"
 
 namespace Orvane {
 namespace {

@@ -13,8 +13,8 @@
 #include "platform/agent/Conversion.h"
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
-#include "runtime/Exception.h"
-#include "runtime/System.h"
+#include "runtime/kit/Exception.h"
+#include "runtime/kit/System.h"
 
 // The agent's own variable behind netsnmp_get_agent_starttime().
 extern "C" timeval starttime;

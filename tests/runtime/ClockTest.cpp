@@ -1,6 +1,6 @@
 // The clock, under a source of time that is stepped by hand.
 
-#include "runtime/Clock.h"
+#include "runtime/reactors/Clock.h"
 
 #include <gtest/gtest.h>
 
@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Reactor.h"
 #include "tests/runtime/Depot.h"
 
 namespace {

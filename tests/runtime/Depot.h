@@ -2,9 +2,10 @@
 
 #include <utility>
 
-#include "runtime/Activity.h"
-#include "runtime/HashMap.h"
-#include "runtime/Notifiee.h"
+#include "runtime/collections/HashMap.h"
+#include "runtime/reactors/Activity.h"
+#include "runtime/reactors/Notifiee.h"
+#include "runtime/reflection/Entity.h"
 
 // Small observable types: a shelf with a lid and boxes, and a tall shelf, which is one with a further attribute.
 namespace Depot {

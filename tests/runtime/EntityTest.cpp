@@ -1,6 +1,6 @@
 // Entities, directories and singletons; and how a broken invariant ends the process.
 
-#include "runtime/Entity.h"
+#include "runtime/reflection/Entity.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "runtime/Assert.h"
-#include "runtime/Clock.h"
-#include "runtime/Type.h"
+#include "runtime/kit/Assert.h"
+#include "runtime/reactors/Clock.h"
+#include "runtime/reflection/ActivityManagerConfig.h"
+#include "runtime/reflection/Type.h"
 
 namespace {
 

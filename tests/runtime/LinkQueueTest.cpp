@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "runtime/LinkQueue.h"
+#include "runtime/collections/LinkQueue.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <random>
 #include <vector>
 
-#include "runtime/HashMap.h"
-#include "runtime/Name.h"
-#include "runtime/RbTreeMap.h"
+#include "runtime/collections/HashMap.h"
+#include "runtime/collections/RbTreeMap.h"
+#include "runtime/kit/Name.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "runtime/Reactor.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
+#include "runtime/reactors/Reactor.h"
 #include "tests/runtime/Depot.h"
 
 namespace {

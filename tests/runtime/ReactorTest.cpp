@@ -1,6 +1,6 @@
 // The kit that reactors are written on: birth, re-pointing, suspension, zombies, and children that follow.
 
-#include "runtime/Reactor.h"
+#include "runtime/reactors/Reactor.h"
 
 #include <gtest/gtest.h>
 

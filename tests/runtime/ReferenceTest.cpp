@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "runtime/Ptr.h"
+#include "runtime/kit/Ptr.h"
 
 namespace {
 

@@ -7,9 +7,9 @@
 #include <unordered_set>
 #include <vector>
 
-#include "runtime/Exception.h"
-#include "runtime/Name.h"
-#include "runtime/String8.h"
+#include "runtime/kit/Exception.h"
+#include "runtime/kit/Name.h"
+#include "runtime/kit/String8.h"
 
 namespace {
 

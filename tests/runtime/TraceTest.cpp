@@ -1,6 +1,6 @@
 // Trace statements and the trace ring.
 
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
 
 #include <gtest/gtest.h>
 

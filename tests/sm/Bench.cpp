@@ -8,7 +8,8 @@
 
 #include "platform/agent/Config.h"
 #include "platform/agent/TrapManager.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
+#include "runtime/reflection/ActivityManagerConfig.h"
 
 namespace Orvane {
 

@@ -7,8 +7,8 @@
 
 #include "model/Constants.h"
 #include "model/input/EntityMib.h"
-#include "runtime/Activity.h"
-#include "runtime/System.h"
+#include "runtime/kit/System.h"
+#include "runtime/reactors/Activity.h"
 #include "sm/EntitySm.h"
 #include "sm/FixedSystemSm.h"
 #include "sm/Root.h"

@@ -9,7 +9,8 @@
 #include <random>
 
 #include "platform/agent/Config.h"
-#include "runtime/Trace.h"
+#include "runtime/kit/Trace.h"
+#include "runtime/reflection/ActivityManagerConfig.h"
 #include "tests/sm/Bench.h"
 
 namespace Orvane {

@@ -3,8 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "runtime/GenericIf.h"
-#include "runtime/Introspection.h"
+#include "runtime/reflection/GenericIf.h"
+#include "runtime/reflection/Introspection.h"
 #include "sm/Root.h"
 
 extern char const zefTypeNames[];  // in the section .zef.type
