@@ -1,4 +1,5 @@
 """Writes a model's header and source."""
+import glob
 import os
 import re
 import textwrap
@@ -93,8 +94,28 @@ def joined(parts):
 class Cpp:
     """The C++ that a class's templates write, name by name. `t` is the class that is being written."""
 
-    def __init__(self, t):
+    def __init__(self, t, templates):
         self.t = t
+        self.templates = templates
+
+    def section(self, name, a):
+        """One section of the template of an attribute's form: `types`, `readers`, `operations`, `fields`, `source`, `builder`.
+        Nothing when the form has none of that name."""
+        module = self.templates.get_template(f'forms/{a.form.template or a.form.name}.j2').module
+        return getattr(module, name)(self.t, a, self) if hasattr(module, name) else ''
+
+    def uses(self, a, *ends):
+        """Pointers to members of the class, named after an attribute, as arguments of a template."""
+        return joined(f'&{self.t.name}::{a.name}{end}' for end in ends)
+
+    def tell(self, a):
+        """Tells the notifiees."""
+        key = 'key' if a.is_keyed else ''
+        return f'notify<NotifieeConst>({a.name}Attr, [{key and "&key"}](NotifieeConst& n) {{ n.on{a.cap}({key}); }})'
+
+    def read_only(self, a):
+        """How the type object learns of an attribute that is read by one function."""
+        return f'type.readOnly<{self.uses(a, "")}>("{a.name}", {a.name}Attr)'
 
     def local(self, text):
         """A name as code within the class writes it."""
@@ -113,20 +134,7 @@ class Cpp:
 
     def field(self, a):
         """The type of the field that stores an attribute."""
-        value = self.value(a)
-        return {
-            'value': lambda: value,
-            'record': lambda: f'Zef::Ptr<{value} const>',
-            'entity': lambda: f'Zef::Ptr<{value}>',
-            'lazy': lambda: f'Zef::Ptr<{value}>',
-            'reactor': lambda: f'Zef::Ptr<{value}>',
-            'optional': lambda: f'std::optional<{value}>',
-            'map': lambda: f'std::map<{self.key(a)}, {value}>',
-            'hash': lambda: f'Zef::HashMap<{value}, {self.key(a)}>',
-            'reactors': lambda: f'Zef::HashMap<{value}, {self.key(a)}>',
-            'queue': lambda: f'Zef::LinkQueue<{a.entry}>',
-            'tree': lambda: f'Zef::RbTreeMap<{a.entry if a.given else value}, {self.key(a)}>',
-        }[a.form]()
+        return a.form.field.format(value=self.value(a), key=a.is_keyed and self.key(a), entry=a.entry)
 
     def base(self):
         return self.t.base.cpp(self.t.namespace) if self.t.base else 'Zef::Entity' if self.t.is_entity else 'Zef::PtrInterface'
@@ -149,7 +157,7 @@ class Cpp:
 
     def reader(self, a):
         """What a reader of a single value gives."""
-        if a.form == 'value':
+        if a.form.name == 'type':
             return self.value(a) if a.computed or a.of else a.use.result(self.t.namespace)
         return f'{self.field(a)} const&'
 
@@ -159,8 +167,8 @@ class Cpp:
 
     def argument(self, a, defaults):
         """One parameter of a constructor, or of what makes a member."""
-        type_ = a.use.parameter(self.t.namespace) if a.form == 'value' else f'{self.field(a)} const&'
-        default = a.default or ('nullptr' if a.form == 'record' else f'{self.field(a)}()')
+        type_ = a.use.parameter(self.t.namespace) if a.form.name == 'type' else f'{self.field(a)} const&'
+        default = a.default or ('nullptr' if a.form.name == 'record' else f'{self.field(a)}()')
         return f'{type_} {a.name}{f" = {default}" if defaults else ""}'
 
     def constructor(self, defaults):
@@ -192,65 +200,12 @@ class Cpp:
         values = ['key' if m is member.key_attribute else m.name for m in member.arguments]
         return f'Zef::make<{self.value(a)}>({joined([name] + values)})'
 
-    def writable_iterator(self, a):
-        """Its declaration, which seldom fits on one line."""
-        name, t = a.cap, self.t.name
-        head = f'  using {name}Iterator ='
-        type_ = f'Zef::DeletingIterator<{name}IteratorConst, {t}, {self.key(a)}, &{t}::{a.name}Del>;'
-        return f'{head} {type_}' if len(f'{head} {type_}') <= WIDTH else f'{head}\n      {type_}'
-
-    def iterator(self, a):
-        if a.form == 'queue':
-            return f'Zef::QueueIterator<{a.entry}>'
-        return f'Zef::GivenIterator<{a.entry}, {self.key(a)}>' if a.given else f'{self.field(a)}::IteratorConst'
-
-    def start(self, a):
-        owner = f'Zef::Ptr<{self.t.name} const>(this)'
-        queue = a.form == 'queue'
-        return f'{a.cap}IteratorConst({a.name}_{".iterator()" if queue else ""}, {owner})'
-
-    def start_at(self, a):
-        owner = f'Zef::Ptr<{self.t.name} const>(this)'
-        return f'{a.cap}IteratorConst({a.name}_.startAt(key), {owner})' if a.form == 'queue' else f'{a.name}_.startAt(key, {owner})'
-
     def parameters(self, a):
         return joined(f'{p.use.cpp(self.t.namespace)}{" const&" if p.use.pointer else ""} {p.name}' for p in a.args)
-
-    def function(self, a):
-        result = a.use.cpp(self.t.namespace) if a.use else 'void'
-        return f'{result} {a.name}({self.parameters(a)}){"" if a.mutates else " const"}'
 
     def factory(self):
         name = self.t.name[0].lower() + self.t.name[1:]
         return f'Zef::Ptr<{self.t.name}> {name}Factory({"Zef::Name const& name" if self.t.is_entity else ""})'
-
-    def builder(self, a):
-        """How the type object learns of an attribute."""
-        t, name, scope = self.t.name, a.name, f'&{self.t.name}::'
-        if a.form == 'function':
-            names = ''.join(f', "{p.name}"' for p in a.args)
-            return f'type.function<{scope}{name}>("{name}", {name}Attr{names})'
-        if a.form == 'value':
-            if a.fixed and a is not self.t.key:
-                return f'type.fixed("{name}", {name}Attr, {scope}{name}_)'
-            if not a.has_setter:
-                return f'type.readOnly<{scope}{name}>("{name}", {name}Attr)'
-            return f'type.value<{scope}{name}, {scope}{name}Is>("{name}", {name}Attr)'
-        if a.form == 'record':
-            return f'type.record("{name}", {name}Attr, {scope}{name}_)'
-        if a.is_made or a.form == 'metadata':
-            return f'type.readOnly<{scope}{name}>("{name}", {name}Attr)'
-        ends, method = {
-            'entity': (('', 'Is'), 'entity'),
-            'optional': (('Valid', '', 'Is', 'Del'), 'optional'),
-            'map': (('Map', 'Is', 'Del'), 'valueMap'),
-            'hash': (('', 'Is', 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-            'tree': (('', 'Is', 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-            'reactors': (('', None, 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-            'queue': (('', None, 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-        }[a.form]
-        uses = ['nullptr' if end is None or a.given and end == 'Is' else f'{scope}{name}{end}' for end in ends]
-        return f'type.{method}<{joined(uses)}>("{name}", {name}Attr)'
 
 
 class Emitter:
@@ -269,11 +224,11 @@ class Emitter:
 
     def render(self, template, model):
         externals = [t.header for t in model.types if t.kind == 'external']
-        queues = any(a.form == 'queue' for t in model.types for a in getattr(t, 'attributes', []))
+        queues = any(a.form.name == 'queue' for t in model.types for a in getattr(t, 'attributes', []))
         externals += ['runtime/LinkQueue.h'] if queues else []
         includes = sorted({'runtime/Attribute.h', 'runtime/GenericIf.h', *externals, *(used.header for used in model.uses)})
         return tidy(self.environment.get_template(template).render(model=model, includes=includes, registrar=registrar,
-                                                                   cpp=Cpp))
+                                                                   cpp=lambda t: Cpp(t, self.environment)))
 
 
 def bounds(of):
@@ -291,4 +246,4 @@ def dependencies():
     """The files that every output depends on: the compiler's own."""
     here = os.path.dirname(os.path.abspath(__file__))
     sources = [os.path.join(here, name) for name in sorted(os.listdir(here)) if name.endswith('.py')]
-    return sources + [os.path.join(TEMPLATES, name) for name in sorted(os.listdir(TEMPLATES))]
+    return sources + sorted(glob.glob(f'{TEMPLATES}/**/*.j2', recursive=True))
