@@ -21,70 +21,33 @@ def comment(text, indent=0):
 
 
 def tidy(text):
-    """Lays the text out as clang-format would, near enough to read like the rest of the code: breaks what is too long for a
-    line, closes short bodies on their line, and keeps single blank lines where they belong."""
-    lines = []
-    for line in text.split('\n'):
-        line = line.rstrip()
-        before = lines[-1] if lines else ''
-        opened = before.endswith(('{', 'public:', 'private:')) and not before.startswith('namespace')
-        if not line and (not before or opened):
-            continue
-        if line.strip() in ('}', '};') and not before:
-            lines.pop()
-        if line in ('}', '};') and close(lines, line):
-            continue
-        body = re.fullmatch(r'( *)(\S.*\)(?: const| override)*) \{ (.*) \}', line)
-        constructor = re.fullmatch(r'(\w+::\w+\(.*\)) : (.*)', line)
-        if len(line) <= WIDTH or line.lstrip().startswith('//'):
-            lines.append(line)
-        elif body:
-            lines += [f'{body[1]}{body[2]} {{', f'{body[1]}  {body[3]}', f'{body[1]}}}']
-        elif constructor:
-            lines += [constructor[1], f'    : {constructor[2]}']
-        else:
-            while len(line) > WIDTH:
-                head, line = split(line)
-                lines.append(head)
-            lines.append(line)
-    return '\n'.join(lines).strip('\n') + '\n'
+    """The layout that templates cannot give: single blank lines, none behind an opening or before a closing line, empty bodies on
+    their line, and no line that is too long."""
+    text = re.sub(r'\n{3,}', '\n\n', re.sub(r'[ \n]*\n', lambda blanks: '\n' * blanks[0].count('\n'), text))
+    text = re.sub(r'(?m)^(?!namespace)(.*(?:\{|public:|private:))\n\n', r'\1\n', text)
+    text = re.sub(r'\n\n(?= *\};?\n)', '\n', text)
+    text = re.sub(r'\{\n *(?=\};?\n)', '{', text)
+    return '\n'.join(map(fold, text.strip('\n').split('\n'))) + '\n'
 
 
-def close(lines, line):
-    """Closes the last of `lines`, an empty class or function or a function of one short statement, on its own line."""
-    if lines[-1].endswith((') {', '> {')):
-        lines[-1] += line
-        return True
-    head, statement = lines[-2:] if len(lines) > 1 else ('', '')
-    one_line = f'{head} {statement.strip()} {line}'
-    if not head.startswith((' ', 'class')) and head.endswith((') {', ') const {')) and len(one_line) <= WIDTH:
-        if statement.endswith(';') and not statement.strip().startswith(('if ', 'while ')):
-            lines[-2:] = [one_line]
-            return True
-    return False
-
-
-def split(line):
-    """One line in two: broken behind a comma and aligned behind the bracket that is open there, as clang-format does it. The
-    outermost comma wins that leaves a rest that fits, then the last."""
-    breaks, stack, quoted = [], [], False
-    for at, c in enumerate(line[:WIDTH]):
-        if c == '"':
-            quoted = not quoted
-        elif quoted:
-            continue
-        elif c in '(<{' and '<<' not in line[at - 1:at + 2]:
-            stack.append(at)
-        elif c in ')>}' and stack and line[at - 1:at + 1] != '->':
-            stack.pop()
-        elif c == ',':
-            indent = stack[-1] + 1 if stack else len(line) - len(line.lstrip())
-            rest = ' ' * indent + line[at + 1:].lstrip()
-            breaks.append((len(rest) <= WIDTH, -len(stack), at, rest))
-    if not breaks or max(breaks)[3] == line:
+def fold(line, indent=None):
+    """Breaks a line that is too long where the fewest brackets are open, as late as it can: behind a comma, and rather, outside of
+    all brackets, behind `=` and `{` and before `:`. The rest goes on four further, a body two."""
+    if len(line) <= WIDTH or line.lstrip().startswith('//'):
+        return line
+    indent = len(line) - len(line.lstrip()) if indent is None else indent
+    depth, breaks = 0, []
+    for token in re.finditer(r'->|<<|, | : | = | \{ |[(<{)>}]', line[:WIDTH]):
+        if token[0] == ', ' or depth == 0 and token[0] in (' : ', ' = ', ' { '):
+            breaks.append((-depth, token[0] != ', ', token.start() if token[0] == ' : ' else token.end()))
+        depth += (token[0].strip() in '(<{') - (token[0] in ')>}')
+    if not breaks:
         raise AssertionError(f'no place to break: {line}')
-    _, _, at, rest = max(breaks)
-    return line[:at + 1], rest
+    at = max(breaks)[2]
+    head, rest = line[:at].rstrip(), line[at:].lstrip()
+    if head.endswith('{'):
+        return '\n'.join([head, fold(' ' * (indent + 2) + rest.removesuffix(' }')), ' ' * indent + '}'])
+    return head + '\n' + fold(' ' * (indent + 4) + rest, indent)
 
 
 def joined(parts):
@@ -99,10 +62,14 @@ class Cpp:
         self.templates = templates
 
     def section(self, name, a):
-        """One section of the template of an attribute's form: `types`, `readers`, `operations`, `fields`, `source`, `builder`.
-        Nothing when the form has none of that name."""
-        module = self.templates.get_template(f'forms/{a.form.template or a.form.name}.j2').module
-        return getattr(module, name)(self.t, a, self) if hasattr(module, name) else ''
+        """One section of the template of an attribute's form, or of what such forms share: `types`, `readers`, `operations`,
+        `fields`, `source`, `builder`. Nothing where neither has it."""
+        form = a.form
+        for template in (form.template or form.name, 'collection' if form.collection else 'single'):
+            macro = getattr(self.templates.get_template(f'forms/{template}.j2').module, name, None)
+            if macro:
+                return macro(self.t, a, self)
+        return ''
 
     def uses(self, a, *ends):
         """Pointers to members of the class, named after an attribute, as arguments of a template."""
@@ -112,10 +79,6 @@ class Cpp:
         """Tells the notifiees."""
         key = 'key' if a.is_keyed else ''
         return f'notify<NotifieeConst>({a.name}Attr, [{key and "&key"}](NotifieeConst& n) {{ n.on{a.cap}({key}); }})'
-
-    def read_only(self, a):
-        """How the type object learns of an attribute that is read by one function."""
-        return f'type.readOnly<{self.uses(a, "")}>("{a.name}", {a.name}Attr)'
 
     def local(self, text):
         """A name as code within the class writes it."""

@@ -242,6 +242,10 @@ class Attribute:
         return [f'on{self.cap}']
 
     @property
+    def has_entries(self):
+        return '{entry}' in self.form.field
+
+    @property
     def entry(self):
         """The entry class of a queue, or of a collection of given objects."""
         return f'Zef{self.cap}'
