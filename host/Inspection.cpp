@@ -87,14 +87,11 @@ std::string textOf(Value const& value, Zef::ZefType const& type) {
   }
   auto const* const record = value.get<Value::Record>();
   if (record == nullptr) return "None";
-  std::string text = "Value('" + std::string(type.qualifiedName().view()) + "', ** {";
-  char const* separator = "";
+  Zef::ValueText text(type.qualifiedName().charPtr());
   for (auto const& [name, field] : *record) {
-    text += separator + std::string(Zef::valueToStrep(name).view()) + ": " +
-            textOf(field, *type.attr(Zef::Name(name))->type());
-    separator = ", ";
+    text.add(name, textOf(field, *type.attr(Zef::Name(name))->type()).c_str());
   }
-  return text + "})";
+  return text.done().charPtr();
 }
 
 std::size_t countOf(PtrInterface const& object, Zef::ZefAttr const& attribute) {

@@ -2,7 +2,6 @@
 #include "mib/Modules.h"
 #include "mib/Table.h"
 #include "model/OrvaneLib.h"
-#include "platform/agent/Registration.h"
 
 // ENTITY-MIB: what the switch is made of, and when that last changed.
 
@@ -96,20 +95,6 @@ struct EntPhysicalContainsTable {
   };
 };
 
-using PhysicalTable = Mib::Table<EntPhysicalTable>;
-constexpr auto entPhysicalTable_get_first_data_point = PhysicalTable::getFirstDataPoint;
-constexpr auto entPhysicalTable_get_next_data_point = PhysicalTable::getNextDataPoint;
-constexpr auto entPhysicalTable_make_data_context = PhysicalTable::makeDataContext;
-constexpr auto entPhysicalTable_free_data_context = PhysicalTable::freeDataContext;
-constexpr auto entPhysicalTable_free_loop_context_at_end = PhysicalTable::freeLoopContextAtEnd;
-
-using ContainsTable = Mib::Table<EntPhysicalContainsTable>;
-constexpr auto entPhysicalContainsTable_get_first_data_point = ContainsTable::getFirstDataPoint;
-constexpr auto entPhysicalContainsTable_get_next_data_point = ContainsTable::getNextDataPoint;
-constexpr auto entPhysicalContainsTable_make_data_context = ContainsTable::makeDataContext;
-constexpr auto entPhysicalContainsTable_free_data_context = ContainsTable::freeDataContext;
-constexpr auto entPhysicalContainsTable_free_loop_context_at_end = ContainsTable::freeLoopContextAtEnd;
-
 int getLastChangeTime(OrvaneEntityMib const* model, netsnmp_request_info& request) {
   if (model == nullptr) {
     ZEF_TRACE(Mib::traceHandle(), 2) << "handle_entLastChangeTime - entity /<sysname>/" << entityMibPath
@@ -119,6 +104,7 @@ int getLastChangeTime(OrvaneEntityMib const* model, netsnmp_request_info& reques
   ZEF_TRACE(Mib::traceHandle(), 2) << "handle_entLastChangeTime - reading " << entityMibPath << "->lastChangeTime()";
   alignas(long) unsigned char buffer[Mib::bufferSize];
   int const count = SnmpConvert<double, SecondsToTimeTicksF>(model->lastChangeTime(), buffer, Mib::bufferSize);
+  // Log readers match this text, without a blank behind the number.
   ZEF_TRACE(Mib::traceHandle(), 2) << "handle_entLastChangeTime - SecondsToTimeTicks returned " << count << "bytes for "
                                    << entityMibPath << "->lastChangeTime()";
   if (count < 0) {
@@ -160,28 +146,8 @@ int handle_entLastChangeTime(netsnmp_mib_handler* /*handler*/, netsnmp_handler_r
   return result;
 }
 
-int entPhysicalTable_handler(netsnmp_mib_handler* /*handler*/, netsnmp_handler_registration* /*registration*/,
-                             netsnmp_agent_request_info* info, netsnmp_request_info* requests) {
-  return PhysicalTable::handle(info, requests);
-}
-
-int entPhysicalContainsTable_handler(netsnmp_mib_handler* /*handler*/, netsnmp_handler_registration* /*registration*/,
-                                     netsnmp_agent_request_info* info, netsnmp_request_info* requests) {
-  return ContainsTable::handle(info, requests);
-}
-
-void initialize_table_entPhysicalTable() {
-  PhysicalTable::initialize({entPhysicalTable_get_first_data_point, entPhysicalTable_get_next_data_point,
-                             entPhysicalTable_make_data_context, entPhysicalTable_free_data_context,
-                             entPhysicalTable_free_loop_context_at_end, entPhysicalTable_handler});
-}
-
-void initialize_table_entPhysicalContainsTable() {
-  ContainsTable::initialize({entPhysicalContainsTable_get_first_data_point,
-                             entPhysicalContainsTable_get_next_data_point, entPhysicalContainsTable_make_data_context,
-                             entPhysicalContainsTable_free_data_context,
-                             entPhysicalContainsTable_free_loop_context_at_end, entPhysicalContainsTable_handler});
-}
+MIB_TABLE(entPhysicalTable, EntPhysicalTable)
+MIB_TABLE(entPhysicalContainsTable, EntPhysicalContainsTable)
 
 void init_EntityMib() {
   DEBUGMSGTL(("EntityMib", "Initializing\n"));
@@ -190,14 +156,4 @@ void init_EntityMib() {
   initialize_table_entPhysicalContainsTable();
 }
 
-namespace {
-
-class EntityMib_HandlerRegistration : public Snmp::HandlerRegistration {
- public:
-  void init() override { init_EntityMib(); }
-};
-
-EntityMib_HandlerRegistration registration;
-Snmp::AutoRegistree const autoRegistree(&registration);
-
-}  // namespace
+MIB_MODULE(EntityMib)

@@ -43,6 +43,7 @@ constexpr Notice kelvraEntSensorAlarm{"kelvraEntSensorAlarm", kelvraEntSensorAla
 bool isEnabled(Notice const& notice) {
   auto const config = SnmpUtil::getSnmpConfig();
   auto const registered = config->notificationConfig(group);
+  // Log readers match the texts of these two failures; they are no conditions of the code here.
   if (!registered) {
     Zef::assertionFailed(
         R"(snmpConfig->notificationConfig( "entity" ) && "You need to register entity traps from your VorlinPlugin")",

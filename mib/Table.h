@@ -8,6 +8,7 @@
 #include "mib/BulkRepeat.h"
 #include "mib/Trace.h"
 #include "platform/agent/Conversion.h"
+#include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
 #include "runtime/kit/Assert.h"
 
@@ -88,7 +89,7 @@ Zef::Ptr<Model> bindModel(netsnmp_handler_registration& registration, char const
   return model;
 }
 
-// The callbacks of a table as they are registered, under the names that the table's module gives them.
+// The callbacks of a table as they are registered, under the names that MIB_TABLE gives them.
 struct Callbacks {
   Netsnmp_First_Data_Point* getFirstDataPoint;
   Netsnmp_Next_Data_Point* getNextDataPoint;
@@ -144,7 +145,8 @@ class Table {
     // At the head of the chain: iterator and handler run once for each varbind, so that each has the hint of its own
     // row.
     int const injected = netsnmp_inject_handler(registration, netsnmp_get_serialize_handler());
-    ZEF_ASSERT(injected == (0));
+    ZEF_ASSERT(injected == (0));  // log readers match the condition with its brackets
+    // Log readers match this text with the blank at its end.
     ZEF_TRACE(traceHandle(), 8) << "Initialized table " << T::name << " ";
   }
 
@@ -237,6 +239,7 @@ class Table {
   }();
 
   [[noreturn]] static void failForModel() {
+    // Log readers match this text, with the quotes inside it.
     std::string const text = std::string("!\"") + T::name + "_get_first_data_point - entity /vx/Vorlin/" + T::path +
                              " is not \" \"of type " + T::modelType + "\"";
     Zef::assertionFailed(text.c_str(), __FILE__, __LINE__, __PRETTY_FUNCTION__);
@@ -390,3 +393,33 @@ class Table {
 };
 
 }  // namespace Mib
+
+// The functions of a table, under the names that its messages tell.
+#define MIB_TABLE(table, Traits)                                                                        \
+  namespace {                                                                                           \
+  constexpr auto table##_get_first_data_point = Mib::Table<Traits>::getFirstDataPoint;                  \
+  constexpr auto table##_get_next_data_point = Mib::Table<Traits>::getNextDataPoint;                    \
+  constexpr auto table##_make_data_context = Mib::Table<Traits>::makeDataContext;                       \
+  constexpr auto table##_free_data_context = Mib::Table<Traits>::freeDataContext;                       \
+  constexpr auto table##_free_loop_context_at_end = Mib::Table<Traits>::freeLoopContextAtEnd;           \
+  }                                                                                                     \
+  int table##_handler(netsnmp_mib_handler* /*handler*/, netsnmp_handler_registration* /*registration*/, \
+                      netsnmp_agent_request_info* info, netsnmp_request_info* requests) {               \
+    return Mib::Table<Traits>::handle(info, requests);                                                  \
+  }                                                                                                     \
+  void initialize_table_##table() {                                                                     \
+    Mib::Table<Traits>::initialize({table##_get_first_data_point, table##_get_next_data_point,          \
+                                    table##_make_data_context, table##_free_data_context,               \
+                                    table##_free_loop_context_at_end, table##_handler});                \
+  }
+
+// Announces a module to the agent, which calls its init_ function.
+#define MIB_MODULE(module)                                                \
+  namespace {                                                             \
+  class module##_HandlerRegistration : public Snmp::HandlerRegistration { \
+   public:                                                                \
+    void init() override { init_##module(); }                             \
+  };                                                                      \
+  module##_HandlerRegistration registration;                              \
+  Snmp::AutoRegistree const autoRegistree(&registration);                 \
+  }

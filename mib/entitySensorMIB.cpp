@@ -1,7 +1,6 @@
 #include "mib/Modules.h"
 #include "mib/SensorRows.h"
 #include "mib/Table.h"
-#include "platform/agent/Registration.h"
 
 // ENTITY-SENSOR-MIB: what each sensor measures, at the moment of the request.
 
@@ -25,25 +24,9 @@ struct EntPhySensorTable : Mib::SensorRows {
   };
 };
 
-using SensorTable = Mib::Table<EntPhySensorTable>;
-constexpr auto entPhySensorTable_get_first_data_point = SensorTable::getFirstDataPoint;
-constexpr auto entPhySensorTable_get_next_data_point = SensorTable::getNextDataPoint;
-constexpr auto entPhySensorTable_make_data_context = SensorTable::makeDataContext;
-constexpr auto entPhySensorTable_free_data_context = SensorTable::freeDataContext;
-constexpr auto entPhySensorTable_free_loop_context_at_end = SensorTable::freeLoopContextAtEnd;
-
 }  // namespace
 
-int entPhySensorTable_handler(netsnmp_mib_handler* /*handler*/, netsnmp_handler_registration* /*registration*/,
-                              netsnmp_agent_request_info* info, netsnmp_request_info* requests) {
-  return SensorTable::handle(info, requests);
-}
-
-void initialize_table_entPhySensorTable() {
-  SensorTable::initialize({entPhySensorTable_get_first_data_point, entPhySensorTable_get_next_data_point,
-                           entPhySensorTable_make_data_context, entPhySensorTable_free_data_context,
-                           entPhySensorTable_free_loop_context_at_end, entPhySensorTable_handler});
-}
+MIB_TABLE(entPhySensorTable, EntPhySensorTable)
 
 void init_entitySensorMIB() {
   Mib::traceHandle();
@@ -51,14 +34,4 @@ void init_entitySensorMIB() {
   initialize_table_entPhySensorTable();
 }
 
-namespace {
-
-class entitySensorMIB_HandlerRegistration : public Snmp::HandlerRegistration {
- public:
-  void init() override { init_entitySensorMIB(); }
-};
-
-entitySensorMIB_HandlerRegistration registration;
-Snmp::AutoRegistree const autoRegistree(&registration);
-
-}  // namespace
+MIB_MODULE(entitySensorMIB)

@@ -2,7 +2,6 @@
 #include "mib/Modules.h"
 #include "mib/Table.h"
 #include "model/OrvaneLib.h"
-#include "platform/agent/Registration.h"
 
 // ENTITY-STATE-MIB: the state of each entity that has one.
 
@@ -43,25 +42,9 @@ struct EntStateTable {
   };
 };
 
-using StateTable = Mib::Table<EntStateTable>;
-constexpr auto entStateTable_get_first_data_point = StateTable::getFirstDataPoint;
-constexpr auto entStateTable_get_next_data_point = StateTable::getNextDataPoint;
-constexpr auto entStateTable_make_data_context = StateTable::makeDataContext;
-constexpr auto entStateTable_free_data_context = StateTable::freeDataContext;
-constexpr auto entStateTable_free_loop_context_at_end = StateTable::freeLoopContextAtEnd;
-
 }  // namespace
 
-int entStateTable_handler(netsnmp_mib_handler* /*handler*/, netsnmp_handler_registration* /*registration*/,
-                          netsnmp_agent_request_info* info, netsnmp_request_info* requests) {
-  return StateTable::handle(info, requests);
-}
-
-void initialize_table_entStateTable() {
-  StateTable::initialize({entStateTable_get_first_data_point, entStateTable_get_next_data_point,
-                          entStateTable_make_data_context, entStateTable_free_data_context,
-                          entStateTable_free_loop_context_at_end, entStateTable_handler});
-}
+MIB_TABLE(entStateTable, EntStateTable)
 
 void init_entityStateMIB() {
   Mib::traceHandle();
@@ -69,14 +52,4 @@ void init_entityStateMIB() {
   initialize_table_entStateTable();
 }
 
-namespace {
-
-class entityStateMIB_HandlerRegistration : public Snmp::HandlerRegistration {
- public:
-  void init() override { init_entityStateMIB(); }
-};
-
-entityStateMIB_HandlerRegistration registration;
-Snmp::AutoRegistree const autoRegistree(&registration);
-
-}  // namespace
+MIB_MODULE(entityStateMIB)

@@ -79,19 +79,6 @@ U32 domLimit(DomSensor const& sensor, DomKind const& kind, double Xcvr::DomLimit
   return low32(std::round(kind.threshold(threshold.*kind.limits.*limit)));
 }
 
-U32 domLowWarn(DomSensor const& sensor, DomKind const& kind) {
-  return domLimit(sensor, kind, &Xcvr::DomLimits::lowWarning, Constants::defaultLowThreshold);
-}
-U32 domLowCrit(DomSensor const& sensor, DomKind const& kind) {
-  return domLimit(sensor, kind, &Xcvr::DomLimits::lowAlarm, Constants::defaultLowThreshold);
-}
-U32 domHighWarn(DomSensor const& sensor, DomKind const& kind) {
-  return domLimit(sensor, kind, &Xcvr::DomLimits::highWarning, Constants::defaultHighThreshold);
-}
-U32 domHighCrit(DomSensor const& sensor, DomKind const& kind) {
-  return domLimit(sensor, kind, &Xcvr::DomLimits::highAlarm, Constants::defaultHighThreshold);
-}
-
 }  // namespace
 
 U32 Sensor::lowWarnThreshold() const { return Constants::defaultLowThreshold; }
@@ -150,34 +137,25 @@ U32 DomSensor::operStatus() const {
   return constantsFactory()->domInfoToOperStatus(valid);
 }
 
-U32 DomTemperatureSensor::value() const { return domValue(*this, domTemperature); }
-U32 DomTemperatureSensor::lowWarnThreshold() const { return domLowWarn(*this, domTemperature); }
-U32 DomTemperatureSensor::lowCritThreshold() const { return domLowCrit(*this, domTemperature); }
-U32 DomTemperatureSensor::highWarnThreshold() const { return domHighWarn(*this, domTemperature); }
-U32 DomTemperatureSensor::highCritThreshold() const { return domHighCrit(*this, domTemperature); }
+#define DOM_SENSOR(Sensor, kind)                                                                  \
+  U32 Sensor::value() const { return domValue(*this, kind); }                                     \
+  U32 Sensor::lowWarnThreshold() const {                                                          \
+    return domLimit(*this, kind, &Xcvr::DomLimits::lowWarning, Constants::defaultLowThreshold);   \
+  }                                                                                               \
+  U32 Sensor::lowCritThreshold() const {                                                          \
+    return domLimit(*this, kind, &Xcvr::DomLimits::lowAlarm, Constants::defaultLowThreshold);     \
+  }                                                                                               \
+  U32 Sensor::highWarnThreshold() const {                                                         \
+    return domLimit(*this, kind, &Xcvr::DomLimits::highWarning, Constants::defaultHighThreshold); \
+  }                                                                                               \
+  U32 Sensor::highCritThreshold() const {                                                         \
+    return domLimit(*this, kind, &Xcvr::DomLimits::highAlarm, Constants::defaultHighThreshold);   \
+  }
 
-U32 DomVoltageSensor::value() const { return domValue(*this, domVoltage); }
-U32 DomVoltageSensor::lowWarnThreshold() const { return domLowWarn(*this, domVoltage); }
-U32 DomVoltageSensor::lowCritThreshold() const { return domLowCrit(*this, domVoltage); }
-U32 DomVoltageSensor::highWarnThreshold() const { return domHighWarn(*this, domVoltage); }
-U32 DomVoltageSensor::highCritThreshold() const { return domHighCrit(*this, domVoltage); }
-
-U32 DomTxBiasSensor::value() const { return domValue(*this, domTxBias); }
-U32 DomTxBiasSensor::lowWarnThreshold() const { return domLowWarn(*this, domTxBias); }
-U32 DomTxBiasSensor::lowCritThreshold() const { return domLowCrit(*this, domTxBias); }
-U32 DomTxBiasSensor::highWarnThreshold() const { return domHighWarn(*this, domTxBias); }
-U32 DomTxBiasSensor::highCritThreshold() const { return domHighCrit(*this, domTxBias); }
-
-U32 DomTxPowerSensor::value() const { return domValue(*this, domTxPower); }
-U32 DomTxPowerSensor::lowWarnThreshold() const { return domLowWarn(*this, domTxPower); }
-U32 DomTxPowerSensor::lowCritThreshold() const { return domLowCrit(*this, domTxPower); }
-U32 DomTxPowerSensor::highWarnThreshold() const { return domHighWarn(*this, domTxPower); }
-U32 DomTxPowerSensor::highCritThreshold() const { return domHighCrit(*this, domTxPower); }
-
-U32 DomRxPowerSensor::value() const { return domValue(*this, domRxPower); }
-U32 DomRxPowerSensor::lowWarnThreshold() const { return domLowWarn(*this, domRxPower); }
-U32 DomRxPowerSensor::lowCritThreshold() const { return domLowCrit(*this, domRxPower); }
-U32 DomRxPowerSensor::highWarnThreshold() const { return domHighWarn(*this, domRxPower); }
-U32 DomRxPowerSensor::highCritThreshold() const { return domHighCrit(*this, domRxPower); }
+DOM_SENSOR(DomTemperatureSensor, domTemperature)
+DOM_SENSOR(DomVoltageSensor, domVoltage)
+DOM_SENSOR(DomTxBiasSensor, domTxBias)
+DOM_SENSOR(DomTxPowerSensor, domTxPower)
+DOM_SENSOR(DomRxPowerSensor, domRxPower)
 
 }  // namespace Orvane

@@ -1,4 +1,5 @@
 """Writes a model's header and source."""
+import glob
 import os
 import re
 import textwrap
@@ -20,70 +21,33 @@ def comment(text, indent=0):
 
 
 def tidy(text):
-    """Lays the text out as clang-format would, near enough to read like the rest of the code: breaks what is too long for a
-    line, closes short bodies on their line, and keeps single blank lines where they belong."""
-    lines = []
-    for line in text.split('\n'):
-        line = line.rstrip()
-        before = lines[-1] if lines else ''
-        opened = before.endswith(('{', 'public:', 'private:')) and not before.startswith('namespace')
-        if not line and (not before or opened):
-            continue
-        if line.strip() in ('}', '};') and not before:
-            lines.pop()
-        if line in ('}', '};') and close(lines, line):
-            continue
-        body = re.fullmatch(r'( *)(\S.*\)(?: const| override)*) \{ (.*) \}', line)
-        constructor = re.fullmatch(r'(\w+::\w+\(.*\)) : (.*)', line)
-        if len(line) <= WIDTH or line.lstrip().startswith('//'):
-            lines.append(line)
-        elif body:
-            lines += [f'{body[1]}{body[2]} {{', f'{body[1]}  {body[3]}', f'{body[1]}}}']
-        elif constructor:
-            lines += [constructor[1], f'    : {constructor[2]}']
-        else:
-            while len(line) > WIDTH:
-                head, line = split(line)
-                lines.append(head)
-            lines.append(line)
-    return '\n'.join(lines).strip('\n') + '\n'
+    """The layout that templates cannot give: single blank lines, none behind an opening or before a closing line, empty bodies on
+    their line, and no line that is too long."""
+    text = re.sub(r'\n{3,}', '\n\n', re.sub(r'[ \n]*\n', lambda blanks: '\n' * blanks[0].count('\n'), text))
+    text = re.sub(r'(?m)^(?!namespace)(.*(?:\{|public:|private:))\n\n', r'\1\n', text)
+    text = re.sub(r'\n\n(?= *\};?\n)', '\n', text)
+    text = re.sub(r'\{\n *(?=\};?\n)', '{', text)
+    return '\n'.join(map(fold, text.strip('\n').split('\n'))) + '\n'
 
 
-def close(lines, line):
-    """Closes the last of `lines`, an empty class or function or a function of one short statement, on its own line."""
-    if lines[-1].endswith((') {', '> {')):
-        lines[-1] += line
-        return True
-    head, statement = lines[-2:] if len(lines) > 1 else ('', '')
-    one_line = f'{head} {statement.strip()} {line}'
-    if not head.startswith((' ', 'class')) and head.endswith((') {', ') const {')) and len(one_line) <= WIDTH:
-        if statement.endswith(';') and not statement.strip().startswith(('if ', 'while ')):
-            lines[-2:] = [one_line]
-            return True
-    return False
-
-
-def split(line):
-    """One line in two: broken behind a comma and aligned behind the bracket that is open there, as clang-format does it. The
-    outermost comma wins that leaves a rest that fits, then the last."""
-    breaks, stack, quoted = [], [], False
-    for at, c in enumerate(line[:WIDTH]):
-        if c == '"':
-            quoted = not quoted
-        elif quoted:
-            continue
-        elif c in '(<{' and '<<' not in line[at - 1:at + 2]:
-            stack.append(at)
-        elif c in ')>}' and stack and line[at - 1:at + 1] != '->':
-            stack.pop()
-        elif c == ',':
-            indent = stack[-1] + 1 if stack else len(line) - len(line.lstrip())
-            rest = ' ' * indent + line[at + 1:].lstrip()
-            breaks.append((len(rest) <= WIDTH, -len(stack), at, rest))
-    if not breaks or max(breaks)[3] == line:
+def fold(line, indent=None):
+    """Breaks a line that is too long where the fewest brackets are open, as late as it can: behind a comma, and rather, outside of
+    all brackets, behind `=` and `{` and before `:`. The rest goes on four further, a body two."""
+    if len(line) <= WIDTH or line.lstrip().startswith('//'):
+        return line
+    indent = len(line) - len(line.lstrip()) if indent is None else indent
+    depth, breaks = 0, []
+    for token in re.finditer(r'->|<<|, | : | = | \{ |[(<{)>}]', line[:WIDTH]):
+        if token[0] == ', ' or depth == 0 and token[0] in (' : ', ' = ', ' { '):
+            breaks.append((-depth, token[0] != ', ', token.start() if token[0] == ' : ' else token.end()))
+        depth += (token[0].strip() in '(<{') - (token[0] in ')>}')
+    if not breaks:
         raise AssertionError(f'no place to break: {line}')
-    _, _, at, rest = max(breaks)
-    return line[:at + 1], rest
+    at = max(breaks)[2]
+    head, rest = line[:at].rstrip(), line[at:].lstrip()
+    if head.endswith('{'):
+        return '\n'.join([head, fold(' ' * (indent + 2) + rest.removesuffix(' }')), ' ' * indent + '}'])
+    return head + '\n' + fold(' ' * (indent + 4) + rest, indent)
 
 
 def joined(parts):
@@ -93,8 +57,28 @@ def joined(parts):
 class Cpp:
     """The C++ that a class's templates write, name by name. `t` is the class that is being written."""
 
-    def __init__(self, t):
+    def __init__(self, t, templates):
         self.t = t
+        self.templates = templates
+
+    def section(self, name, a):
+        """One section of the template of an attribute's form, or of what such forms share: `types`, `readers`, `operations`,
+        `fields`, `source`, `builder`. Nothing where neither has it."""
+        form = a.form
+        for template in (form.template or form.name, 'collection' if form.collection else 'single'):
+            macro = getattr(self.templates.get_template(f'forms/{template}.j2').module, name, None)
+            if macro:
+                return macro(self.t, a, self)
+        return ''
+
+    def uses(self, a, *ends):
+        """Pointers to members of the class, named after an attribute, as arguments of a template."""
+        return joined(f'&{self.t.name}::{a.name}{end}' for end in ends)
+
+    def tell(self, a):
+        """Tells the notifiees."""
+        key = 'key' if a.is_keyed else ''
+        return f'notify<NotifieeConst>({a.name}Attr, [{key and "&key"}](NotifieeConst& n) {{ n.on{a.cap}({key}); }})'
 
     def local(self, text):
         """A name as code within the class writes it."""
@@ -113,20 +97,7 @@ class Cpp:
 
     def field(self, a):
         """The type of the field that stores an attribute."""
-        value = self.value(a)
-        return {
-            'value': lambda: value,
-            'record': lambda: f'Zef::Ptr<{value} const>',
-            'entity': lambda: f'Zef::Ptr<{value}>',
-            'lazy': lambda: f'Zef::Ptr<{value}>',
-            'reactor': lambda: f'Zef::Ptr<{value}>',
-            'optional': lambda: f'std::optional<{value}>',
-            'map': lambda: f'std::map<{self.key(a)}, {value}>',
-            'hash': lambda: f'Zef::HashMap<{value}, {self.key(a)}>',
-            'reactors': lambda: f'Zef::HashMap<{value}, {self.key(a)}>',
-            'queue': lambda: f'Zef::LinkQueue<{a.entry}>',
-            'tree': lambda: f'Zef::RbTreeMap<{a.entry if a.given else value}, {self.key(a)}>',
-        }[a.form]()
+        return a.form.field.format(value=self.value(a), key=a.is_keyed and self.key(a), entry=a.entry)
 
     def base(self):
         return self.t.base.cpp(self.t.namespace) if self.t.base else 'Zef::Entity' if self.t.is_entity else 'Zef::PtrInterface'
@@ -149,7 +120,7 @@ class Cpp:
 
     def reader(self, a):
         """What a reader of a single value gives."""
-        if a.form == 'value':
+        if a.form.name == 'type':
             return self.value(a) if a.computed or a.of else a.use.result(self.t.namespace)
         return f'{self.field(a)} const&'
 
@@ -159,8 +130,8 @@ class Cpp:
 
     def argument(self, a, defaults):
         """One parameter of a constructor, or of what makes a member."""
-        type_ = a.use.parameter(self.t.namespace) if a.form == 'value' else f'{self.field(a)} const&'
-        default = a.default or ('nullptr' if a.form == 'record' else f'{self.field(a)}()')
+        type_ = a.use.parameter(self.t.namespace) if a.form.name == 'type' else f'{self.field(a)} const&'
+        default = a.default or ('nullptr' if a.form.name == 'record' else f'{self.field(a)}()')
         return f'{type_} {a.name}{f" = {default}" if defaults else ""}'
 
     def constructor(self, defaults):
@@ -192,65 +163,12 @@ class Cpp:
         values = ['key' if m is member.key_attribute else m.name for m in member.arguments]
         return f'Zef::make<{self.value(a)}>({joined([name] + values)})'
 
-    def writable_iterator(self, a):
-        """Its declaration, which seldom fits on one line."""
-        name, t = a.cap, self.t.name
-        head = f'  using {name}Iterator ='
-        type_ = f'Zef::DeletingIterator<{name}IteratorConst, {t}, {self.key(a)}, &{t}::{a.name}Del>;'
-        return f'{head} {type_}' if len(f'{head} {type_}') <= WIDTH else f'{head}\n      {type_}'
-
-    def iterator(self, a):
-        if a.form == 'queue':
-            return f'Zef::QueueIterator<{a.entry}>'
-        return f'Zef::GivenIterator<{a.entry}, {self.key(a)}>' if a.given else f'{self.field(a)}::IteratorConst'
-
-    def start(self, a):
-        owner = f'Zef::Ptr<{self.t.name} const>(this)'
-        queue = a.form == 'queue'
-        return f'{a.cap}IteratorConst({a.name}_{".iterator()" if queue else ""}, {owner})'
-
-    def start_at(self, a):
-        owner = f'Zef::Ptr<{self.t.name} const>(this)'
-        return f'{a.cap}IteratorConst({a.name}_.startAt(key), {owner})' if a.form == 'queue' else f'{a.name}_.startAt(key, {owner})'
-
     def parameters(self, a):
         return joined(f'{p.use.cpp(self.t.namespace)}{" const&" if p.use.pointer else ""} {p.name}' for p in a.args)
-
-    def function(self, a):
-        result = a.use.cpp(self.t.namespace) if a.use else 'void'
-        return f'{result} {a.name}({self.parameters(a)}){"" if a.mutates else " const"}'
 
     def factory(self):
         name = self.t.name[0].lower() + self.t.name[1:]
         return f'Zef::Ptr<{self.t.name}> {name}Factory({"Zef::Name const& name" if self.t.is_entity else ""})'
-
-    def builder(self, a):
-        """How the type object learns of an attribute."""
-        t, name, scope = self.t.name, a.name, f'&{self.t.name}::'
-        if a.form == 'function':
-            names = ''.join(f', "{p.name}"' for p in a.args)
-            return f'type.function<{scope}{name}>("{name}", {name}Attr{names})'
-        if a.form == 'value':
-            if a.fixed and a is not self.t.key:
-                return f'type.fixed("{name}", {name}Attr, {scope}{name}_)'
-            if not a.has_setter:
-                return f'type.readOnly<{scope}{name}>("{name}", {name}Attr)'
-            return f'type.value<{scope}{name}, {scope}{name}Is>("{name}", {name}Attr)'
-        if a.form == 'record':
-            return f'type.record("{name}", {name}Attr, {scope}{name}_)'
-        if a.is_made or a.form == 'metadata':
-            return f'type.readOnly<{scope}{name}>("{name}", {name}Attr)'
-        ends, method = {
-            'entity': (('', 'Is'), 'entity'),
-            'optional': (('Valid', '', 'Is', 'Del'), 'optional'),
-            'map': (('Map', 'Is', 'Del'), 'valueMap'),
-            'hash': (('', 'Is', 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-            'tree': (('', 'Is', 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-            'reactors': (('', None, 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-            'queue': (('', None, 'Del', 'IteratorConst', 'StartAt'), 'collection'),
-        }[a.form]
-        uses = ['nullptr' if end is None or a.given and end == 'Is' else f'{scope}{name}{end}' for end in ends]
-        return f'type.{method}<{joined(uses)}>("{name}", {name}Attr)'
 
 
 class Emitter:
@@ -269,12 +187,12 @@ class Emitter:
 
     def render(self, template, model):
         externals = [t.header for t in model.types if t.kind == 'external']
-        queues = any(a.form == 'queue' for t in model.types for a in getattr(t, 'attributes', []))
+        queues = any(a.form.name == 'queue' for t in model.types for a in getattr(t, 'attributes', []))
         externals += ['runtime/collections/LinkQueue.h'] if queues else []
         externals += ['runtime/reflection/Attribute.h', 'runtime/reflection/GenericIf.h']
         includes = sorted({*externals, *(used.header for used in model.uses)})
         return tidy(self.environment.get_template(template).render(model=model, includes=includes, registrar=registrar,
-                                                                   cpp=Cpp))
+                                                                   cpp=lambda t: Cpp(t, self.environment)))
 
 
 def bounds(of):
@@ -292,4 +210,4 @@ def dependencies():
     """The files that every output depends on: the compiler's own."""
     here = os.path.dirname(os.path.abspath(__file__))
     sources = [os.path.join(here, name) for name in sorted(os.listdir(here)) if name.endswith('.py')]
-    return sources + [os.path.join(TEMPLATES, name) for name in sorted(os.listdir(TEMPLATES))]
+    return sources + sorted(glob.glob(f'{TEMPLATES}/**/*.j2', recursive=True))

@@ -3,6 +3,7 @@ import os
 import re
 
 import yamlnode
+from forms import DECLARABLE, FORMS, NO_FLAGS
 from model import (BUILTINS, FIRST_ATTRIBUTE_ID, Attribute, Bounds, Class, Constant, Enum, Enumerator, External, Field, Model,
                    Number, Parameter, Type, Use, Value)
 from yamlnode import Mapping, ModelError, Scalar, Sequence
@@ -20,24 +21,15 @@ fwkType word wordIs newReference deleteReference isNondestructing isNondestructi
 auditErrors fwkKey name parent parentIs parentAttr parentAttrId parentAttrIdIs fullName uriPath attributeString attributeId
 notify notifiees'''.split())
 
-FORMS = ('type', 'record', 'entity', 'hash', 'tree', 'map', 'optional', 'lazy', 'reactor', 'reactors', 'queue', 'function')
-# Which further keys a form of attribute takes.
-OPTIONS = {
-    'type': ('default', 'least', 'most', 'fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'of', 'changed'),
-    'record': (),
-    'entity': (),
-    'hash': ('key', 'given'),
-    'tree': ('key', 'given'),
-    'map': ('key',),
-    'optional': (),
-    'lazy': (),
-    'reactor': ('args',),
-    'reactors': ('key', 'args'),
-    'queue': ('by',),
-    'function': ('args', 'returns', 'mutates'),
+# What a form holds: the test of its type, and what is said of another one.
+HOLDS = {
+    'record': (lambda type_: isinstance(type_, Class) and type_.kind == 'record', '`{type}` is no record'),
+    'entity': (lambda type_: isinstance(type_, Class) and type_.kind == 'entity', '`{type}` is no entity'),
+    'member': (lambda type_: isinstance(type_, Class),
+               'the members of a collection are entities or records, and `{type}` is neither'),
+    'value': (lambda type_: type_.stands_alone, '`{form}` holds values, and `{type}` is none'),
+    'object': (lambda type_: type_.is_object, '`{type}` is no object'),
 }
-# Those that are no flags.
-NO_FLAGS = ('default', 'least', 'most', 'key', 'of', 'by', 'args', 'returns')
 
 
 def check_name(node_or_mapping, line, name, what, pattern=r'[a-z][A-Za-z0-9]*'):
@@ -270,7 +262,7 @@ class Loader:
             check_name(node, entry.line, name, 'an attribute')
             attribute = self.attribute(name, entry, class_)
             self.check_override(attribute, entry)
-            for each in [attribute.metadata(), attribute] if attribute.form == 'queue' else [attribute]:
+            for each in [attribute.metadata(), attribute] if attribute.form.name == 'queue' else [attribute]:
                 enter(entry, f'attribute `{each.name}`', each.members, each, each)
                 each.id, next_id = next_id, next_id + 1
                 each.first_slot, slot = slot, slot + len(each.slots)
@@ -278,7 +270,7 @@ class Loader:
 
         for name, entry in self.entries(node, 'defaults'):
             attribute = class_.base.find(name) if class_.base else None
-            if attribute is None or not attribute.has_setter or attribute.form != 'value':
+            if attribute is None or not attribute.has_setter or attribute.form.name != 'type':
                 entry.fail(f'`{name}` is no attribute with a setter that a base of `{class_.name}` declares')
             class_.defaults.append((attribute, self.default(attribute.use, self.need_scalar(entry), class_.namespace)))
 
@@ -325,19 +317,19 @@ class Loader:
         what = f'attribute `{name}`'
         if isinstance(entry, Scalar):
             use = self.use(entry.string(what), entry, class_.namespace, class_)
-            return Attribute(name, class_, 'value', self.plain(use, entry, what), entry.line,
+            return Attribute(name, class_, FORMS['type'], self.plain(use, entry, what), entry.line,
                              default=self.default(use, None, class_.namespace))
         if not isinstance(entry, Mapping):
             entry.fail(f'{what} must be a type or a mapping')
-        forms = [form for form in FORMS if form in entry.entries]
+        forms = [form for form in DECLARABLE if form in entry.entries]
         if len(forms) != 1:
-            entry.fail(f'{what} must have exactly one of {", ".join(FORMS)}')
-        form = forms[0]
-        if form == 'function' and not entry.flag('function'):
+            entry.fail(f'{what} must have exactly one of {", ".join(DECLARABLE)}')
+        form = FORMS[forms[0]]
+        if form.name == 'function' and not entry.flag('function'):
             entry.fail(f'{what}: `function` is true or not there')
-        type_text = entry.string('returns' if form == 'function' else form)
+        type_text = entry.string('returns' if form.name == 'function' else form.name)
         doc = entry.string('doc', '')
-        options = OPTIONS[form]
+        options = form.options.split()
         flags = {flag: entry.flag(flag) for flag in options if flag not in NO_FLAGS}
         key_text = entry.string('key') if 'key' in options else None
         args = self.parameters(entry, class_, what) if 'args' in options else []
@@ -345,14 +337,15 @@ class Loader:
         by = entry.string('by') if 'by' in options else None
         default = entry.take('default', Scalar) if 'default' in options else None
         bounds = self.bounds(entry, what) if 'most' in options else None
-        entry.done(f'{what} of the form `{form}`')
+        entry.done(f'{what} of the form `{form.name}`')
         use = None if type_text is None else self.use(type_text, entry, class_.namespace, class_)
-        attribute = Attribute(name, class_, 'value' if form == 'type' else form, use, entry.line, doc=doc, args=args, of=of,
-                              **flags)
-        attribute.fixed |= form == 'record'
-        if form == 'function':
+        if flags.pop('given', False):
+            form = FORMS['given']
+        attribute = Attribute(name, class_, form, use, entry.line, doc=doc, args=args, of=of, **flags)
+        attribute.fixed |= form.name == 'record'
+        if form.name == 'function':
             return attribute
-        if form == 'type':
+        if form.name == 'type':
             self.plain(use, entry, what)
             self.check_bounds(bounds, use, entry, what)
             attribute.bounds = bounds
@@ -360,7 +353,7 @@ class Loader:
             self.check_flags(attribute, entry, what)
             return attribute
         if use.pointer:
-            entry.fail(f'{what}: `{form}` takes a type by its name')
+            entry.fail(f'{what}: `{form.name}` takes a type by its name')
         self.check_form(attribute, entry, what)
         if 'key' in options:
             if key_text is None:
@@ -368,12 +361,12 @@ class Loader:
             attribute.key = self.use(key_text, entry, class_.namespace, class_)
             if attribute.key.pointer or not attribute.key.type.is_key:
                 entry.fail(f'{what}: `{key_text}` is no type of key')
-        if attribute.form == 'queue':
+        if form.name == 'queue':
             attribute.key = Use(BUILTINS['U32'])
             attribute.by = attribute.use.type.find(by) if by else None
             if by and not (attribute.by and attribute.by.fixed and attribute.by.use.type.is_key):
                 entry.fail(f'{what}: `{by}` is no fixed attribute of `{attribute.use.type.qualified}` that can be a key')
-        elif attribute.is_collection and attribute.form != 'reactors':
+        elif form.holds == 'member':
             self.check_member(attribute, entry, what)
         return attribute
 
@@ -425,18 +418,12 @@ class Loader:
 
     @staticmethod
     def check_form(attribute, entry, what):
-        class_, type_ = attribute.owner, attribute.use.type
-        wanted = {'record': 'record', 'entity': 'entity'}.get(attribute.form)
-        if wanted and not (isinstance(type_, Class) and type_.kind == wanted):
-            entry.fail(f'{what}: `{type_.qualified}` is no {wanted}')
-        if attribute.form in ('hash', 'tree', 'queue') and not isinstance(type_, Class):
-            entry.fail(f'{what}: the members of a collection are entities or records, and `{type_.qualified}` is neither')
-        if attribute.form in ('map', 'optional') and not type_.stands_alone:
-            entry.fail(f'{what}: `{attribute.form}` holds values, and `{type_.qualified}` is none')
-        if attribute.form in ('lazy', 'reactor', 'reactors') and not type_.is_object:
-            entry.fail(f'{what}: `{type_.qualified}` is no object')
-        if not class_.is_entity and attribute.form in ('entity', 'hash', 'tree', 'map', 'optional', 'queue'):
-            entry.fail(f'{what}: a record has no `{attribute.form}`')
+        form, type_ = attribute.form, attribute.use.type
+        holds, refusal = HOLDS[form.holds]
+        if not holds(type_):
+            entry.fail(f'{what}: {refusal.format(type=type_.qualified, form=form.name)}')
+        if form.of_entity and not attribute.owner.is_entity:
+            entry.fail(f'{what}: a record has no `{form.declared_as or form.name}`')
 
     @staticmethod
     def check_member(attribute, entry, what):
@@ -444,8 +431,8 @@ class Loader:
         if member.key_type() is not attribute.key.type:
             has = member.key_type().qualified if member.key_type() else 'nothing'
             entry.fail(f'{what}: `{member.qualified}` is known by {has}, not by {attribute.key.type.qualified}')
-        if not attribute.given and member.member_kind() != attribute.form:
-            entry.fail(f'{what}: `{member.qualified}` needs `member: {attribute.form}`')
+        if attribute.form.name != 'given' and member.member_kind() != attribute.form.name:
+            entry.fail(f'{what}: `{member.qualified}` needs `member: {attribute.form.name}`')
 
     def parameters(self, entry, class_, what):
         parameters = []

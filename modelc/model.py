@@ -1,5 +1,8 @@
 """What a model says, and how it is written in C++."""
+import re
 from dataclasses import dataclass, field
+
+from forms import FORMS, Form
 
 FIRST_ATTRIBUTE_ID = 258
 
@@ -181,7 +184,7 @@ class Parameter:
 class Attribute:
     name: str
     owner: 'Class'
-    form: str              # value, record, entity, hash, tree, map, optional, lazy, reactor, reactors, queue, metadata, function
+    form: Form
     use: Use               # the value, the child, the member; a function's result, or None
     line: int
     key: Use = None        # of a collection
@@ -196,7 +199,6 @@ class Attribute:
     of: str = ''           # the reader gives a part of another attribute
     bounds: Bounds = None
     by: 'Attribute' = None  # by which a member of a queue is found
-    given: bool = False    # the collection takes existing objects in
     changed: bool = False  # a hand-written handler runs before anyone is told
     args: list = field(default_factory=list)  # of a function, or of the hand-written operation that makes a reactor
     mutates: bool = False  # the function changes its object
@@ -208,21 +210,12 @@ class Attribute:
         return self.name[0].upper() + self.name[1:]
 
     @property
-    def is_collection(self):
-        return self.form in ('hash', 'tree', 'reactors', 'queue')
-
-    @property
-    def is_made(self):
-        """The owner makes the object by itself, and nobody sets it."""
-        return self.form in ('lazy', 'reactor')
-
-    @property
     def is_keyed(self):
         return self.key is not None
 
     @property
     def is_stored(self):
-        return not self.of and self.form not in ('metadata', 'function')
+        return bool(self.form.field) and not self.of
 
     @property
     def is_argument(self):
@@ -230,11 +223,11 @@ class Attribute:
 
     @property
     def has_setter(self):
-        return self.form in ('value', 'entity', 'optional') and not (self.fixed or self.placed or self.of)
+        return self.form.settable and not (self.fixed or self.placed or self.of)
 
     def metadata(self):
         """The attribute that goes before a queue and tells its indexes."""
-        return Attribute(f'{self.name}Metadata', self.owner, 'metadata', None, self.line, doc=f'The indexes of {self.name}.')
+        return Attribute(f'{self.name}Metadata', self.owner, FORMS['metadata'], None, self.line, doc=f'The indexes of {self.name}.')
 
     @property
     def has_slot(self):
@@ -249,6 +242,10 @@ class Attribute:
         return [f'on{self.cap}']
 
     @property
+    def has_entries(self):
+        return '{entry}' in self.form.field
+
+    @property
     def entry(self):
         """The entry class of a queue, or of a collection of given objects."""
         return f'Zef{self.cap}'
@@ -256,39 +253,24 @@ class Attribute:
     @property
     def members(self):
         """The names that this attribute takes in its class."""
-        names = {self.name, f'{self.name}Attr'}
-        if self.has_setter:
-            names.add(f'{self.name}Is')
-        if self.form == 'optional':
-            names |= {f'{self.name}Valid', f'{self.name}Del'}
-        if self.form == 'map':
-            names |= {f'{self.name}{end}' for end in ('Valid', 'Is', 'Del', 'DelAll', 'Map', 'Notify')}
-        if self.is_collection:
-            names |= {f'{self.name}{end}' for end in ('Is', 'Del', 'DelAll', 'Notify', 'Count', 'Iterator', 'IteratorConst')}
-            names |= {f'new{self.cap}', f'{self.cap}Iterator', f'{self.cap}IteratorConst'}
-        if self.form == 'queue':
-            names |= {f'{self.name}Enq', f'{self.name}Deq', f'{self.name}By'}
-        if self.form == 'metadata':
-            names.add(self.cap)
-        if self.is_made:
-            names |= {f'{self.name}Is', f'{self.name}Del'}
-        if self.form == 'lazy':
-            names.add(f'new{self.cap}')
-        return names
+        names = ['x', 'xAttr', *self.form.names.split()] + (['xIs'] if self.has_setter else [])
+        return {re.sub('^x|X', lambda x: self.name if x[0] == 'x' else self.cap, name) for name in names}
 
     def describe(self):
         """The attribute's form in the list of types."""
-        if self.form in ('hash', 'tree', 'map', 'reactors', 'queue'):
-            text = f'{self.form} of {self.use.type.qualified} by {self.key.type.qualified}'
+        form = self.form.declared_as or self.form.name
+        if not self.form.field:
+            return form
+        if self.is_keyed:
+            text = f'{form} of {self.use.type.qualified} by {self.key.type.qualified}'
             text += f', found by {self.by.name}' if self.by else ''
-        elif self.form in ('metadata', 'function'):
-            return self.form
-        elif self.form == 'value':
+        elif form == 'type':
             text = self.use.cpp(None)
         else:
-            text = f'{self.form} {self.use.type.qualified}'
-        flags = [flag for flag in ('fixed', 'argument', 'placed', 'virtual', 'override', 'computed', 'given') if getattr(self, flag)]
+            text = f'{form} {self.use.type.qualified}'
+        flags = [flag for flag in ('fixed', 'argument', 'placed', 'virtual', 'override', 'computed') if getattr(self, flag)]
         bounds = [self.bounds.describe()] if self.bounds else []
+        flags += ['given'] if self.form.name == 'given' else []
         return ' '.join([text] + bounds + flags + ([f'of {self.of}'] if self.of else []))
 
 
@@ -374,7 +356,7 @@ class Class(Type):
     def owns(self):
         """The attributes whose objects have this one for a parent."""
         return [a for a in self.attributes
-                if a.form == 'entity' or a.form in ('hash', 'tree') and not a.given and a.use.type.is_entity]
+                if a.form.owned and a.use.type.is_entity]
 
     @property
     def is_placed(self):

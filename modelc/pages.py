@@ -63,12 +63,7 @@ def form(attribute):
     key = KEYS[attribute.key.type.qualified] if attribute.key else ''
     if attribute.use.pointer:
         return f'the steps that lead to a {type_.name}'
-    return {'record': f'a group {type_.name}; with another value the object counts as another one',
-            'entity': f'one {type_.name}, or none',
-            'hash': f'{type_.name} objects by {key}',
-            'tree': f'{type_.name} objects by {key}',
-            'map': f'values by {key}, each {value(type_)}',
-            'optional': f'{value(type_)}, or nothing'}.get(attribute.form, value(type_, attribute.bounds))
+    return attribute.form.words.format(type=type_.name, key=key, value=value(type_, attribute.bounds))
 
 
 def default(text, type_):
@@ -98,7 +93,7 @@ class Inventory:
         for attribute in self.types[ROOT_TYPE].attributes:
             if attribute.name in DIRECTORIES:
                 found += [(f'{attribute.name}.{name}', self.types[type_]) for name, type_ in DIRECTORIES[attribute.name]]
-            elif attribute.form == 'value' and attribute.use.pointer and attribute.use.type.file.startswith(INPUTS):
+            elif attribute.form.name == 'type' and attribute.use.pointer and attribute.use.type.file.startswith(INPUTS):
                 found.append((attribute.name, attribute.use.type))
         return found
 
@@ -136,7 +131,7 @@ class Inventory:
             words = form(attribute)
             if attribute.placed or attribute.of or attribute is type_.key:
                 words = 'not written in a file'
-            elif attribute.form == 'value' and not attribute.use.pointer:
+            elif attribute.form.name == 'type' and not attribute.use.pointer:
                 words += default(attribute.default, attribute.use.type)
             lines += attribute_lines(attribute.name, words, attribute.doc)
         return lines

@@ -2,10 +2,9 @@
 
 #include "model/Constants.h"
 #include "model/input/Helper.h"
-#include "runtime/kit/System.h"
-#include "sm/Root.h"
 #include "sm/States.h"
 #include "sm/Trace.h"
+#include "sm/TrapScheduling.h"
 
 namespace Orvane {
 
@@ -22,12 +21,14 @@ void AttributesSm::handleInitialized(char const* className) {
   initializedIs(true);
 }
 
-void AttributesSm::configurationChanged() {
-  root_.entityMib()->lastChangeTimeIs(Zef::System::currentTime());
-  root_.configTrapFlagIs(true);
-}
-
 bool AttributesSm::isOurs(Zef::Ptr<ComponentEntry> const& entry) const { return entry->entity() == entity_; }
+
+// The handler of an attribute that no row holds.
+#define ORVANE_MIRROR(Sm, handler) \
+  void Sm::handler() {             \
+    ORVANE_ENTRY();                \
+    entityTablesChanged(root());   \
+  }
 
 // Physical.
 
@@ -46,10 +47,7 @@ std::span<PhysicalAttributesSm::ZefPhysicalEntity::Slot const> PhysicalAttribute
   return watched;
 }
 
-void PhysicalAttributesSm::handleDescription() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
+ORVANE_MIRROR(PhysicalAttributesSm, handleDescription)
 
 void PhysicalAttributesSm::handleLabel() {
   ORVANE_ENTRY();
@@ -76,7 +74,7 @@ void PhysicalAttributesSm::handleLabel() {
   }
   row.componentNameIs(newName);
   root().updateSensorStatus(identifier);
-  configurationChanged();
+  entityTablesChanged(root());
 }
 
 // Hardware.
@@ -101,40 +99,13 @@ std::span<HardwareAttributesSm::ZefHardware::Slot const> HardwareAttributesSm::Z
   return watched;
 }
 
-void HardwareAttributesSm::handleModelName() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
-
-void HardwareAttributesSm::handleMfgName() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
-
-void HardwareAttributesSm::handleMfgDate() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
-
-void HardwareAttributesSm::handleSerialNum() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
-
-void HardwareAttributesSm::handleSoftwareRev() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
-
-void HardwareAttributesSm::handleFirmwareRev() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
-
-void HardwareAttributesSm::handleHardwareRev() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
+ORVANE_MIRROR(HardwareAttributesSm, handleModelName)
+ORVANE_MIRROR(HardwareAttributesSm, handleMfgName)
+ORVANE_MIRROR(HardwareAttributesSm, handleMfgDate)
+ORVANE_MIRROR(HardwareAttributesSm, handleSerialNum)
+ORVANE_MIRROR(HardwareAttributesSm, handleSoftwareRev)
+ORVANE_MIRROR(HardwareAttributesSm, handleFirmwareRev)
+ORVANE_MIRROR(HardwareAttributesSm, handleHardwareRev)
 
 // Fru.
 
@@ -166,17 +137,10 @@ void FruAttributesSm::handleAlias() {
     }
   }
   row.aliasIs(alias);
-  configurationChanged();
+  entityTablesChanged(root());
 }
 
-void FruAttributesSm::handleAssetId() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
-
-void FruAttributesSm::handleSwappability() {
-  ORVANE_ENTRY();
-  configurationChanged();
-}
+ORVANE_MIRROR(FruAttributesSm, handleAssetId)
+ORVANE_MIRROR(FruAttributesSm, handleSwappability)
 
 }  // namespace Orvane

@@ -25,8 +25,6 @@ class AttributesSm : public Zef::StateMachine, public Zef::HashMapLink {
       : index_(index), entity_(std::move(entity)), root_(root) {}
 
   void handleInitialized(char const* className);
-  // What every handler ends with.
-  void configurationChanged();
   // Whether an entry of a name map is still this row's: when names are swapped, another row may have taken it over.
   bool isOurs(Zef::Ptr<ComponentEntry> const& entry) const;
 

@@ -5,11 +5,11 @@
 #include "runtime/kit/Assert.h"
 #include "runtime/kit/System.h"
 #include "sm/EntitySm.h"
-#include "sm/Root.h"
 #include "sm/SensorUpdates.h"
 #include "sm/States.h"
 #include "sm/SystemSm.h"
 #include "sm/Trace.h"
+#include "sm/TrapScheduling.h"
 
 namespace Orvane {
 
@@ -40,6 +40,7 @@ Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity co
   U32 const index = entity->physicalIndex().value();
   ORVANE_TRACE(9) << "index is: " << index;
   if (entityMib()->physicalEntityIteratorConst().isMemberOf(index)) {
+    // Log readers match this text; it is no condition of the code here.
     Zef::assertionFailed("!entityMib()->physicalEntityIteratorConst().isMemberOf( index )", __FILE__, __LINE__,
                          __PRETTY_FUNCTION__);
   }
@@ -80,8 +81,7 @@ Zef::Ptr<PhysicalEntity> Root::doAddEntity(Zef::Ptr<EntityMib::PhysicalEntity co
   }
   if (type == "Card") updateCardSensor(identifier);
   if (addSensor) makeSensor(*this, *row, identifier);
-  entityMib()->lastChangeTimeIs(Zef::System::currentTime());
-  configTrapFlagIs(true);
+  entityTablesChanged(*this);
   return row;
 }
 
@@ -134,6 +134,7 @@ void Root::doRemoveEntity(U32 index) {
   ContainsEntry const own{row->containedIn(), index};
   auto const leaveContainer = [&] {
     if (!mib.containsDel(own)) return;
+    // Log readers match this text, with the blank at its end.
     ORVANE_TRACE(9) << "Deleting entry from containerContainee ";
   };
   // In key order: the row's own entry and those of its children, each child with all that is below it.
@@ -149,8 +150,7 @@ void Root::doRemoveEntity(U32 index) {
   stateMib()->stateEntityDel(index);
   sensorMib()->sensorEntityDel(index);
   sensorMib()->thresholdEntityDel(index);
-  mib.lastChangeTimeIs(Zef::System::currentTime());
-  configTrapFlagIs(true);
+  entityTablesChanged(*this);
 }
 
 }  // namespace Orvane

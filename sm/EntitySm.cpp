@@ -21,10 +21,6 @@ constexpr std::array<Handling::Container, 6> fixedSystemContainers = {
 constexpr std::array<Handling::Container, 3> chassisContainers = {
     {{"PowerSupplySlot", 1}, {"FanTraySlot", 3}, {"CardSlot", 2}}};
 
-// The trap tick's period, and how long the tables must have been quiet before entConfigChange leaves; in seconds.
-constexpr double trapInterval = 6.0;
-constexpr unsigned trapsBeforeLast = 20;
-
 // The index of a system's own row.
 U32 indexOf(Root const& root, char const* system) {
   return root.constants()->helperIs()->physicalIndex(nullptr, system, 0, "");
@@ -62,15 +58,6 @@ template <class Sm>
 Zef::Ptr<Sm> systemSmDel(Zef::Ptr<Sm>& held) {
   if (held) held->zefDoZombieReactors(true);
   return std::move(held);
-}
-
-// Signed, as entPhySensorValue is. A value on a threshold is within it.
-U8 alarmStatusOf(Sensor const& sensor, U32 value) {
-  auto const below = [&](U32 threshold) { return static_cast<S32>(value) < static_cast<S32>(threshold); };
-  auto const above = [&](U32 threshold) { return static_cast<S32>(value) > static_cast<S32>(threshold); };
-  if (below(sensor.lowCritThreshold()) || above(sensor.highCritThreshold())) return Constants::alarmStatusCritical;
-  if (below(sensor.lowWarnThreshold()) || above(sensor.highWarnThreshold())) return Constants::alarmStatusWarning;
-  return Constants::alarmStatusNone;
 }
 
 }  // namespace
@@ -144,59 +131,6 @@ void EntitySm::handleChassis() {
     ORVANE_TRACE(9) << "Chassis being deleted. Index:" << index;
     root_.doRemoveEntity(index);
     chassisSmDel();
-  }
-}
-
-void EntitySm::handleOutStandingTrap() {
-  ZEF_BLOCK_TIMER();
-  if (!initialized()) return;
-  Zef::Clock const& clock = *poller_->notifier();
-  bool const due = root_.configTrapFlag() && clock.time() - root_.entityMib()->lastChangeTime() > trapInterval;
-  unsigned sent = 0;
-  if (due) {
-    root_.doSendConfigChangeTrap();
-    root_.configTrapFlagIs(false);
-    sent = 1;
-  }
-  ORVANE_TRACE(9) << "##########StateTrapCount:" << root_.pendingStateTrapCount() << " ######";
-  while (root_.pendingStateTrapCount() != 0 && sent <= trapsBeforeLast) {
-    if (root_.doSendOperStateChangeTrap(root_.pendingStateTrapDeq()) != 0) ++sent;
-  }
-  poller_->timeMinIs(clock.time() + trapInterval);
-}
-
-void EntitySm::handleCheckSensorValue() {
-  ZEF_BLOCK_TIMER();
-  if (!initialized()) return;
-  forgetSensorsWithoutThresholds();
-  classifySensors();
-  sensorPoller_->timeMinIs(sensorPoller_->notifier()->time() + sensorPollInterval_);
-}
-
-// A sensor whose transceiver offers no thresholds is classified no more, until its row is made anew. Without a status
-// there is no telling yet.
-void EntitySm::forgetSensorsWithoutThresholds() {
-  for (auto at = root_.sensorMib()->sensorEntityIteratorConst(); at; ++at) {
-    auto const* const sensor = dynamic_cast<DomSensor const*>(at.ptr().get());
-    if (sensor == nullptr || !sensor->status() || sensor->status()->domThresholdValid()) continue;
-    root_.sensorMib()->thresholdEntityDel(sensor->index());
-  }
-}
-
-void EntitySm::classifySensors() {
-  for (auto at = root_.sensorMib()->thresholdEntityIteratorConst(); at; ++at) {
-    U32 const index = at.key();
-    auto const entity = root_.entityMib()->physicalEntity(index);
-    auto const sensor = root_.sensorMib()->sensorEntity(index);
-    auto const state = root_.stateMib()->stateEntity(index);
-    if (!entity || !sensor || !state) {
-      ORVANE_TRACE(0) << "Cannot find physical entity for " << index;
-      continue;
-    }
-    U32 const value = sensor->value();
-    U8 const previous = state->alarmStatus();
-    state->alarmStatusIs(alarmStatusOf(*sensor, value));
-    root_.checkSendSensorAlarmTrap(entity, state, previous, value);
   }
 }
 

@@ -50,9 +50,10 @@ class EntitySm final : public Zef::StateMachine {
 
   void handleFixedSystem();
   void handleChassis();
+  void handleInitialized();
+  // The two ticks, in TrapScheduling.cpp.
   void handleOutStandingTrap();
   void handleCheckSensorValue();
-  void handleInitialized();
 
  private:
   class ZefStatus final : public Zef::Reactor<EntityMib::Status>, public Zef::Owned<EntitySm> {
@@ -65,9 +66,6 @@ class EntitySm final : public Zef::StateMachine {
 
   using ZefPoller = Zef::Poller<EntitySm, &EntitySm::handleOutStandingTrap>;
   using ZefSensorPoller = Zef::Poller<EntitySm, &EntitySm::handleCheckSensorValue>;
-
-  void forgetSensorsWithoutThresholds();
-  void classifySensors();
 
   Root& root_;
   Zef::Child<ZefStatus, EntitySm> status_{*this};

@@ -26,6 +26,7 @@ struct Handling {
 
 namespace handling {
 
+// Log readers match the texts of removals, and their case and blanks, which follow no rule.
 // clang-format off
 //                                          word               state  sensor hardware fru    removal
 inline constexpr Handling powerSupplySlot{"powerSupplySlot", false, false, false, false, "PowerSupplySlot Entity being deleted. Index:"};

@@ -112,6 +112,7 @@ bool RedundancySm::agrees(Supervisors const& cards) const {
 void RedundancySm::reportMine(PhysicalEntity const& card) {
   redundancyMode_ = status()->redundancyMode();
   std::ostringstream trace;
+  // Log readers match this text, with the blank and the line break in it.
   trace << "Scheduling State Trap for my Redundancy Card \nRedundancy Mode: " << redundancyMode_;
   report(card, {Constants::operStateEnabled, Constants::adminStateUnlocked}, nullptr, trace.str().c_str());
 }

@@ -91,6 +91,7 @@ void bindDom(Root& root, Zef::String8 const& name) {
   auto const sensor = sensorOf<T>(root, *row);
   if (!sensor) return;
   Zef::String8 const label = row->phyAttr()->label();
+  // Log readers match this text, which names no variable of the code here.
   ORVANE_TRACE(9) << "ce->entity()->phyAttr()->label()" << label;
   Zef::String8 const xcvr = root.constants()->xcvrNameFromSensorName(name, label);
   ORVANE_TRACE(9) << "Sensor name: " << name << ", using xcvr name: " << xcvr;
@@ -204,30 +205,17 @@ void Root::updateFanSensor(Zef::String8 name) {
   reportFanStates(*this, *row, statesOf(*status));
 }
 
-void Root::updateDomTemperatureSensor(Zef::String8 name) {
-  ORVANE_ENTRY(name);
-  bindDom<DomTemperatureSensor>(*this, name);
-}
+#define ORVANE_UPDATE_DOM(Kind)                           \
+  void Root::updateDom##Kind##Sensor(Zef::String8 name) { \
+    ORVANE_ENTRY(name);                                   \
+    bindDom<Dom##Kind##Sensor>(*this, name);              \
+  }
 
-void Root::updateDomVoltageSensor(Zef::String8 name) {
-  ORVANE_ENTRY(name);
-  bindDom<DomVoltageSensor>(*this, name);
-}
-
-void Root::updateDomTxBiasSensor(Zef::String8 name) {
-  ORVANE_ENTRY(name);
-  bindDom<DomTxBiasSensor>(*this, name);
-}
-
-void Root::updateDomTxPowerSensor(Zef::String8 name) {
-  ORVANE_ENTRY(name);
-  bindDom<DomTxPowerSensor>(*this, name);
-}
-
-void Root::updateDomRxPowerSensor(Zef::String8 name) {
-  ORVANE_ENTRY(name);
-  bindDom<DomRxPowerSensor>(*this, name);
-}
+ORVANE_UPDATE_DOM(Temperature)
+ORVANE_UPDATE_DOM(Voltage)
+ORVANE_UPDATE_DOM(TxBias)
+ORVANE_UPDATE_DOM(TxPower)
+ORVANE_UPDATE_DOM(RxPower)
 
 void Root::updateCardSensor(Zef::String8 name) {
   ORVANE_ENTRY(name);

@@ -153,14 +153,9 @@ void ZefPowerSupply::onFan(ParentIndex key) {
   if (notifier() != nullptr) fan_.follow(key, notifier()->fan(key));
 }
 
-void ZefPowerSupply::onSensor(ParentIndex key) {
-  if (zefOnKey(Watched::sensorAttr, key, &ZefPowerSupply::onSensor)) return;
-  if (alive()) handleSensor(key);
-}
-
 void ZefPowerSupply::handleFan(ParentIndex key) {
   ORVANE_ENTRY(key);
-  system().handleObject(handling::supplyFan, notifier(), key, notifier()->fan(key));
+  project(handling::supplyFan, key, notifier()->fan(key));
 }
 
 void ZefPowerSupply::handleFan() {
@@ -168,14 +163,9 @@ void ZefPowerSupply::handleFan() {
   if (notifier() != nullptr) walk(notifier()->fanIteratorConst(), [this](ParentIndex key) { handleFan(key); });
 }
 
-void ZefPowerSupply::handleSensor(ParentIndex key) {
-  ORVANE_ENTRY(key);
-  system().handleObject(handling::supplySensor, notifier(), key, notifier()->sensor(key));
-}
-
-void ZefPowerSupply::handleSensor() {
-  ORVANE_ENTRY();
-  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+void ZefPowerSupply::project(Handling const& handling, ParentIndex key,
+                             Zef::Ptr<EntityMib::PhysicalEntity const> const& object) {
+  system().handleObject(handling, notifier(), key, object);
 }
 
 // A fan tray slot, likewise.
@@ -228,21 +218,9 @@ void ZefFanTray::handleFan() {
 // A fan in either.
 
 template <class Owner>
-void FanReactor<Owner>::onSensor(ParentIndex key) {
-  if (zefOnKey(Watched::sensorAttr, key, &FanReactor::onSensor)) return;
-  if (alive()) handleSensor(key);
-}
-
-template <class Owner>
-void FanReactor<Owner>::handleSensor(ParentIndex key) {
-  ORVANE_ENTRY(key);
-  this->owner().system().handleObject(Owner::fanSensorHandling, notifier(), key, notifier()->sensor(key));
-}
-
-template <class Owner>
-void FanReactor<Owner>::handleSensor() {
-  ORVANE_ENTRY();
-  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+void FanReactor<Owner>::project(Handling const& handling, ParentIndex key,
+                                Zef::Ptr<EntityMib::PhysicalEntity const> const& object) {
+  this->owner().system().handleObject(handling, this->notifier(), key, object);
 }
 
 template class FanReactor<ZefPowerSupply>;

@@ -15,20 +15,41 @@ void walk(Iterator at, Handler handler) {
   for (; at; ++at) handler(at.key());
 }
 
+// What follows the sensors of one object. Self has their row of Handling.h, sensorHandling, and project(), which hands
+// an object below its own to handleObject.
+template <class Self, class Input>
+class SensorReactor : public Zef::Reactor<Input> {
+ public:
+  void onSensor(EntityMib::ParentIndex key) override {
+    if (this->zefOnKey(Input::sensorAttr, key, &SensorReactor::onSensor)) return;
+    if (this->alive()) handleSensor(key);
+  }
+  void onSensor() override {
+    if (this->alive()) handleSensor();
+  }
+  void handleSensor(EntityMib::ParentIndex key) {
+    ORVANE_ENTRY(key);
+    static_cast<Self&>(*this).project(Self::sensorHandling, key, this->notifier()->sensor(key));
+  }
+  void handleSensor() {
+    ORVANE_ENTRY();
+    if (this->notifier() == nullptr) return;
+    walk(this->notifier()->sensorIteratorConst(), [this](EntityMib::ParentIndex key) { handleSensor(key); });
+  }
+};
+
 // A fan, in a supply or in a tray (the owner), and its sensors.
 template <class Owner>
-class FanReactor : public Zef::Reactor<EntityMib::Fan>,
-                   public Zef::KeyedReactor<EntityMib::ParentIndex>,
-                   public Zef::Owned<Owner> {
+class FanReactor final : public SensorReactor<FanReactor<Owner>, EntityMib::Fan>,
+                         public Zef::KeyedReactor<EntityMib::ParentIndex>,
+                         public Zef::Owned<Owner> {
  public:
+  static constexpr Handling const& sensorHandling = Owner::fanSensorHandling;
+
   FanReactor(Owner& owner, EntityMib::ParentIndex key) : KeyedReactor(key), Zef::Owned<Owner>(owner) {}
-  void handleAll() override { handleSensor(); }
-  void onSensor(EntityMib::ParentIndex key) override;
-  void onSensor() override {
-    if (alive()) handleSensor();
-  }
-  void handleSensor(EntityMib::ParentIndex key);
-  void handleSensor();
+  void handleAll() override { this->handleSensor(); }
+  void project(Handling const& handling, EntityMib::ParentIndex key,
+               Zef::Ptr<EntityMib::PhysicalEntity const> const& object);
 };
 
 class SystemSm;
@@ -51,10 +72,12 @@ class SystemSm : public Zef::StateMachine {
                                    public Zef::KeyedReactor<EntityMib::ParentIndex>,
                                    public Zef::Owned<SystemSm> {
    public:
-    class ZefPowerSupply final : public Zef::Reactor<EntityMib::PowerSupply>, public Zef::Owned<ZefPowerSupplySlot> {
+    class ZefPowerSupply final : public SensorReactor<ZefPowerSupply, EntityMib::PowerSupply>,
+                                 public Zef::Owned<ZefPowerSupplySlot> {
      public:
       using ZefFan = FanReactor<ZefPowerSupply>;
       static constexpr Handling const& fanSensorHandling = handling::supplyFanSensor;
+      static constexpr Handling const& sensorHandling = handling::supplySensor;
 
       explicit ZefPowerSupply(ZefPowerSupplySlot& owner);
       SystemSm& system() const { return owner().system(); }
@@ -65,14 +88,10 @@ class SystemSm : public Zef::StateMachine {
       void onFan() override {
         if (alive()) handleFan();
       }
-      void onSensor(EntityMib::ParentIndex key) override;
-      void onSensor() override {
-        if (alive()) handleSensor();
-      }
       void handleFan(EntityMib::ParentIndex key);
       void handleFan();
-      void handleSensor(EntityMib::ParentIndex key);
-      void handleSensor();
+      void project(Handling const& handling, EntityMib::ParentIndex key,
+                   Zef::Ptr<EntityMib::PhysicalEntity const> const& object);
 
      private:
       Zef::Children<ZefFan, EntityMib::ParentIndex, ZefPowerSupply> fan_;

@@ -30,6 +30,7 @@ std::span<TempSensorThresholdSm::ZefThresholdConfig::Slot const> TempSensorThres
 }
 
 void TempSensorThresholdSm::ZefThresholdConfig::handleTempThreshold() {
+  // Log readers match this entry, which tells the handler's name for an argument.
   ORVANE_ENTRY("TempSensorThresholdSm::handleTempThreshold");
   if (notifier() == nullptr) {
     ORVANE_TRACE(0) << "Cannot find config entity";

@@ -62,30 +62,20 @@ void ZefXcvr::handleAll() {
   handleLane();
 }
 
-void ZefXcvr::onSensor(ParentIndex key) {
-  if (zefOnKey(Watched::sensorAttr, key, &ZefXcvr::onSensor)) return;
-  if (alive()) handleSensor(key);
-}
-
 void ZefXcvr::onLane(ParentIndex key) {
   if (zefOnKey(Watched::laneAttr, key, &ZefXcvr::onLane)) return;
   if (alive()) handleLane(key);
   if (notifier() != nullptr) lane_.follow(key, notifier()->lane(key));
 }
 
-void ZefXcvr::handleSensor(ParentIndex key) {
-  ORVANE_ENTRY(key);
-  handleObject(owner().root(), owner().system(), handling::xcvrSensor, notifier(), key, notifier()->sensor(key));
-}
-
-void ZefXcvr::handleSensor() {
-  ORVANE_ENTRY();
-  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+void ZefXcvr::project(Handling const& handling, ParentIndex key,
+                      Zef::Ptr<EntityMib::PhysicalEntity const> const& object) {
+  handleObject(owner().root(), owner().system(), handling, notifier(), key, object);
 }
 
 void ZefXcvr::handleLane(ParentIndex key) {
   ORVANE_ENTRY(key);
-  handleObject(owner().root(), owner().system(), handling::lane, notifier(), key, notifier()->lane(key));
+  project(handling::lane, key, notifier()->lane(key));
 }
 
 void ZefXcvr::handleLane() {
@@ -93,20 +83,10 @@ void ZefXcvr::handleLane() {
   if (notifier() != nullptr) walk(notifier()->laneIteratorConst(), [this](ParentIndex key) { handleLane(key); });
 }
 
-void ZefLane::onSensor(ParentIndex key) {
-  if (zefOnKey(Watched::sensorAttr, key, &ZefLane::onSensor)) return;
-  if (alive()) handleSensor(key);
-}
-
-void ZefLane::handleSensor(ParentIndex key) {
-  ORVANE_ENTRY(key);
+void ZefLane::project(Handling const& handling, ParentIndex key,
+                      Zef::Ptr<EntityMib::PhysicalEntity const> const& object) {
   XcvrSlotSm& slot = owner().owner();
-  handleObject(slot.root(), slot.system(), handling::laneSensor, notifier(), key, notifier()->sensor(key));
-}
-
-void ZefLane::handleSensor() {
-  ORVANE_ENTRY();
-  if (notifier() != nullptr) walk(notifier()->sensorIteratorConst(), [this](ParentIndex key) { handleSensor(key); });
+  handleObject(slot.root(), slot.system(), handling, notifier(), key, object);
 }
 
 }  // namespace Orvane

@@ -1,51 +1,44 @@
 #pragma once
 
-#include "model/input/EntityMib.h"
-#include "runtime/reactors/Reactor.h"
+#include "sm/SystemSm.h"
 
 namespace Orvane {
 
 class ChassisSm;
 class FixedSystemSm;
-class Root;
-class SystemSm;
 
 // Follows one transceiver slot, of a fixed system or of a card: the transceiver that is plugged in, its sensors, its
 // lanes and the sensors of its lanes. Root keeps one for each slot, by the slot's index; it goes with the slot's row.
 class XcvrSlotSm final : public Zef::StateMachine, public Zef::HashMapLink {
  public:
-  class ZefXcvr final : public Zef::Reactor<EntityMib::Xcvr>, public Zef::Owned<XcvrSlotSm> {
+  class ZefXcvr final : public SensorReactor<ZefXcvr, EntityMib::Xcvr>, public Zef::Owned<XcvrSlotSm> {
    public:
-    class ZefLane final : public Zef::Reactor<EntityMib::Lane>,
+    class ZefLane final : public SensorReactor<ZefLane, EntityMib::Lane>,
                           public Zef::KeyedReactor<EntityMib::ParentIndex>,
                           public Zef::Owned<ZefXcvr> {
      public:
+      static constexpr Handling const& sensorHandling = handling::laneSensor;
+
       ZefLane(ZefXcvr& owner, EntityMib::ParentIndex key) : KeyedReactor(key), Owned(owner) {}
       void handleAll() override { handleSensor(); }
-      void onSensor(EntityMib::ParentIndex key) override;
-      void onSensor() override {
-        if (alive()) handleSensor();
-      }
-      void handleSensor(EntityMib::ParentIndex key);
-      void handleSensor();
+      void project(Handling const& handling, EntityMib::ParentIndex key,
+                   Zef::Ptr<EntityMib::PhysicalEntity const> const& object);
     };
+
+    static constexpr Handling const& sensorHandling = handling::xcvrSensor;
 
     explicit ZefXcvr(XcvrSlotSm& owner);
     Zef::String8 classPath() const { return "Orvane::XcvrSlotSm::ZefXcvr"; }
 
     void handleAll() override;
-    void onSensor(EntityMib::ParentIndex key) override;
-    void onSensor() override {
-      if (alive()) handleSensor();
-    }
     void onLane(EntityMib::ParentIndex key) override;
     void onLane() override {
       if (alive()) handleLane();
     }
-    void handleSensor(EntityMib::ParentIndex key);
-    void handleSensor();
     void handleLane(EntityMib::ParentIndex key);
     void handleLane();
+    void project(Handling const& handling, EntityMib::ParentIndex key,
+                 Zef::Ptr<EntityMib::PhysicalEntity const> const& object);
 
    private:
     Zef::Children<ZefLane, EntityMib::ParentIndex, ZefXcvr> lane_;

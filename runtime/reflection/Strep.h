@@ -36,17 +36,27 @@ String8 valueToStrep(Ptr<T> const& value) {
   return valueToStrepOfRawPtr(value.get());
 }
 
+// The text of a value type, field by field.
+class ValueText {
+ public:
+  explicit ValueText(String8 const& qualifiedName) : text_(String8("Value('") + qualifiedName + "', ** {") {}
+  void add(String8 const& name, String8 const& value) {
+    text_ += String8(separator_) + valueToStrep(name) + ": " + value;
+    separator_ = ", ";
+  }
+  String8 done() const { return text_ + "})"; }
+
+ private:
+  String8 text_;
+  char const* separator_ = "";
+};
+
 template <ModelValue T>
 String8 valueToStrep(T const& value) {
-  String8 text = String8("Value('") + T::fwkName() + "', ** {";
-  char const* separator = "'";
-  auto const write = [&](auto const& field) {
-    text += separator;
-    text += String8(field.name) + "': " + valueToStrep(value.*field.member);
-    separator = ", '";
-  };
-  std::apply([&](auto const&... fields) { (write(fields), ...); }, T::fwkFields());
-  return text + "})";
+  ValueText text(T::fwkName());
+  auto const add = [&](auto const& field) { text.add(field.name, valueToStrep(value.*field.member)); };
+  std::apply([&](auto const&... fields) { (add(fields), ...); }, T::fwkFields());
+  return text.done();
 }
 
 // Goes past a text that must stand here; a blank in it stands for white space, or none.
