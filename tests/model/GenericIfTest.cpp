@@ -8,7 +8,7 @@
 #include "model/OrvaneLib.h"
 #include "model/input/Xcvr.h"
 #include "runtime/reflection/Introspection.h"
-#include "tests/model/Refusal.h"
+#include "tests/Support.h"
 
 namespace {
 

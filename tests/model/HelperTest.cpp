@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "model/input/EntityMib.h"
+#include "tests/Support.h"
 
 namespace {
 
@@ -365,15 +366,6 @@ TEST(PhysicalIndex, RandomPlacesOfAChassis) {
     Ptr<EntityMib::Fan> const trayFan = trayIn(inventory.chassis, upTo(64))->fanIs(ParentIndex(upTo(32)));
     place(trayFan.get(), "sensor", upTo(32));
   }
-}
-
-std::string refusal(std::function<void()> const& act) {
-  try {
-    act();
-  } catch (Zef::RangeException const& exception) {
-    return exception.what();
-  }
-  return "nothing was refused";
 }
 
 TEST(PhysicalIndex, WhatLiesOutsideIsRefusedInWords) {

@@ -9,7 +9,7 @@
 #include "model/input/Interface.h"
 #include "model/input/Xcvr.h"
 #include "runtime/reflection/GenericIf.h"
-#include "tests/model/Refusal.h"
+#include "tests/Support.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "model/Constants.h"
-#include "runtime/kit/System.h"
+#include "tests/Support.h"
 
 namespace {
 
@@ -313,22 +313,13 @@ TEST(Sensor, ThresholdDescriptions) {
   EXPECT_EQ(stored->thresholdDescription(), "No thresholds are defined");
 }
 
-class StandingClock : public Zef::TimeSource {
- public:
-  double now() const override { return at; }
-  double utc() const override { return 0.0; }
-  double at = 1000.0;
-};
-
 TEST(Sensor, ItsTimeIsTheTimeOfTheRequest) {
-  StandingClock clock;
-  Zef::System::timeSourceIs(&clock);
+  SteppedTime time;
   Ptr<Sensor> const temperature = sensor<Orvane::TemperatureSensor>();
   temperature->valueTimeStampIs(5.0);
   EXPECT_EQ(temperature->valueTimeStamp(), 1000.0);
-  clock.at = 1001.5;
+  time.seconds = 1001.5;
   EXPECT_EQ(temperature->valueTimeStamp(), 1001.5);
-  Zef::System::timeSourceIs(nullptr);
 }
 
 TEST(PhysicalEntityRow, DescriptionIsTheLiveObjects) {

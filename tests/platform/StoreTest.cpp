@@ -24,6 +24,7 @@ TEST(Fru, RemembersTheSlot) {
   EXPECT_EQ(Fru::slotId(), 1U);
   Fru::slotIdIs(2);
   EXPECT_EQ(Fru::slotId(), 2U);
+  Fru::slotIdIs(1);
 }
 
 }  // namespace

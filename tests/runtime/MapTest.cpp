@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
-#include <numeric>
 #include <random>
 #include <vector>
 
@@ -80,107 +78,13 @@ class Tree : public Zef::RbTreeMap<TreeMember<unsigned>, unsigned> {
   }
 };
 
-void insertAll(Tree& tree, std::vector<unsigned> const& keys) {
-  for (unsigned const key : keys) tree.insert(make<Tree::Member>(key));
-}
-
-TEST(TreeShape, EveryOrderOfEntryAndOfLeaving) {
-  for (unsigned size = 1; size <= 5; ++size) {
-    std::vector<unsigned> entry(size);
-    std::iota(entry.begin(), entry.end(), 0U);
-    do {
-      std::vector<unsigned> leaving(size);
-      std::iota(leaving.begin(), leaving.end(), 0U);
-      do {
-        Tree tree;
-        for (unsigned const key : entry) {
-          tree.insert(make<Tree::Member>(key));
-          tree.check();
-        }
-        for (unsigned const key : leaving) {
-          Ptr<Tree::Member> const gone = tree.del(key);
-          ASSERT_TRUE(gone);
-          EXPECT_EQ(gone->fwkKey(), key);
-          EXPECT_EQ(gone->word(), 1U);
-          tree.check();
-          if (HasFailure()) FAIL() << testing::PrintToString(entry) << testing::PrintToString(leaving);
-        }
-      } while (std::next_permutation(leaving.begin(), leaving.end()));
-    } while (std::next_permutation(entry.begin(), entry.end()));
-  }
-  EXPECT_EQ(Tree::Member::alive, 0);
-}
-
-TEST(TreeShape, EverySubsetLeavesATreeOfSix) {
-  std::vector<unsigned> entry = {0, 1, 2, 3, 4, 5};
-  do {
-    for (unsigned subset = 0; subset < 64; ++subset) {
-      Tree tree;
-      insertAll(tree, entry);
-      for (unsigned key = 0; key < 6; ++key) {
-        if (((subset >> key) & 1U) == 0) continue;
-        ASSERT_TRUE(tree.del(key));
-        tree.check();
-      }
-      for (unsigned key = 0; key < 6; ++key) EXPECT_EQ(tree.isMemberOf(key), ((subset >> key) & 1U) == 0);
-      if (HasFailure()) FAIL() << testing::PrintToString(entry) << " without " << subset;
-    }
-  } while (std::next_permutation(entry.begin(), entry.end()));
-}
-
-TEST(TreeShape, LargeTreesStayBalanced) {
-  std::mt19937 random(20240229);
-  for (unsigned const size : {15U, 33U, 100U, 500U}) {
-    std::vector<unsigned> keys(size);
-    std::iota(keys.begin(), keys.end(), 0U);
-    for (int pattern = 0; pattern < 12; ++pattern) {
-      Tree tree;
-      if (pattern % 3 == 1) std::reverse(keys.begin(), keys.end());
-      if (pattern % 3 == 2) std::shuffle(keys.begin(), keys.end(), random);
-      insertAll(tree, keys);
-      tree.check();
-      if (pattern % 4 != 0) std::shuffle(keys.begin(), keys.end(), random);
-      for (unsigned const key : keys) {
-        ASSERT_TRUE(tree.del(key));
-        tree.check();
-        ASSERT_FALSE(HasFailure());
-      }
-      std::sort(keys.begin(), keys.end());
-    }
-  }
-}
-
-TEST(TreeShape, AnEqualKeyReplacesInPlace) {
-  for (unsigned key = 0; key < 15; ++key) {
-    Tree tree;
-    insertAll(tree, {7, 3, 11, 1, 5, 9, 13, 0, 2, 4, 6, 8, 10, 12, 14});
-    Ptr<Tree::Member> const old = tree.find(key);
-    auto const fresh = make<Tree::Member>(key);
-    EXPECT_EQ(tree.insert(fresh), old);
-    EXPECT_EQ(tree.find(key), fresh);
-    EXPECT_EQ(old->word(), 1U);
-    EXPECT_EQ(fresh->word(), 2U);
-    tree.check();
-    EXPECT_EQ(tree.insert(fresh), nullptr) << "itself";
-    EXPECT_EQ(fresh->word(), 2U);
-    EXPECT_TRUE(tree.insert(old)) << "what left can come back";
-    tree.check();
-    EXPECT_EQ(tree.count(), 15U);
-  }
-}
-
 class Hash : public Zef::HashMap<HashMember<Token>, Token> {
  public:
   using Member = HashMember<Token>;
   using Key = Token;
-};
 
-// Ascending reversed hash, then key.
-bool hashLess(Token const& left, Token const& right) {
-  U32 const leftHash = Zef::bitReverse(left.hashed);
-  U32 const rightHash = Zef::bitReverse(right.hashed);
-  return leftHash != rightHash ? leftHash < rightHash : left < right;
-}
+  void check() const { EXPECT_EQ(bucketCount() & (bucketCount() - 1), 0U); }
+};
 
 template <class Map>
 std::vector<typename Map::Key> walk(Map const& map) {
@@ -202,80 +106,42 @@ TEST(HashOrder, TheHashOfOneIsTheTopBit) {
   EXPECT_EQ(map.iterator().key(), 2U);
 }
 
-TEST(HashOrder, IsThatOfTheReversedHashWhateverTheNumberOfBuckets) {
-  std::mt19937 random(7);
-  std::vector<Token> keys;
-  for (int i = 0; i < 600; ++i) keys.push_back({static_cast<U32>(random()), i});
-  for (int i = 0; i < 40; ++i) keys.push_back({0x80000001U, 1000 + i});  // all in one chain, in the order of keys
-  for (U32 i = 0; i < 40; ++i) keys.push_back({i, 0});
-  std::shuffle(keys.begin(), keys.end(), random);
-  Hash map;
-  std::vector<Token> present;
-  auto const checkOrder = [&] {
-    ASSERT_EQ(walk(map), present);
-    ASSERT_EQ(map.count(), present.size());
-    ASSERT_EQ(map.bucketCount() & (map.bucketCount() - 1), 0U);
-    for (Token const& key : present) ASSERT_TRUE(map.isMemberOf(key));
-  };
-  unsigned most = 0;
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    map.insert(make<Hash::Member>(keys[i]));
-    present.insert(std::upper_bound(present.begin(), present.end(), keys[i], hashLess), keys[i]);
-    if (i % 13 == 0 || i + 1 == keys.size()) checkOrder();
-    most = std::max(most, map.bucketCount());
-  }
-  EXPECT_GE(most, 256U) << "it grows with its members";
-  std::shuffle(keys.begin(), keys.end(), random);
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    ASSERT_TRUE(map.del(keys[i]));
-    ASSERT_FALSE(map.del(keys[i]));
-    present.erase(std::find(present.begin(), present.end(), keys[i]));
-    if (i % 13 == 0 || i + 1 == keys.size()) checkOrder();
-  }
-  EXPECT_LE(map.bucketCount(), 8U) << "and shrinks with them";
-  EXPECT_EQ(Hash::Member::alive, 0);
-}
-
-TEST(HashOrder, AnEqualKeyReplaces) {
-  for (int key = 0; key < 9; ++key) {
-    Hash map;
-    for (int i = 0; i < 9; ++i) map.insert(make<Hash::Member>(Token{static_cast<U32>(i / 3), i}));
-    std::vector<Token> const before = walk(map);
-    Token const token{static_cast<U32>(key / 3), key};
-    Ptr<Hash::Member> const old = map.find(token);
-    auto const fresh = make<Hash::Member>(token);
-    EXPECT_EQ(map.insert(fresh), old);
-    EXPECT_EQ(map.find(token), fresh);
-    EXPECT_EQ(old->word(), 1U);
-    EXPECT_EQ(fresh->word(), 2U);
-    EXPECT_EQ(map.count(), 9U);
-    EXPECT_EQ(walk(map), before);
-    EXPECT_EQ(map.insert(old), fresh) << "what left can come back";
-  }
-}
-
 TEST(HashOrderDeathTest, AMemberIsNotInsertedTwice) {
   Hash map;
-  for (int i = 0; i < 2; ++i) map.insert(make<Hash::Member>(Token{0, i}));
   Hash other;
-  for (Hash* into : {&map, &other}) {
-    for (int i = 0; i < 2; ++i) {  // the second is the last of its chain
+  for (int i = 0; i < 2; ++i) map.insert(make<Hash::Member>(Token{0, i}));
+  for (int i = 0; i < 2; ++i) {  // the second is the last of its chain
+    for (Hash* into : {&map, &other}) {
       EXPECT_DEATH(into->insert(map.find(Token{0, i})), "Assertion `t->fwkHmNext\\(\\) == 0' failed");
     }
   }
-  auto const member = map.find(Token{0, 1});
-  map.deleteAll();
-  other.insert(member);
 }
 
-// What both kinds of map share. Keys are taken from a universe of six in the map's own order.
+// What both kinds of map share. Keys are taken from a universe of six in the map's own order, or are any numbers.
 struct TreeKit {
   using Map = Tree;
   static std::vector<unsigned> universe() { return {0, 1, 5, 6, 0x80000000U, ~0U}; }
+  static unsigned key(unsigned number) { return number; }
+  static bool less(unsigned left, unsigned right) { return left < right; }
+  static void checkSize(Map const& /*map*/) {}
 };
 struct HashKit {  // with a collision of hashes, and another of buckets
   using Map = Hash;
   static std::vector<Token> universe() { return {{0, 0}, {8, 1}, {2, 0}, {1, 1}, {1, 2}, {3, 0}}; }
+  // Every fifth stands in one chain, in the order of keys.
+  static Token key(unsigned number) {
+    return {number % 5 == 0 ? 0x80000001U : number * 2654435761U, static_cast<int>(number)};
+  }
+  // Ascending reversed hash, then key.
+  static bool less(Token const& left, Token const& right) {
+    auto const place = [](Token const& key) { return std::pair(Zef::bitReverse(key.hashed), key); };
+    return place(left) < place(right);
+  }
+  // It grows with its members, and shrinks with them.
+  static void checkSize(Map const& map) {
+    EXPECT_GE(map.bucketCount() * 2, map.count());
+    EXPECT_LE(map.bucketCount(), 8 + map.count() * 2);
+  }
 };
 
 template <class Kit>
@@ -310,6 +176,81 @@ class Maps : public testing::Test {
 
 using Kits = testing::Types<TreeKit, HashKit>;
 TYPED_TEST_SUITE(Maps, Kits);
+
+TYPED_TEST(Maps, EveryOrderOfEntryAndEverySubsetThatLeaves) {
+  auto const keys = TypeParam::universe();
+  std::vector<std::size_t> entry = {0, 1, 2, 3, 4, 5};
+  do {
+    for (unsigned subset = 0; subset < 64; ++subset) {
+      typename TestFixture::Map map;
+      for (std::size_t const i : entry) {
+        map.insert(make<typename TestFixture::Member>(keys[i]));
+        if (subset == 0) map.check();
+      }
+      for (std::size_t const i : entry) {
+        std::size_t const leaving = subset % 2 == 0 ? i : 5 - i;
+        if (!this->has(subset, leaving)) continue;
+        auto const gone = map.del(keys[leaving]);
+        ASSERT_TRUE(gone);
+        EXPECT_EQ(gone->fwkKey(), keys[leaving]);
+        EXPECT_EQ(gone->word(), 1U);
+        map.check();
+      }
+      EXPECT_EQ(walk(map), this->ordered(63 & ~subset));
+      if (this->HasFailure()) FAIL() << testing::PrintToString(entry) << " without " << subset;
+    }
+  } while (std::next_permutation(entry.begin(), entry.end()));
+  EXPECT_EQ(TestFixture::Member::alive, 0);
+}
+
+TYPED_TEST(Maps, ManyEnterAndLeaveAtRandom) {
+  using Of = TestFixture;
+  std::mt19937 random(20240229);
+  for (unsigned const size : {15U, 33U, 100U, 400U}) {
+    for (int pattern = 0; pattern < 12; ++pattern) {
+      SCOPED_TRACE(testing::Message() << size << " keys, pattern " << pattern);
+      typename Of::Map map;
+      std::vector<typename Of::Key> keys;
+      for (unsigned i = 0; i < size; ++i) keys.push_back(TypeParam::key(i));
+      auto const check = [&](std::size_t from, std::size_t to) {
+        ASSERT_EQ(map.count(), to - from);
+        if (size > 50 && random() % 16 != 0) return;
+        map.check();
+        std::vector expected(&keys[from], &keys[to]);
+        std::sort(expected.begin(), expected.end(), TypeParam::less);
+        ASSERT_EQ(walk(map), expected);
+      };
+      if (pattern % 3 == 1) std::reverse(keys.begin(), keys.end());
+      if (pattern % 3 == 2) std::shuffle(keys.begin(), keys.end(), random);
+      for (unsigned i = 0; i < size; ++i) {
+        EXPECT_FALSE(map.insert(make<typename Of::Member>(keys[i])));
+        check(0, i + 1);
+      }
+      TypeParam::checkSize(map);
+      if (pattern % 4 != 0) std::shuffle(keys.begin(), keys.end(), random);
+      for (unsigned i = 0; i < size; ++i) {
+        // One of an equal key replaces another in its place, and what left can come back.
+        auto const old = map.find(keys[i]);
+        auto const fresh = make<typename Of::Member>(keys[i]);
+        ASSERT_EQ(map.insert(fresh), old);
+        EXPECT_EQ(map.find(keys[i]), fresh);
+        EXPECT_EQ(old->word(), 1U);
+        EXPECT_EQ(fresh->word(), 2U);
+        EXPECT_EQ(map.insert(old), fresh);
+        check(i, size);
+        ASSERT_EQ(map.del(keys[i]), old);
+        U32 const version = map.version();
+        EXPECT_FALSE(map.del(keys[i]));
+        EXPECT_FALSE(map.find(keys[i]));
+        EXPECT_EQ(map.version(), version) << "an absent key changes nothing";
+        check(i + 1, size);
+        if (this->HasFailure()) return;
+      }
+      TypeParam::checkSize(map);
+    }
+  }
+  EXPECT_EQ(Of::Member::alive, 0);
+}
 
 TYPED_TEST(Maps, AnIteratorSurvivesEveryChangeAtEveryStop) {
   auto const keys = TypeParam::universe();
@@ -378,16 +319,6 @@ TYPED_TEST(Maps, StartAt) {
   }
 }
 
-TYPED_TEST(Maps, AnAbsentKeyChangesNothing) {
-  typename TestFixture::Map map;
-  this->become(map, 0b101010);
-  U32 const version = map.version();
-  EXPECT_FALSE(map.del(TypeParam::universe()[0]));
-  EXPECT_FALSE(map.find(TypeParam::universe()[2]));
-  EXPECT_EQ(map.version(), version);
-  EXPECT_EQ(walk(map), this->ordered(0b101010));
-}
-
 TYPED_TEST(Maps, AnIteratorKeepsItsCollectionsOwner) {
   class Owner : public Zef::PtrInterface {
    public:
@@ -403,9 +334,6 @@ TYPED_TEST(Maps, AnIteratorKeepsItsCollectionsOwner) {
 }
 
 TYPED_TEST(Maps, MembersThatLeaveMayLookAtTheMap) {
-  struct Watcher {
-    typename TestFixture::Map map;
-  };
   // A member whose end walks the map that it was in.
   class Last final : public TestFixture::Member {
    public:

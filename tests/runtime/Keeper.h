@@ -1,0 +1,66 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "runtime/reactors/Reactor.h"
+#include "tests/runtime/Depot.h"
+
+using Lines = std::vector<std::string>;
+
+inline Lines take(Lines& log) { return std::exchange(log, {}); }
+
+// The slots() of a reactor that watches these.
+template <auto... slot>
+auto watching() {
+  static constexpr std::array slots{slot...};
+  return std::span(slots);
+}
+
+// Watches a shelf and writes down what its handlers hear, which begin with what a test says.
+class Keeper final : public Zef::Reactor<Depot::Shelf> {
+ public:
+  using Shelf = Depot::Shelf;
+  Keeper(std::string word, Lines& log) : word_(std::move(word)), log_(log) {}
+
+  std::span<Slot const> slots() const override {
+    return watching<Slot{Shelf::levelAttr, &Shelf::NotifieeConst::onLevel},
+                    Slot{Shelf::signAttr, &Shelf::NotifieeConst::onSign}>();
+  }
+  void onLevel() override {
+    if (zefOnAttribute(Shelf::levelAttr, nullptr)) return;
+    run("level " + std::to_string(notifier()->level()));
+  }
+  void onSign() override {
+    if (zefOnAttribute(Shelf::signAttr, nullptr)) return;
+    run("sign " + std::to_string(notifier()->sign()));
+  }
+  void onBox(Zef::Name name) override {
+    if (zefOnKey(Shelf::boxAttr, name, &Keeper::onBox)) return;
+    run((notifier()->box(name) ? "box " : "no box ") + std::string(name.view()));
+  }
+  void onNotificationException(Zef::AttributeId attribute) override {
+    log_.push_back(word_ + " exception " + std::to_string(attribute));
+    if (inException) inException();
+  }
+
+  std::function<void()> deed;  // once
+  std::function<void()> inException;
+
+ private:
+  void run(std::string const& what) {
+    ASSERT_TRUE(alive());
+    log_.push_back(word_ + " " + what);
+    if (deed) std::exchange(deed, nullptr)();
+    log_.push_back(word_ + " done");
+  }
+
+  std::string word_;
+  Lines& log_;
+};
