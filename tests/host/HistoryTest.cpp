@@ -5,8 +5,7 @@
 #include <random>
 #include <sstream>
 
-#include "platform/agent/Config.h"
-#include "platform/agent/TrapManager.h"
+#include "tests/Varbinds.h"
 #include "tests/host/Allocations.h"
 #include "tests/host/Described.h"
 #include "tests/host/Looping.h"
@@ -73,9 +72,6 @@ bool namesDiffer(Root const& root) {
 class History : public testing::TestWithParam<unsigned> {
  protected:
   History() : random_(GetParam()) {
-    for (char const* name : {"entConfigChange", "entStateOperEnabled", "entStateOperDisabled", "kelvraEntSensorAlarm"})
-      Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
-    Snmp::TrapManager::senderIs([](variable_list*) {});
     for (char const* name : {"fixed-switch", "chassis-switch"}) {
       std::ifstream file("examples/" + std::string(name) + ".json");
       bases_.push_back(json::parse(file));
@@ -87,7 +83,6 @@ class History : public testing::TestWithParam<unsigned> {
     }
     version_ = bases_[pick(2)];
   }
-  ~History() override { Snmp::TrapManager::senderIs(nullptr); }
 
   std::size_t pick(std::size_t count) { return std::uniform_int_distribution<std::size_t>(0, count - 1)(random_); }
   template <class T>
@@ -219,6 +214,7 @@ class History : public testing::TestWithParam<unsigned> {
   }
 
   SteppedTime time_;
+  Receiver const receiver_{[](auto const&) {}};
   std::mt19937 random_;
   std::vector<json> bases_;
   json version_;

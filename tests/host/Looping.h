@@ -13,17 +13,9 @@
 #include "host/EventLoop.h"
 #include "host/Log.h"
 #include "runtime/Clock.h"
+#include "tests/Support.h"
 
 // For what lives in the loop: a loop and a clock that turn by hand, a folder, and what was said to the log.
-
-class SteppedTime : public Zef::TimeSource {
- public:
-  SteppedTime() { Zef::System::timeSourceIs(this); }
-  ~SteppedTime() override { Zef::System::timeSourceIs(nullptr); }
-  double now() const override { return seconds; }
-  double utc() const override { return seconds; }
-  double seconds = 1000.0;
-};
 
 class HandLoop : public Host::EventLoop {
  public:

@@ -2,56 +2,19 @@
 
 #include <net-snmp/agent/agent_callbacks.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <regex>
 #include <stdexcept>
 
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
-#include "runtime/Trace.h"
 
 // Internal to the agent library, but what its own queries to itself go through.
 extern "C" int callback_master_num;
 
-Oid operator+(Oid left, Oid const& right) {
-  left.insert(left.end(), right.begin(), right.end());
-  return left;
-}
-
-std::string text(Oid const& name) {
-  std::string result;
-  for (auto const part : name) result += (result.empty() ? "" : ".") + std::to_string(part);
-  return result;
-}
-
-bool isBelow(Oid const& name, Oid const& root) {
-  return name.size() > root.size() && std::equal(root.begin(), root.end(), name.begin());
-}
-
-void PrintTo(Answer const& answer, std::ostream* stream) {
-  *stream << text(answer.name) << " = " << answer.type << ": \"" << answer.value << '"';
-}
-
-void PrintTo(TraceLine const& line, std::ostream* stream) { *stream << line.level << ": " << line.text; }
-
-Tracing::Tracing() {
-  Zef::TraceHandle::levelsIs("Snmp", 0x3ff);
-  Zef::traceSinkIs([this](unsigned level, std::string const& line) {
-    static std::regex const pointer("0x[0-9a-f]+");
-    lines_.push_back({level, std::regex_replace(line.substr(line.find(": ") + 2), pointer, "PTR")});
-  });
-}
-
-Tracing::~Tracing() {
-  Zef::TraceHandle::levelsIs("Snmp", 0);
-  Zef::traceSinkIs(nullptr);
-}
-
 std::vector<TraceLine> Tracing::handlerLines(std::string const& table) const {
   std::vector<TraceLine> result;
-  for (auto const& line : lines_) {
+  for (auto const& line : lines()) {
     if (line.level == 0 || line.text.starts_with("handle_" + table) || line.text.starts_with(table + "_handler: ")) {
       result.push_back(line);
     }
@@ -126,18 +89,7 @@ Response Agent::send(netsnmp_pdu* pdu) {
   if (status != STAT_SUCCESS || answer == nullptr) {
     throw std::runtime_error(std::string("no answer from the agent: ") + snmp_api_errstring(session_->s_snmp_errno));
   }
-  Response response{answer->errstat, answer->errindex, {}};
-  for (auto const* variable = answer->variables; variable != nullptr; variable = variable->next_variable) {
-    Answer one{Oid(variable->name, variable->name + variable->name_length), variable->type, ""};
-    if (variable->type == ASN_OCTET_STR) {
-      one.value.assign(reinterpret_cast<char const*>(variable->val.string), variable->val_len);
-    } else if (variable->type == ASN_OBJECT_ID) {
-      one.value = text(Oid(variable->val.objid, variable->val.objid + variable->val_len / sizeof(oid)));
-    } else if (variable->val_len == sizeof(long)) {
-      one.value = std::to_string(*variable->val.integer);
-    }
-    response.answers.push_back(std::move(one));
-  }
+  Response response{answer->errstat, answer->errindex, answersIn(answer->variables)};
   snmp_free_pdu(answer);
   return response;
 }

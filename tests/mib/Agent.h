@@ -1,28 +1,12 @@
 #pragma once
 
-#include <compare>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "model/OrvaneLib.h"
-#include "platform/agent/NetSnmp.h"
 #include "runtime/Entity.h"
-
-using Oid = std::vector<oid>;
-Oid operator+(Oid left, Oid const& right);
-std::string text(Oid const& name);
-bool isBelow(Oid const& name, Oid const& root);
-
-// One varbind of an answer. The value is the bytes of a string, and otherwise the number or OID as text; an exception
-// (noSuchInstance and its kin) has none.
-struct Answer {
-  Oid name;
-  int type;
-  std::string value;
-  bool operator==(Answer const& other) const = default;
-};
-void PrintTo(Answer const& answer, std::ostream* stream);
+#include "tests/Support.h"
+#include "tests/Varbinds.h"
 
 struct Response {
   long error;
@@ -30,25 +14,11 @@ struct Response {
   std::vector<Answer> answers;
 };
 
-// A trace line without where it comes from; pointers read PTR.
-struct TraceLine {
-  unsigned level;
-  std::string text;
-  bool operator==(TraceLine const& other) const = default;
-};
-void PrintTo(TraceLine const& line, std::ostream* stream);
-
 // What the MIB modules trace while it lives.
-class Tracing {
- public:
-  Tracing();
-  ~Tracing();
-  std::vector<TraceLine> const& lines() const { return lines_; }
+struct Tracing : TraceCapture {
+  Tracing() : TraceCapture("Snmp") {}
   // The lines of the levels that tell of failures and refusals, without the flow of iteration.
   std::vector<TraceLine> handlerLines(std::string const& table) const;
-
- private:
-  std::vector<TraceLine> lines_;
 };
 
 // The agent inside the test program, with the modules registered, and a manager that speaks to it without a socket.

@@ -7,8 +7,6 @@
 
 #include <functional>
 
-#include "platform/agent/Config.h"
-#include "platform/agent/TrapManager.h"
 #include "tests/mib/Agent.h"
 
 namespace {
@@ -17,31 +15,12 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-char const* const names[] = {"entConfigChange", "entStateOperEnabled", "entStateOperDisabled", "kelvraEntSensorAlarm"};
-
 class Notifications : public testing::Test {
  protected:
-  Notifications() {
-    for (char const* name : names) notification(name);
-    Snmp::TrapManager::senderIs([this](variable_list const* list) {
-      for (; list != nullptr; list = list->next_variable) {
-        bool const number = list->type == ASN_INTEGER;
-        bool const identity = list->type == ASN_OBJECT_ID;
-        varbinds.push_back({Oid(list->name, list->name + list->name_length), list->type,
-                            number     ? std::to_string(*list->val.integer)
-                            : identity ? text(Oid(list->val.objid, list->val.objid + list->val_len / sizeof(oid)))
-                                       : std::string(reinterpret_cast<char const*>(list->val.string), list->val_len)});
-      }
-    });
-  }
-  ~Notifications() override { Snmp::TrapManager::senderIs(nullptr); }
-
-  static Zef::Ptr<Snmp::Notification> notification(char const* name) {
-    return Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
-  }
   static Answer identity(char const* oidText) { return {{1, 3, 6, 1, 6, 3, 1, 1, 4, 1, 0}, ASN_OBJECT_ID, oidText}; }
 
   std::vector<Answer> varbinds;
+  Receiver const receiver{[this](auto const& all) { varbinds.insert(varbinds.end(), all.begin(), all.end()); }};
 };
 
 TEST_F(Notifications, CarryTheirVarbindsInOrder) {

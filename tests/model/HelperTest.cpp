@@ -15,7 +15,7 @@
 
 #include "model/input/EntityMib.h"
 #include "runtime/Type.h"
-#include "tests/model/Refusal.h"
+#include "tests/Support.h"
 
 namespace {
 
@@ -90,11 +90,13 @@ TEST(PhysicalIndex, KnownPlaces) {
   for (Row const& row : {
            Row{fixed, 1, "", "FixedSystem1"},
            Row{labelled(fixed->newSensor(ParentIndex(3)), "TempSensor", "1"), 100003, "sensor", "TempSensor1"},
-           Row{fixed->newChip(one), 110001, "chip", ""},
+           Row{labelled(fixed->newChip(one), "Ethernet", "1"), 110001, "chip", "Ethernet1"},  // a role of ports alone
            Row{fixed->newStorageDevices(one), 120001, "storagedevices", ""},
            Row{labelled(fixed->newPort(ParentIndex(5)), "Ethernet", "5"), 200005, "port", "Ethernet5"},
            Row{labelled(fixed->newPort(ParentIndex(53)), "Management", "1"), 201053, "port", "Management1"},
-           Row{labelled(fixed->newPort(ParentIndex(54)), "Console", "1"), 204054, "port", "Console1"},
+           Row{labelled(fixed->newPort(ParentIndex(54)), "TEST", "1"), 202054, "port", "TEST1"},
+           Row{labelled(fixed->newPort(ParentIndex(55)), "internal", "1"), 203055, "port", "internal1"},
+           Row{labelled(fixed->newPort(ParentIndex(56)), "Console", "1"), 204056, "port", "Console1"},
            Row{fixed->fanTraySlot(two), 1020000, "fantrayslot", "FanTraySlot2"},
            Row{tray, 1020001, "fantrayslot/fantray", "FanTray2/9"},
            Row{fan, 1021100, "fantrayslot/fantray/fan", "Fan2/1"},
@@ -280,24 +282,6 @@ TEST(PhysicalIndex, ASubtreeIsNumberedWithItsParent) {
   EXPECT_EQ(helper().physicalIndex(fan, "sensor", 3, ""), 2011203U);
   inventory.fixed->newPowerSupplySlot(ParentIndex(2))->powerSupplyIs(supply);
   EXPECT_EQ(indexOf(*sensor), 2021203U);
-}
-
-TEST(PhysicalIndex, APortsTagGivesItsRole) {
-  Inventory const inventory;
-  Ptr<EntityMib::Port> const port = inventory.fixed->newPort(ParentIndex(7));
-  struct Row {
-    char const* tag;
-    char const* role;
-  };
-  for (Row const& row : {Row{"", ""}, Row{"Ethernet", "ethernet"}, Row{"MANAGEMENT", "management"}, Row{"Test", "test"},
-                         Row{"internal", "internal"}, Row{"Uplink", ""}}) {
-    port->tagIs(row.tag);
-    EXPECT_EQ(indexOf(*port), helper().physicalIndex(inventory.fixed, "port", 7, row.role)) << row.tag;
-  }
-  // The tag of any other part is a name and no more.
-  Ptr<EntityMib::Sensor> const sensor = inventory.fixed->newSensor(ParentIndex(7));
-  sensor->tagIs("Ethernet");
-  EXPECT_EQ(indexOf(*sensor), 100007U);
 }
 
 }  // namespace

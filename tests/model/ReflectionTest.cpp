@@ -14,7 +14,7 @@
 #include "model/input/Xcvr.h"
 #include "runtime/GenericIf.h"
 #include "runtime/Introspection.h"
-#include "tests/model/Refusal.h"
+#include "tests/Support.h"
 
 namespace {
 

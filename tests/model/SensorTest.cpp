@@ -7,7 +7,7 @@
 #include <string>
 
 #include "model/Constants.h"
-#include "runtime/System.h"
+#include "tests/Support.h"
 
 namespace {
 
@@ -259,21 +259,12 @@ TEST(Sensor, ThresholdDescriptions) {
   }
 }
 
-class StandingClock : public Zef::TimeSource {
- public:
-  double now() const override { return at; }
-  double utc() const override { return 0.0; }
-  double at = 1000.0;
-};
-
 TEST(Sensor, ItsTimeIsTheTimeOfTheRequest) {
-  StandingClock clock;
-  Zef::System::timeSourceIs(&clock);
+  SteppedTime time;
   Ptr<Sensor> const temperature = sensor<Orvane::TemperatureSensor>();
   temperature->valueTimeStampIs(5.0);
-  clock.at = 1001.5;
+  time.step(1.5);
   EXPECT_EQ(temperature->valueTimeStamp(), 1001.5);
-  Zef::System::timeSourceIs(nullptr);
 }
 
 }  // namespace

@@ -6,9 +6,7 @@
 #include <set>
 #include <sstream>
 
-#include "platform/agent/Config.h"
-#include "platform/agent/TrapManager.h"
-#include "runtime/Trace.h"
+#include "tests/Varbinds.h"
 
 namespace Orvane {
 
@@ -16,60 +14,27 @@ using EntityMib::ParentIndex;
 
 namespace {
 
-char const* const names[] = {"entConfigChange", "entStateOperEnabled", "entStateOperDisabled", "kelvraEntSensorAlarm"};
-
-std::string oidText(oid const* name, std::size_t length) {
-  std::string text;
-  for (std::size_t at = 0; at < length; ++at) text += (at == 0 ? "" : ".") + std::to_string(name[at]);
-  return text;
-}
-
-std::string valueText(variable_list const& varbind) {
-  switch (varbind.type) {
-    case ASN_INTEGER:
-      return std::to_string(*varbind.val.integer);
-    case ASN_OBJECT_ID:
-      return oidText(varbind.val.objid, varbind.val_len / sizeof(oid));
-    default:
-      return std::string(reinterpret_cast<char const*>(varbind.val.string), varbind.val_len);
-  }
-}
-
 std::string nameOf(std::string const& identity) {
-  static std::map<std::string, std::string> const identities{{"1.3.6.1.2.1.47.2.0.1", names[0]},
-                                                             {"1.3.6.1.2.1.131.0.1", names[1]},
-                                                             {"1.3.6.1.2.1.131.0.2", names[2]},
-                                                             {"1.3.6.1.4.1.59871.3.12.0.1", names[3]}};
+  static std::map<std::string, std::string> const identities{{"1.3.6.1.2.1.47.2.0.1", "entConfigChange"},
+                                                             {"1.3.6.1.2.1.131.0.1", "entStateOperEnabled"},
+                                                             {"1.3.6.1.2.1.131.0.2", "entStateOperDisabled"},
+                                                             {"1.3.6.1.4.1.59871.3.12.0.1", "kelvraEntSensorAlarm"}};
   auto const found = identities.find(identity);
   return found == identities.end() ? identity : found->second;
 }
 
 }  // namespace
 
-Notifications::Notifications(SteppedTime const& time) {
-  for (char const* name : names) Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name)->reasonIs("");
-  Snmp::TrapManager::senderIs([this, &time](variable_list const* list) {
-    Sent sent{nameOf(valueText(*list)), 0, {}, time.now()};
-    for (auto const* at = list->next_variable; at != nullptr; at = at->next_variable) {
-      sent.index = static_cast<U32>(at->name[at->name_length - 1]);
-      sent.varbinds.push_back(oidText(at->name, at->name_length) + " " + std::to_string(at->type) + " " +
-                              valueText(*at));
-    }
-    sent_.push_back(sent);
-  });
-}
-
-Notifications::~Notifications() { Snmp::TrapManager::senderIs(nullptr); }
-
-Tracing::Tracing(U32 levels) {
-  Zef::TraceHandle::levelsIs("Orvane", levels);
-  Zef::traceSinkIs([this](unsigned /*level*/, std::string const& line) { lines_.push_back(line); });
-}
-
-Tracing::~Tracing() {
-  Zef::traceSinkIs(nullptr);
-  Zef::TraceHandle::levelsIs("Orvane", 0);
-}
+Notifications::Notifications(SteppedTime const& time)
+    : receiver_(std::make_shared<Receiver>([this, &time](std::vector<Answer> const& varbinds) {
+        Sent sent{nameOf(varbinds.front().value), 0, {}, time.now()};
+        for (std::size_t at = 1; at < varbinds.size(); ++at) {
+          auto const& [name, type, value] = varbinds[at];
+          sent.index = static_cast<U32>(name.back());
+          sent.varbinds.push_back(text(name) + " " + std::to_string(type) + " " + value);
+        }
+        sent_.push_back(sent);
+      })) {}
 
 void Bench::pass(double seconds) {
   auto const clock = Zef::processClock();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -8,25 +9,14 @@
 #include "model/Constants.h"
 #include "model/input/EntityMib.h"
 #include "runtime/Activity.h"
-#include "runtime/System.h"
 #include "sm/EntitySm.h"
 #include "sm/FixedSystemSm.h"
 #include "sm/Root.h"
+#include "tests/Support.h"
+
+class Receiver;
 
 namespace Orvane {
-
-// Time that stands still until a test moves it.
-class SteppedTime final : public Zef::TimeSource {
- public:
-  SteppedTime() { Zef::System::timeSourceIs(this); }
-  ~SteppedTime() override { Zef::System::timeSourceIs(nullptr); }
-  double now() const override { return now_; }
-  double utc() const override { return 1.0e9 + now_; }
-  void step(double seconds) { now_ += seconds; }
-
- private:
-  double now_ = 1000.0;
-};
 
 // A notification as it was handed to the agent: its name, the index of its row (0 for none), and all its varbinds but
 // the first in words: "OID type value".
@@ -37,27 +27,20 @@ struct Sent {
   double time;
 };
 
-// Takes the agent's place as the receiver of notifications, with all of them enabled.
+// Takes the agent's place as the receiver of notifications.
 class Notifications {
  public:
   explicit Notifications(SteppedTime const& time);
-  ~Notifications();
   // What has come since the last call.
   std::vector<Sent> take() { return std::exchange(sent_, {}); }
 
  private:
   std::vector<Sent> sent_;
+  std::shared_ptr<Receiver> receiver_;
 };
 
-// Trace lines of the projection up to a level while it lives, without where they come from.
-class Tracing {
- public:
-  explicit Tracing(U32 levels);
-  ~Tracing();
-  std::vector<std::string> take() { return std::exchange(lines_, {}); }
-
- private:
-  std::vector<std::string> lines_;
+struct Tracing : TraceCapture {
+  explicit Tracing(U32 levels) : TraceCapture("Orvane", levels) {}
 };
 
 // A projection on a bench: the model entities, the inputs to publish into, and Root over both.
