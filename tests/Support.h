@@ -1,6 +1,5 @@
 #pragma once
 
-#include <optional>
 #include <ostream>
 #include <regex>
 #include <string>
@@ -62,13 +61,13 @@ class TraceCapture {
   std::vector<TraceLine> lines_;
 };
 
-// The text of the exception that the call throws; it must have that id when one is given.
+// The text of the exception that the call throws.
 template <class Refused = Zef::RangeException, class Call>
-std::string refusal(Call const& call, std::optional<Zef::Exception::Id> id = std::nullopt) {
+std::string refusal(Call const& call) {
   try {
     call();
   } catch (Refused const& error) {
-    return id && !error.ids().has(*id) ? "without its id" : error.text();
+    return error.text();
   }
   return "no refusal";
 }
