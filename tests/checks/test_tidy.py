@@ -1,5 +1,6 @@
-"""clang-tidy finds nothing in the hand-written sources of the system. A source that passed is not read again until it, a header
-of it, its command line or .clang-tidy changes."""
+"""clang-tidy finds nothing in the hand-written sources of the system: in those that differ from the upstream's main branch, or whose
+headers do; in all of them with ORVANE_TIDY=all. A source that passed is not read again until it, a header of it, its command line or
+.clang-tidy changes."""
 
 import concurrent.futures
 import hashlib
@@ -23,7 +24,7 @@ def headers_by_object():
         if not line.startswith(' '):
             headers = found[line.partition(':')[0]] = []
         elif line.strip():
-            headers.append(BUILD / line.strip())
+            headers.append(pathlib.Path(os.path.normpath(BUILD / line.strip())))
     return found
 
 
@@ -41,16 +42,31 @@ def tidy(path):
     return '' if run.returncode == 0 else run.stdout or run.stderr
 
 
+def changed():
+    """The files that differ from where this branch left the upstream's main, or, without an upstream, from the last commit but one."""
+    def git(*arguments):
+        run = subprocess.run(['git', *arguments], cwd=ROOT, capture_output=True, text=True)
+        return run.stdout.splitlines() if run.returncode == 0 else None
+
+    upstreams = ('origin/main', 'main@{upstream}')
+    base, *_ = next(filter(None, (git('merge-base', 'HEAD', upstream) for upstream in upstreams)), ['HEAD~1'])
+    differing, untracked = git('diff', '--name-only', base), git('ls-files', '--others', '--exclude-standard')
+    return None if differing is None else {ROOT / name for name in differing + untracked}
+
+
 class Tidy(unittest.TestCase):
     def test_nothing_to_tidy(self):
         passed = BUILD / 'tidy'
         passed.mkdir(exist_ok=True)
         headers = headers_by_object()
+        differing = None if os.environ.get('ORVANE_TIDY') == 'all' else changed()
+        everything = differing is None or ROOT / '.clang-tidy' in differing
         todo = {}
         for command in json.loads((BUILD / 'compile_commands.json').read_text()):
             path = pathlib.Path(command['file'])
-            if re.match(f'{re.escape(str(ROOT))}/({FOLDERS})/', command['file']):
-                made_from = headers.get(re.search(r' -o (\S+)', command['command'])[1])
+            made_from = headers.get(re.search(r' -o (\S+)', command['command'])[1])
+            if re.match(f'{re.escape(str(ROOT))}/({FOLDERS})/', command['file']) and (
+                    everything or differing.intersection([path, *(made_from or ())])):
                 stamp = passed / fingerprint(command, made_from or ())
                 if not made_from or not stamp.exists():
                     todo[path] = stamp
