@@ -147,7 +147,7 @@ def measure_agentx(rows, repetitions, bulk, folder):
     master, python_master = (Agent(module=None, directives=['master agentx', f'agentXSocket {path}']) for path in sockets)
     daemon, python = Daemon(sockets[0], [inventory_directive]), PythonSubagent(sockets[1], dump)
     for each in master, python_master:
-        wait_until(lambda: each.getnext(OURS)[0].oid.startswith(OURS + '.'), 120)
+        wait_until(lambda: each.getnext(OURS)[0].oid.startswith(OURS + '.'), timeout=120)
 
     costs = medians(repetitions, [(name, count, {'agent': asked, 'oid': OURS, 'bulk': bulk, 'behind': behind})
                                   for name, asked, behind in (('module', agent, None), ('orvaned', master, daemon),

@@ -27,11 +27,6 @@ def renamed_over(path, text):
     os.replace(beside, path)
 
 
-def moved_aside(path, text):
-    os.replace(path, path.with_name(path.name + '~'))
-    path.write_text(text)
-
-
 class Switch:
     """`content` is the switch as a dictionary, to be changed at will and then saved."""
 
@@ -60,7 +55,7 @@ class Switch:
         """Saves, and waits until the agent has taken it."""
         before = self.taken(agent)
         self.save(how)
-        wait_until(lambda: self.taken(agent) > before, message='the file was not taken')
+        wait_until(lambda: self.taken(agent) > before, 'the file was not taken')
 
 
 def rows(agent):
