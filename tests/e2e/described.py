@@ -12,7 +12,7 @@ from harness import ROOT, wait_until
 ENTRY = '1.3.6.1.2.1.47.1.1.1.1'
 CONTAINS = '1.3.6.1.2.1.47.1.3.3.1.1'
 LAST_CHANGE = '1.3.6.1.2.1.47.1.4.1.0'
-DESCRIPTION, CONTAINED_IN, CLASS, SERIAL, ALIAS, IS_FRU = 2, 4, 5, 11, 14, 16
+DESCRIPTION, CONTAINED_IN, CLASS, SERIAL = 2, 4, 5, 11
 
 EXAMPLE = json.loads((ROOT / 'examples/fixed-switch.json').read_text())
 

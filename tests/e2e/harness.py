@@ -194,14 +194,6 @@ class Process:
             self._process.kill()
             self._process.wait()
 
-    def cpu_seconds(self):
-        """Processor time that the main thread has used."""
-        return int(pathlib.Path(f'/proc/{self.pid}/schedstat').read_text().split()[0]) / 1e9
-
-    def memory_bytes(self, kind='VmRSS'):
-        status = pathlib.Path(f'/proc/{self.pid}/status').read_text()
-        return int(re.search(rf'^{kind}:\s+(\d+) kB', status, re.MULTILINE)[1]) * 1024
-
 
 class Agent(Process):
     """A running snmpd. `v3` users and v1/v2c's community "public" may read everything, "private" may also write.
@@ -326,10 +318,10 @@ class Agent(Process):
 
 
 class Master(Agent):
-    """A running snmpd without the module, to which subagents come at `agentx`, a free TCP port unless one is given."""
+    """A running snmpd without the module, to which subagents come at `agentx`, a free TCP port unless it is given."""
 
-    def __init__(self, directives=(), agentx_port=None, **options):
-        self.agentx = f'tcp:127.0.0.1:{agentx_port or free_port(socket.SOCK_STREAM)}'
+    def __init__(self, directives=(), agentx=None, **options):
+        self.agentx = agentx or f'tcp:127.0.0.1:{free_port(socket.SOCK_STREAM)}'
         super().__init__(module=None, directives=[*directives, 'master agentx', f'agentXSocket {self.agentx}'], **options)
 
 

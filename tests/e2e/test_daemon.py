@@ -42,8 +42,11 @@ def answers(agent):
         oids = [var.oid for var in walked]
         assert oids == sorted(set(oids), key=oid_key) and len(oids) > 50, f'{table}: not in order, each exactly once'
         said['next', table] = steady(walked)
-        said['bulk', table] = steady(agent.bulkwalk(table, repetitions=37))
-        said['get', table] = [steady(agent.get(*oids[some:some + 60])) for some in range(0, len(oids), 60)]
+        for version in '1', '3':
+            assert steady(agent.walk(table, version=version)) == said['next', table], f'{table}: SNMPv{version} says something else'
+        assert steady(agent.bulkwalk(table, repetitions=37)) == said['next', table], f'{table}: GETBULK says something else'
+        got = [var for some in range(0, len(oids), 60) for var in agent.get(*oids[some:some + 60])]
+        assert steady(got) == said['next', table], f'{table}: GET says something else'
         first, last, none = oids[0], oids[-1], f'{table}.{last_column}.4294967295'
         for oid in f'{first}.1', none, f'{table}.{last_column + 1}.1', f'{table}.0.1', table:
             said['none', oid] = agent.get(oid)

@@ -2,7 +2,6 @@
 
 import os
 import re
-import shutil
 import signal
 import subprocess
 import tempfile
@@ -25,17 +24,6 @@ class Lifecycle(AgentTest):
         agent = self.agent()
         self.assert_empty(agent)
         self.assertEqual(agent.get(LAST_CHANGE)[0][1:], ('Timeticks', 0))
-
-    def test_missing_directory(self):
-        switch = Switch(self)
-        path = switch.path.with_name('nowhere') / 'later.json'
-        agent = self.agent(directives=[f'orvaneInventory {path}'])
-        agent.wait_for_log(f'^orvane: refused {re.escape(str(path))}: No such file or directory$')
-        self.assert_empty(agent)
-        path.parent.mkdir()
-        shutil.copy(switch.path, path)
-        agent.wait_for_log(f'^orvane: took {re.escape(str(path))}$')
-        self.assertIn(1, rows(agent))
 
     def test_bad_directives_are_told_and_the_others_hold(self):
         switch = Switch(self)

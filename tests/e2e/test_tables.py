@@ -28,11 +28,6 @@ GOLDEN = {
 }
 
 
-def still(variables):
-    """Without what changes with every look."""
-    return [var for var in variables if not var.oid.startswith(TIMES[0])]
-
-
 class Tables(AgentTest):
     def served(self, content=None):
         return self.agent(directives=[Switch(self, content).directive])
@@ -50,20 +45,6 @@ class Tables(AgentTest):
         for table, columns in TABLES.items():
             oid = f'{table}.{columns[-1]}.1000100000.100002' if table in CONTAINS else f'{table}.{columns[-1]}.100002'
             self.assert_error('notWritable', agent.set, oid, 's' if agent.get(oid)[0].type == 'STRING' else 'i', '1')
-
-    def test_every_way_to_ask_gives_the_same(self):
-        agent = self.served()
-        for table, columns in TABLES.items():
-            walked = agent.walk(table)
-            oids = [var.oid for var in walked]
-            self.assertGreater(len(oids), 50)
-            self.assertEqual(oids, sorted(set(oids), key=oid_key), 'in order, each exactly once')
-            self.assertEqual({int(oid[len(table) + 1:].split('.')[0]) for oid in oids}, set(columns))
-            self.assertEqual(still(agent.bulkwalk(table, repetitions=37)), still(walked))
-            for version in '1', '3':
-                self.assertEqual(still(agent.walk(table, version=version)), still(walked), version)
-            for some in range(0, len(oids), 60):
-                self.assertEqual(still(agent.get(*oids[some:some + 60])), still(walked[some:some + 60]))
 
     def test_what_a_small_message_has_room_for_is_right(self):
         """GETBULK is what a GETNEXT of each variable gives, and of that, and so on, as far as there is room."""
