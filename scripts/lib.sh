@@ -10,12 +10,14 @@ with_lists() {
   "$@" >/dev/null 2>&1 || { "${as_root[@]}" apt-get update -qq && "$@" >/dev/null; }
 }
 
-# Installs those of scripts/packages that this machine lacks, and does nothing at all when it has them.
+# need_packages PURPOSE...: installs what this machine lacks for building and for these, the lines of scripts/packages; mostly nothing.
 need_packages() {
-  local package missing=()
-  while read -r package; do
-    [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
-  done < scripts/packages
+  local purpose package missing=()
+  for purpose in build "$@"; do
+    for package in $(sed -n "s/^$purpose: //p" scripts/packages); do
+      [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+  done
   [ ${#missing[@]} -gt 0 ] || return 0
   echo "Installing: ${missing[*]}"
   with_lists "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
@@ -35,7 +37,6 @@ need_promtool() {
 
 # build PRESET [TARGET...]: configures and builds build/PRESET.
 build() {
-  need_packages
   cmake --preset "$1" >/dev/null
   cmake --build --preset "$1" ${2:+--target "${@:2}"}
 }

@@ -11,6 +11,7 @@ import argparse
 import json
 import os
 import pathlib
+import re
 import signal
 import statistics
 import subprocess
@@ -85,12 +86,22 @@ class PythonSubagent(Process):
         self._spawn(self._command, None)
 
 
+def cpu_seconds(process):
+    """Processor time that the main thread has used."""
+    return int(pathlib.Path(f'/proc/{process.pid}/schedstat').read_text().split()[0]) / 1e9
+
+
+def anonymous_bytes(process):
+    status = pathlib.Path(f'/proc/{process.pid}/status').read_text()
+    return int(re.search(r'^RssAnon:\s+(\d+) kB', status, re.MULTILINE)[1]) * 1024
+
+
 def walk(agent, oid, bulk, dump=(), behind=None):
     """Walks the table; returns its variables and, for each of them, the processor time of the agent and of the subagent behind it."""
     processes = [agent, behind] if behind else [agent]
-    before = [process.cpu_seconds() for process in processes]
+    before = [cpu_seconds(process) for process in processes]
     count = int(subprocess.check_output([BUILD / 'walker', f'127.0.0.1:{agent.port}', oid, str(bulk), *dump], text=True))
-    return count, [(process.cpu_seconds() - start) / max(count, 1) for process, start in zip(processes, before)]
+    return count, [(cpu_seconds(process) - start) / max(count, 1) for process, start in zip(processes, before)]
 
 
 def medians(repetitions, ways):
@@ -117,13 +128,13 @@ def measure(rows, repetitions, bulk, folder):
 
     memory = {}
     empty = Agent(module=comparison)
-    base = empty.memory_bytes('RssAnon')
+    base = anonymous_bytes(empty)
     empty.stop()
     for name, (module, directive) in load.items():
         agent = Agent(module=module, directives=[directive])
         if name == 'ours':
             count, _ = walk(agent, OURS, bulk, [dump])
-        memory[name] = agent.memory_bytes('RssAnon') - base
+        memory[name] = anonymous_bytes(agent) - base
         agent.stop()
 
     agent = Agent(module=ours, directives=[load['ours'][1], f'dlmod walkbench {comparison}', load['in-memory'][1], load['floor'][1]])
@@ -147,7 +158,7 @@ def measure_agentx(rows, repetitions, bulk, folder):
     master, python_master = (Agent(module=None, directives=['master agentx', f'agentXSocket {path}']) for path in sockets)
     daemon, python = Daemon(sockets[0], [inventory_directive]), PythonSubagent(sockets[1], dump)
     for each in master, python_master:
-        wait_until(lambda: each.getnext(OURS)[0].oid.startswith(OURS + '.'), 120)
+        wait_until(lambda: each.getnext(OURS)[0].oid.startswith(OURS + '.'), timeout=120)
 
     costs = medians(repetitions, [(name, count, {'agent': asked, 'oid': OURS, 'bulk': bulk, 'behind': behind})
                                   for name, asked, behind in (('module', agent, None), ('orvaned', master, daemon),

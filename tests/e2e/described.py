@@ -12,7 +12,7 @@ from harness import ROOT, wait_until
 ENTRY = '1.3.6.1.2.1.47.1.1.1.1'
 CONTAINS = '1.3.6.1.2.1.47.1.3.3.1.1'
 LAST_CHANGE = '1.3.6.1.2.1.47.1.4.1.0'
-DESCRIPTION, CONTAINED_IN, CLASS, SERIAL, ALIAS, IS_FRU = 2, 4, 5, 11, 14, 16
+DESCRIPTION, CONTAINED_IN, CLASS, SERIAL = 2, 4, 5, 11
 
 EXAMPLE = json.loads((ROOT / 'examples/fixed-switch.json').read_text())
 
@@ -25,11 +25,6 @@ def renamed_over(path, text):
     beside = path.with_name(f'.{path.name}.new')
     beside.write_text(text)
     os.replace(beside, path)
-
-
-def moved_aside(path, text):
-    os.replace(path, path.with_name(path.name + '~'))
-    path.write_text(text)
 
 
 class Switch:
@@ -60,7 +55,7 @@ class Switch:
         """Saves, and waits until the agent has taken it."""
         before = self.taken(agent)
         self.save(how)
-        wait_until(lambda: self.taken(agent) > before, message='the file was not taken')
+        wait_until(lambda: self.taken(agent) > before, 'the file was not taken')
 
 
 def rows(agent):

@@ -9,10 +9,13 @@ Every agent has its own folder and its own free UDP port of 127.0.0.1. When a te
 one of them died, ended with a status other than 0, or left a sanitizer's report in its log. With a module that is built with
 AddressSanitizer that includes every leak that was allocated by the module. A master is an agent without the module, and a daemon
 serves through it; all of this holds for both, and a daemon that is built with AddressSanitizer leaks nothing at all.
+
+No test measures how long something takes, and what is waited for may take its time: the machine may be busy.
 """
 
 import collections
 import ctypes
+import functools
 import os
 import pathlib
 import re
@@ -57,7 +60,7 @@ def oid_key(oid):
     return tuple(int(part) for part in oid.split('.'))
 
 
-def wait_until(condition, timeout=10.0, message='it did not come about'):
+def wait_until(condition, message='it did not come about', timeout=60.0):
     """Waits for something that takes the agent a moment; returns what condition() returned when that was true at last."""
     deadline = time.monotonic() + timeout
     while not (result := condition()):
@@ -108,6 +111,14 @@ def parse(output):
     return found
 
 
+@functools.cache
+def preloaded(module):
+    """What a module with sanitizers needs in snmpd, which is plain C: the sanitizer first, and the C++ library whose throw it intercepts."""
+    compiler = os.environ.get('CXX', 'g++')
+    return b'libasan.so' in module.read_bytes() and ' '.join(
+        subprocess.check_output([compiler, f'-print-file-name={name}'], text=True).strip() for name in ('libasan.so', 'libstdc++.so'))
+
+
 class Process:
     """A program under test, in a folder of its own, with a log there."""
 
@@ -123,6 +134,10 @@ class Process:
             self.kill()
             shutil.rmtree(self.folder)
             raise
+
+    def start_again(self):
+        """After end(): from the same configuration, and an agent on the same port."""
+        self._start()
 
     def _spawn(self, command, environment):
         with open(self.log_path, 'ab') as log:
@@ -140,15 +155,15 @@ class Process:
     def log(self):
         return self.log_path.read_text(errors='replace')
 
-    def wait_for_log(self, pattern, timeout=10.0):
+    def wait_for_log(self, pattern):
         """Waits for a line of the log that the regular expression matches, and returns the match."""
-        return wait_until(lambda: re.search(pattern, self.log(), re.MULTILINE), timeout, f'no log line like {pattern!r}')
+        return wait_until(lambda: re.search(pattern, self.log(), re.MULTILINE), f'no log line like {pattern!r}')
 
     def signal_reload(self):
         """SIGHUP: it reads its configuration again."""
         before = self.log().count('Reconfiguring daemon')
         os.kill(self.pid, signal.SIGHUP)
-        wait_until(lambda: self.log().count('Reconfiguring daemon') > before, message='no reconfiguration')
+        wait_until(lambda: self.log().count('Reconfiguring daemon') > before, 'no reconfiguration')
 
     def end(self, how=signal.SIGTERM):
         """Ends it by a signal. Returns the exit status; AssertionError when it died before, will not end, or left a report."""
@@ -179,14 +194,6 @@ class Process:
             self._process.kill()
             self._process.wait()
 
-    def cpu_seconds(self):
-        """Processor time that the main thread has used."""
-        return int(pathlib.Path(f'/proc/{self.pid}/schedstat').read_text().split()[0]) / 1e9
-
-    def memory_bytes(self, kind='VmRSS'):
-        status = pathlib.Path(f'/proc/{self.pid}/status').read_text()
-        return int(re.search(rf'^{kind}:\s+(\d+) kB', status, re.MULTILINE)[1]) * 1024
-
 
 class Agent(Process):
     """A running snmpd. `v3` users and v1/v2c's community "public" may read everything, "private" may also write.
@@ -213,19 +220,15 @@ class Agent(Process):
             start = len(self.log()) if self.log_path.exists() else 0
             self._spawn([*self._wrapper, 'snmpd', '-f', '-Le', '-I', '-smux', '-C', '-c', str(self.folder / 'snmpd.conf'),
                          '-p', str(self.folder / 'pid'), *self._options], self._environment())
-            wait_until(lambda: self._answers() or self._process.poll() is not None, 60, 'no answer and no end of snmpd')
+            wait_until(lambda: self._answers() or self._process.poll() is not None, 'no answer and no end of snmpd')
             if self._process.poll() is None:
                 return
             if 'Error opening specified endpoint' not in self.log()[start:]:
                 break
         raise AssertionError(f'snmpd ended with {self._process.returncode} at its start:\n{self.log()}')
 
-    def start_again(self):
-        """After end(): on the same port, from the same configuration."""
-        self._start()
-
     def write_config(self):
-        """Writes snmpd.conf anew from self.directives; reload() makes the agent read it."""
+        """Writes snmpd.conf anew from self.directives."""
         conf = [f'agentaddress udp:127.0.0.1:{self.port}', 'dontLogTCPWrappersConnects yes',
                 'rocommunity public 127.0.0.1', 'rwcommunity private 127.0.0.1',
                 f'createUser {V3_USER} SHA "{V3_PASSWORD}" AES "{V3_PASSWORD}"', f'rouser {V3_USER} priv',
@@ -234,12 +237,8 @@ class Agent(Process):
 
     def _environment(self):
         env = {**ENV, 'SNMPCONFPATH': str(self.folder), 'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')}
-        if self.module and b'libasan.so' in self.module.read_bytes():
-            # snmpd is plain C: the sanitizer must come first, and with it the C++ library whose throw it intercepts.
-            compiler = os.environ.get('CXX', 'g++')
-            env['LD_PRELOAD'] = ' '.join(
-                subprocess.check_output([compiler, f'-print-file-name={name}'], text=True).strip()
-                for name in ('libasan.so', 'libstdc++.so'))
+        if self.module and (libraries := preloaded(self.module)):
+            env['LD_PRELOAD'] = libraries
             # Stock snmpd has leaks of its own, which do not end it badly; those of the module are read from the log, hence
             # the module's name (%m) in each frame.
             env['ASAN_OPTIONS'] = 'detect_leaks=1:stack_trace_format="    #%n %p in %f %S (%m)"'
@@ -262,14 +261,17 @@ class Agent(Process):
     def pid(self):
         return int((self.folder / 'pid').read_text())
 
-    def reload(self):
-        """SIGHUP: the agent reads its configuration again, and unloads and loads its modules."""
+    def reload(self, *directives):
+        """SIGHUP: the agent reads its configuration again, with these directives if any are given, and its modules are loaded anew."""
+        if directives:
+            self.directives = list(directives)
+            self.write_config()
         self.signal_reload()
-        wait_until(self._answers, 30, 'no answer after the reload')
+        wait_until(self._answers, 'no answer after the reload')
 
     # The manager
 
-    def tool(self, name, *arguments, version='2c', community='public', timeout=10):
+    def tool(self, name, *arguments, version='2c', community='public', timeout=30):
         """Runs one of the tools against the agent; returns its variables or raises SnmpError."""
         if version == '3':
             who = ['-u', V3_USER, '-l', 'authPriv', '-a', 'SHA', '-A', V3_PASSWORD, '-x', 'AES', '-X', V3_PASSWORD]
@@ -316,10 +318,10 @@ class Agent(Process):
 
 
 class Master(Agent):
-    """A running snmpd without the module, to which subagents come at `agentx`, a free TCP port unless one is given."""
+    """A running snmpd without the module, to which subagents come at `agentx`, a free TCP port unless it is given."""
 
-    def __init__(self, directives=(), agentx_port=None, **options):
-        self.agentx = f'tcp:127.0.0.1:{agentx_port or free_port(socket.SOCK_STREAM)}'
+    def __init__(self, directives=(), agentx=None, **options):
+        self.agentx = agentx or f'tcp:127.0.0.1:{free_port(socket.SOCK_STREAM)}'
         super().__init__(module=None, directives=[*directives, 'master agentx', f'agentXSocket {self.agentx}'], **options)
 
 
@@ -342,12 +344,8 @@ class Daemon(Process):
         self._spawn(self._command, {**self._environment, 'SNMPCONFPATH': str(self.folder),
                                     'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')})
 
-    def start_again(self):
-        """After end(): from the same configuration."""
-        self._start()
-
     def write_config(self):
-        """Writes orvaned.conf anew from self.directives; signal_reload() makes the daemon read it."""
+        """Writes orvaned.conf anew from self.directives."""
         conf = [f'agentXSocket {self.agentx}', 'agentXPingInterval 1', *self.directives]
         (self.folder / 'orvaned.conf').write_text('\n'.join(conf) + '\n')
 
@@ -376,7 +374,7 @@ class Receiver:
                          '-On', '-Oe', '-OU', '-Ox', '-F', '#%P\n%V\n%v\n;\n',
                          f'udp:127.0.0.1:{self.port}'],
                         stdout=received, stderr=received, env=environment, preexec_fn=die_with_parent)
-                wait_until(lambda: 'NET-SNMP version' in self._received() or self._process.poll() is not None, 30)
+                wait_until(lambda: 'NET-SNMP version' in self._received() or self._process.poll() is not None)
                 if self._process.poll() is None:
                     return
             raise AssertionError(f'snmptrapd ended with {self._process.returncode} at its start:\n{self._received()}')
@@ -419,33 +417,29 @@ class Receiver:
 
 
 class AgentTest(unittest.TestCase):
+    """Starts what is stopped, and judged, when the test ends."""
+
     def agent(self, *arguments, **options):
-        """Starts an Agent that is stopped, and judged, when the test ends."""
-        agent = Agent(*arguments, **options)
-        self.addCleanup(self._judge, agent)
-        return agent
+        return self._started(Agent(*arguments, **options))
 
     def master(self, *arguments, **options):
-        """Starts a Master that is stopped, and judged, when the test ends."""
-        master = Master(*arguments, **options)
-        self.addCleanup(self._judge, master)
-        return master
+        return self._started(Master(*arguments, **options))
 
     def daemon(self, *arguments, **options):
-        """Starts a Daemon that is stopped, and judged, when the test ends."""
-        daemon = Daemon(*arguments, **options)
-        self.addCleanup(self._judge, daemon)
-        return daemon
+        return self._started(Daemon(*arguments, **options))
+
+    def _started(self, process):
+        self.addCleanup(self._judge, process)
+        return process
 
     def receiver(self):
-        """Starts a Receiver that is stopped when the test ends."""
         receiver = Receiver()
         self.addCleanup(receiver.stop)
         return receiver
 
-    def _judge(self, agent):
-        if agent.folder.exists():
-            self.assertEqual(agent.stop(), 0, f'exit status of {agent.name}')
+    def _judge(self, process):
+        if process.folder.exists():
+            self.assertEqual(process.stop(), 0, f'exit status of {process.name}')
 
     def assert_error(self, status, call, *arguments, **options):
         with self.assertRaises(SnmpError) as caught:

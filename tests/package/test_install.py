@@ -82,7 +82,7 @@ class Snmpd:
         with open(self.log_path, 'wb') as log:
             self.process = subprocess.Popen(['chroot', str(machine.root), *command], stdout=log, stderr=log,
                                             preexec_fn=die_with_parent)
-        wait_until(self.answers, 20, 'snmpd does not answer')
+        wait_until(self.answers, 'snmpd does not answer')
 
     def answers(self):
         if self.process.poll() is not None:
@@ -96,7 +96,7 @@ class Snmpd:
     def stop(self):
         if self.process.poll() is None:
             self.process.send_signal(signal.SIGTERM)
-        return self.process.wait(20)
+        return self.process.wait(60)
 
 
 def steady(answers):
@@ -166,7 +166,7 @@ class Install(unittest.TestCase):
         self.uncomment(MODULE_CONF, 'orvaneInspect ')
         agent.process.send_signal(signal.SIGHUP)
         socket_path = self.machine.path('/run/orvane/inspect.sock')
-        wait_until(socket_path.exists, 20, 'there is no socket')
+        wait_until(socket_path.exists, 'there is no socket')
         self.assertEqual(socket_path.owner(), 'Debian-snmp')
         shown = self.machine.run('orvane-inspect', '--socket', '/run/orvane/inspect.sock', 'input/status/fixedSystem')
         self.assertIn('serialNum', shown.stdout)
@@ -237,9 +237,9 @@ class Install(unittest.TestCase):
         become = ['setpriv', f'--reuid={user}', f'--regid={user}', '--init-groups', '--pdeathsig=KILL']
         daemon = subprocess.Popen(['chroot', str(self.machine.root), *become, *shlex.split(command)],
                                   preexec_fn=die_with_parent, stderr=subprocess.DEVNULL)
-        self.addCleanup(daemon.wait, 20)
+        self.addCleanup(daemon.wait, 60)
         self.addCleanup(daemon.terminate)
-        wait_until(lambda: len(self.machine.walk(ENTITY)) > 1000, 30, 'the master agent does not show the rows')
+        wait_until(lambda: len(self.machine.walk(ENTITY)) > 1000, 'the master agent does not show the rows')
 
 
 if __name__ == '__main__':
