@@ -1,5 +1,6 @@
 """The daemon beside a stock master: it answers and notifies as the module does, outlives its master, and does as it is told."""
 
+import itertools
 import json
 import os
 import pathlib
@@ -42,8 +43,6 @@ def answers(agent):
         oids = [var.oid for var in walked]
         assert oids == sorted(set(oids), key=oid_key) and len(oids) > 50, f'{table}: not in order, each exactly once'
         said['next', table] = steady(walked)
-        for version in '1', '3':
-            assert steady(agent.walk(table, version=version)) == said['next', table], f'{table}: SNMPv{version} says something else'
         assert steady(agent.bulkwalk(table, repetitions=37)) == said['next', table], f'{table}: GETBULK says something else'
         got = [var for some in range(0, len(oids), 60) for var in agent.get(*oids[some:some + 60])]
         assert steady(got) == said['next', table], f'{table}: GET says something else'
@@ -82,6 +81,8 @@ class Service(DaemonTest):
         self.assertEqual(found.keys(), expected.keys())
         for question, answer in expected.items():
             self.assertEqual(found[question], answer, question)
+        for table, version in itertools.product(TABLES, '13'):
+            self.assertEqual(steady(agent.walk(table, version=version)), expected['next', table], f'SNMPv{version}')
 
     def test_every_notification_is_the_modules(self):
         switch, receivers = Bench(self), [self.receiver() for _ in range(2)]
