@@ -56,17 +56,6 @@ double tenths(double limit) { return 10.0 * limit; }
 double hundredths(double limit) { return 100.0 * limit; }
 double tenthsOfMicrowatts(double dBm) { return 10000.0 * std::pow(10.0, dBm / 10.0); }
 
-constexpr DomKind domTemperature{&Xcvr::DomInfo::temperature, &Constants::valueFromTemperature,
-                                 &Xcvr::DomThreshold::temperature, tenths};
-constexpr DomKind domVoltage{&Xcvr::DomInfo::voltage, &Constants::valueFromVoltage, &Xcvr::DomThreshold::voltage,
-                             hundredths};
-constexpr DomKind domTxBias{&Xcvr::DomInfo::txBias, &Constants::valueFromOutputCurrent, &Xcvr::DomThreshold::txBias,
-                            hundredths};
-constexpr DomKind domTxPower{&Xcvr::DomInfo::txPower, &Constants::valueFromOpticalPower, &Xcvr::DomThreshold::txPower,
-                             tenthsOfMicrowatts};
-constexpr DomKind domRxPower{&Xcvr::DomInfo::rxPower, &Constants::valueFromOpticalPower, &Xcvr::DomThreshold::rxPower,
-                             tenthsOfMicrowatts};
-
 U32 domValue(DomSensor const& sensor, DomKind const& kind) {
   if (!sensor.status()) return 0;
   Xcvr::DomInfo const info = sensor.status()->domInfo(sensor.laneId());
@@ -137,25 +126,29 @@ U32 DomSensor::operStatus() const {
   return constantsFactory()->domInfoToOperStatus(valid);
 }
 
-#define DOM_SENSOR(Sensor, kind)                                                                  \
-  U32 Sensor::value() const { return domValue(*this, kind); }                                     \
-  U32 Sensor::lowWarnThreshold() const {                                                          \
-    return domLimit(*this, kind, &Xcvr::DomLimits::lowWarning, Constants::defaultLowThreshold);   \
-  }                                                                                               \
-  U32 Sensor::lowCritThreshold() const {                                                          \
-    return domLimit(*this, kind, &Xcvr::DomLimits::lowAlarm, Constants::defaultLowThreshold);     \
-  }                                                                                               \
-  U32 Sensor::highWarnThreshold() const {                                                         \
-    return domLimit(*this, kind, &Xcvr::DomLimits::highWarning, Constants::defaultHighThreshold); \
-  }                                                                                               \
-  U32 Sensor::highCritThreshold() const {                                                         \
-    return domLimit(*this, kind, &Xcvr::DomLimits::highAlarm, Constants::defaultHighThreshold);   \
+// A row for each class: what it reads, how that becomes a value, its limits and how they do.
+#define DOM_SENSOR(Sensor, ...)                                                                             \
+  static constexpr DomKind kindOf##Sensor{__VA_ARGS__};                                                     \
+  U32 Sensor::value() const { return domValue(*this, kindOf##Sensor); }                                     \
+  U32 Sensor::lowWarnThreshold() const {                                                                    \
+    return domLimit(*this, kindOf##Sensor, &Xcvr::DomLimits::lowWarning, Constants::defaultLowThreshold);   \
+  }                                                                                                         \
+  U32 Sensor::lowCritThreshold() const {                                                                    \
+    return domLimit(*this, kindOf##Sensor, &Xcvr::DomLimits::lowAlarm, Constants::defaultLowThreshold);     \
+  }                                                                                                         \
+  U32 Sensor::highWarnThreshold() const {                                                                   \
+    return domLimit(*this, kindOf##Sensor, &Xcvr::DomLimits::highWarning, Constants::defaultHighThreshold); \
+  }                                                                                                         \
+  U32 Sensor::highCritThreshold() const {                                                                   \
+    return domLimit(*this, kindOf##Sensor, &Xcvr::DomLimits::highAlarm, Constants::defaultHighThreshold);   \
   }
 
-DOM_SENSOR(DomTemperatureSensor, domTemperature)
-DOM_SENSOR(DomVoltageSensor, domVoltage)
-DOM_SENSOR(DomTxBiasSensor, domTxBias)
-DOM_SENSOR(DomTxPowerSensor, domTxPower)
-DOM_SENSOR(DomRxPowerSensor, domRxPower)
+using Info = Xcvr::DomInfo;
+using Limits = Xcvr::DomThreshold;
+DOM_SENSOR(DomTemperatureSensor, &Info::temperature, &Constants::valueFromTemperature, &Limits::temperature, tenths)
+DOM_SENSOR(DomVoltageSensor, &Info::voltage, &Constants::valueFromVoltage, &Limits::voltage, hundredths)
+DOM_SENSOR(DomTxBiasSensor, &Info::txBias, &Constants::valueFromOutputCurrent, &Limits::txBias, hundredths)
+DOM_SENSOR(DomTxPowerSensor, &Info::txPower, &Constants::valueFromOpticalPower, &Limits::txPower, tenthsOfMicrowatts)
+DOM_SENSOR(DomRxPowerSensor, &Info::rxPower, &Constants::valueFromOpticalPower, &Limits::rxPower, tenthsOfMicrowatts)
 
 }  // namespace Orvane

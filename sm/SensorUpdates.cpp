@@ -22,28 +22,6 @@ Zef::Ptr<Sensor> create(U32 index) {
   return Zef::make<T>(index);
 }
 
-bool offersThresholds(Sensor const& sensor) {
-  auto const& status = static_cast<DomSensor const&>(sensor).status();
-  return status && status->domThresholdValid() && hasThreshold(sensor);
-}
-
-constexpr std::array sensorKinds = {
-    SensorKind{"TempSensor", &create<TemperatureSensor>, &Root::updateTempSensor, &hasThreshold, "Added Temp Sensor "},
-    SensorKind{"VoltageSensor", &create<VoltageSensor>, &Root::updateVoltageSensor, nullptr, nullptr},
-    SensorKind{"FanSensor", &create<FanSensor>, &Root::updateFanSensor, nullptr, nullptr},
-    SensorKind{"CurrentSensor", &create<CurrentSensor>, &Root::updateCurrentSensor, nullptr, nullptr},
-    SensorKind{"DomTemperatureSensor", &create<DomTemperatureSensor>, &Root::updateDomTemperatureSensor,
-               &offersThresholds, "Added DOM Temp Sensor "},
-    SensorKind{"DomVoltageSensor", &create<DomVoltageSensor>, &Root::updateDomVoltageSensor, &offersThresholds,
-               "Added DOM Voltage Sensor "},
-    SensorKind{"DomTxBiasSensor", &create<DomTxBiasSensor>, &Root::updateDomTxBiasSensor, &offersThresholds,
-               "Added DOM TxBias Sensor "},
-    SensorKind{"DomTxPowerSensor", &create<DomTxPowerSensor>, &Root::updateDomTxPowerSensor, &offersThresholds,
-               "Added DOM TxPower Sensor "},
-    SensorKind{"DomRxPowerSensor", &create<DomRxPowerSensor>, &Root::updateDomRxPowerSensor, &offersThresholds,
-               "Added DOM RxPower Sensor "},
-};
-
 constexpr std::string_view fanSensorTag = "FanSensor";
 
 // The sensor object of a row; null, with a level 0 trace, when the row has none or one of another class.
@@ -114,6 +92,36 @@ void bindDom(Root& root, Zef::String8 const& name) {
   reportStates(root, *row, name, states, Stamp::stays);
 }
 
+bool offersThresholds(Sensor const& sensor) {
+  auto const& status = static_cast<DomSensor const&>(sensor).status();
+  return status && status->domThresholdValid() && hasThreshold(sensor);
+}
+
+// By an operation of Root, where one has that name.
+template <auto operation>
+void call(Root& root, Zef::String8 const& name) {
+  (root.*operation)(name);
+}
+
+template <class T, auto update = &bindDom<T>>
+constexpr SensorKind domKind(char const* tag, char const* record) {
+  return {tag, &create<T>, update, &offersThresholds, record, true};
+}
+
+constexpr std::array kinds = {
+    SensorKind{"TempSensor", &create<TemperatureSensor>, &call<&Root::updateTempSensor>, &hasThreshold,
+               "Added Temp Sensor "},
+    SensorKind{"VoltageSensor", &create<VoltageSensor>, &call<&Root::updateVoltageSensor>, nullptr, nullptr},
+    SensorKind{"FanSensor", &create<FanSensor>, &call<&Root::updateFanSensor>, nullptr, nullptr},
+    SensorKind{"CurrentSensor", &create<CurrentSensor>, &call<&Root::updateCurrentSensor>, nullptr, nullptr},
+    domKind<DomTemperatureSensor, &call<&Root::updateDomTemperatureSensor>>("DomTemperatureSensor",
+                                                                            "Added DOM Temp Sensor "),
+    domKind<DomVoltageSensor, &call<&Root::updateDomVoltageSensor>>("DomVoltageSensor", "Added DOM Voltage Sensor "),
+    domKind<DomTxBiasSensor, &call<&Root::updateDomTxBiasSensor>>("DomTxBiasSensor", "Added DOM TxBias Sensor "),
+    domKind<DomTxPowerSensor, &call<&Root::updateDomTxPowerSensor>>("DomTxPowerSensor", "Added DOM TxPower Sensor "),
+    domKind<DomRxPowerSensor, &call<&Root::updateDomRxPowerSensor>>("DomRxPowerSensor", "Added DOM RxPower Sensor "),
+};
+
 }  // namespace
 
 bool hasThreshold(Sensor const& sensor) {
@@ -123,17 +131,18 @@ bool hasThreshold(Sensor const& sensor) {
          sensor.highWarnThreshold() != Constants::defaultHighThreshold;
 }
 
+std::span<SensorKind const> sensorKinds() { return kinds; }
+
 SensorKind const* sensorKindOf(Zef::String8 const& tag) {
-  auto const kind =
-      std::find_if(sensorKinds.begin(), sensorKinds.end(), [&](SensorKind const& each) { return tag == each.tag; });
-  return kind == sensorKinds.end() ? nullptr : &*kind;
+  auto const kind = std::find_if(kinds.begin(), kinds.end(), [&](SensorKind const& each) { return tag == each.tag; });
+  return kind == kinds.end() ? nullptr : &*kind;
 }
 
 void updateSensor(Root& root, SensorKind const& kind, PhysicalEntity const& row, Zef::String8 const& name) {
   if (kind.tag != fanSensorTag) {
-    (root.*kind.update)(name);
+    kind.update(root, name);
   } else if (auto const fan = root.entityMib()->physicalEntity(row.containedIn())) {
-    (root.*kind.update)(fan->componentName());
+    kind.update(root, fan->componentName());
   }
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "sm/Root.h"
 
 namespace Orvane {
@@ -9,12 +11,16 @@ struct SensorKind {
   char const* tag;
   Zef::Ptr<Sensor> (*create)(U32 index);
   // Binds a sensor to its status record; the argument is a component name.
-  void (Root::*update)(Zef::String8 name);
+  void (*update)(Root& root, Zef::String8 const& name);
   // Whether a new row enters the set of sensors with thresholds, and what the trace ring tells then; null: it never
   // does.
   bool (*thresholdTest)(Sensor const& sensor);
   char const* record;
+  // Reads the status of a transceiver, which does not go by the sensor's name.
+  bool ofXcvr = false;
 };
+
+std::span<SensorKind const> sensorKinds();
 
 bool hasThreshold(Sensor const& sensor);
 

@@ -8,6 +8,7 @@
 #include "model/input/Election.h"
 #include "model/input/Hardware.h"
 #include "sm/Renewal.h"
+#include "sm/SensorUpdates.h"
 #include "sm/States.h"
 
 namespace Host {
@@ -46,9 +47,6 @@ bool differs(ZefAttr const& attribute, PtrInterface const& live, PtrInterface co
   }
 }
 
-constexpr std::array domSensorTags{"DomTemperatureSensor", "DomVoltageSensor", "DomTxBiasSensor", "DomTxPowerSensor",
-                                   "DomRxPowerSensor"};
-
 void add(Ptr<Orvane::ComponentEntry> const& entry, std::set<U32>& rows) {
   if (entry) rows.insert(entry->entity()->index());
 }
@@ -63,8 +61,9 @@ void addDomSensors(Orvane::Root const& root, String8 const& xcvr, std::set<U32>&
     auto const& part = entry->entity()->phyAttr();
     if (root.constants()->xcvrNameFromSensorName(entry->identifier(), part->label()) == xcvr) add(entry, rows);
   };
-  for (char const* tag : domSensorTags) {
-    String8 const name = String8(tag) + xcvr.substr(prefix.size(), -1);
+  for (Orvane::SensorKind const& kind : Orvane::sensorKinds()) {
+    if (!kind.ofXcvr) continue;
+    String8 const name = String8(kind.tag) + xcvr.substr(prefix.size(), -1);
     String8 const lanes = name + "/";
     addIfOurs(root.component(name));
     for (auto at = root.componentStartAt(lanes); at && at.key().view().starts_with(lanes.view()); ++at)

@@ -5,6 +5,7 @@
 #include <random>
 #include <sstream>
 
+#include "runtime/reflection/ActivityManagerConfig.h"
 #include "tests/Varbinds.h"
 #include "tests/host/Allocations.h"
 #include "tests/host/Described.h"

@@ -1,5 +1,6 @@
 // Entities, directories and singletons; and how a broken invariant ends the process.
 
+#include "runtime/reflection/ActivityManagerConfig.h"
 #include "runtime/reflection/Entity.h"
 
 #include <gtest/gtest.h>
@@ -10,7 +11,6 @@
 
 #include "runtime/kit/Assert.h"
 #include "runtime/reactors/Clock.h"
-#include "runtime/reflection/ActivityManagerConfig.h"
 #include "runtime/reflection/Type.h"
 
 namespace {

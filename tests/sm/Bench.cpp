@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "runtime/reflection/ActivityManagerConfig.h"
 #include "tests/Varbinds.h"
 
 namespace Orvane {
