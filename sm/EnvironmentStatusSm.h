@@ -58,9 +58,7 @@ class PowerSensorStatusSm final : public StatusSm {
   void powerSupplyIs(Zef::Ptr<SupplyStatus const> const& record) { powerSupply_.is(record); }
   void powerSupplyDel(Zef::Name const& name) { powerSupply_.del(name); }
   void voltageStatusIs(Zef::Ptr<VoltageStatus const> const& record) { voltageStatus_.is(record); }
-  void voltageStatusDel(Zef::Name const& name) { voltageStatus_.del(name); }
   void currentStatusIs(Zef::Ptr<CurrentStatus const> const& record) { currentStatus_.is(record); }
-  void currentStatusDel(Zef::Name const& name) { currentStatus_.del(name); }
 
   void handlePowerSupplyStatus(Zef::String8 const& name);
   void handlePowerSupplyStatus();
@@ -114,7 +112,6 @@ class TempSensorStatusSm final : public StatusSm {
   Zef::String8 classPath() const { return "Orvane::TempSensorStatusSm"; }
 
   void tempStatusIs(Zef::Ptr<Record const> const& record) { tempStatus_.is(record); }
-  void tempStatusDel(Zef::Name const& name) { tempStatus_.del(name); }
 
   void handleTempStatus(Zef::String8 const& name);
   void handleTempStatus();
