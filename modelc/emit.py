@@ -144,9 +144,6 @@ class Cpp:
         kind = 'Entity' if self.t.is_entity else 'PtrInterface'
         return f'Zef::GenericIfOf<{self.t.name}, Zef::GenericIf{kind}>'
 
-    def slots_base(self):
-        return f'{self.base()}::GenericIf_' if self.t.base else 'Zef::GenericIfEntity'
-
     def reader(self, a):
         """What a reader of a single value gives."""
         if a.form == 'value':
@@ -232,12 +229,12 @@ class Cpp:
             return f'type.function<{scope}{name}>("{name}", {name}Attr{names})'
         if a.form == 'value':
             if a.fixed and a is not self.t.key:
-                return f'type.fixed("{name}", {name}Attr, {scope}{name}_)'
+                return f'type.fixed<{scope}{name}_>("{name}", {name}Attr)'
             if not a.has_setter:
                 return f'type.readOnly<{scope}{name}>("{name}", {name}Attr)'
             return f'type.value<{scope}{name}, {scope}{name}Is>("{name}", {name}Attr)'
         if a.form == 'record':
-            return f'type.record("{name}", {name}Attr, {scope}{name}_)'
+            return f'type.record<{scope}{name}_>("{name}", {name}Attr)'
         if a.is_made or a.form == 'metadata':
             return f'type.readOnly<{scope}{name}>("{name}", {name}Attr)'
         ends, method = {

@@ -120,7 +120,9 @@ class Example : public testing::TestWithParam<Source> {
       EXPECT_TRUE(indexes_.insert(part->physicalIndex().value()).second) << name;
       EXPECT_FALSE(part->description().empty()) << name;
     }
-    Zef::forEachChild(entity, [this](Zef::Entity& child, Zef::ZefAttr const&, String8 const&) { collect(child); });
+    Zef::forEachChild(entity, [this](Zef::PtrInterface& child, Zef::ZefAttr const&, String8 const&) {
+      if (auto* const below = dynamic_cast<Zef::Entity*>(&child)) collect(*below);
+    });
   }
 };
 
