@@ -115,9 +115,6 @@ class Cpp:
         kind = 'Entity' if self.t.is_entity else 'PtrInterface'
         return f'Zef::GenericIfOf<{self.t.name}, Zef::GenericIf{kind}>'
 
-    def slots_base(self):
-        return f'{self.base()}::GenericIf_' if self.t.base else 'Zef::GenericIfEntity'
-
     def reader(self, a):
         """What a reader of a single value gives."""
         if a.form.name == 'type':

@@ -208,6 +208,9 @@ class Loader:
             observed.fail('a record has no notifiees: `observed` is for entities')
         if base and base.is_entity and base.observed != class_.observed:
             node.fail(f'`{class_.name}` must be observed if and only if its base `{base.name}` is')
+        class_.generic_notifiee = node.flag('genericNotifiee')
+        if class_.generic_notifiee and (base or not class_.observed):
+            node.fail('`genericNotifiee` is for an observed entity without a base: it tells of the attributes of its own type')
         class_.virtual_setters = node.flag('virtualSetters')
         class_.destructor = node.flag('destructor')
         class_.member = node.string('member', '')

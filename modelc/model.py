@@ -294,6 +294,7 @@ class Class(Type):
     key: Attribute = None
     member: str = ''       # hash or tree: what kind of collection it carries the links of
     observed: bool = False
+    generic_notifiee: bool = False  # hands its changes to listeners that know no type
     virtual_setters: bool = False
     factory: str = ''
     enums: list = field(default_factory=list)

@@ -71,15 +71,7 @@ class Names {
 
 void Names::enterAll(Zef::PtrInterface const& object) {
   if (auto const* part = dynamic_cast<PhysicalEntity const*>(&object)) enter(*part);
-  for (Zef::ZefAttr const* attribute : object.fwkType()->allAttributes()) {
-    if (attribute->kind() == Zef::ZefAttr::Kind::entity) {
-      if (auto const child = attribute->child(object)) enterAll(*child);
-    } else if (attribute->kind() == Zef::ZefAttr::Kind::collection) {
-      for (auto at = attribute->walk(object); at->more(); at->advance()) {
-        enterAll(**at->value().get<Zef::Ptr<Zef::PtrInterface>>());
-      }
-    }
-  }
+  Zef::forEachChild(object, [this](Zef::PtrInterface& child, Zef::ZefAttr const&, String8 const&) { enterAll(child); });
 }
 
 void Names::enter(PhysicalEntity const& part) {

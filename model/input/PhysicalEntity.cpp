@@ -11,8 +11,9 @@ void PhysicalEntity::zefPlacedIs(Zef::Entity const* parent, Zef::Name const& att
       placedIndex(dynamic_cast<PhysicalEntity const*>(parent), attribute, parentIndex_.value(), tag_));
   if (index == physicalIndex_) return;
   physicalIndex_ = index;
-  Zef::forEachChild(*this, [this](Zef::Entity& child, Zef::ZefAttr const& childAttribute, Zef::String8 const& key) {
-    child.zefPlacedIs(this, childAttribute.name(), key);
+  Zef::forEachChild(*this, [this](PtrInterface& child, Zef::ZefAttr const& childAttribute, Zef::String8 const& key) {
+    auto* const part = dynamic_cast<Zef::Entity*>(&child);
+    if (part != nullptr) part->zefPlacedIs(this, childAttribute.name(), key);
   });
 }
 

@@ -33,14 +33,9 @@ std::vector<Slot> slotsOf(PtrInterface const& owner) {
     for (auto const& entity : dir->entities()) slots.push_back({nullptr, entity->name()});
     return slots;
   }
-  if (owner.fwkType() == nullptr) return slots;
-  for (ZefAttr const* attribute : owner.fwkType()->allAttributes()) {
-    if (attribute->kind() == Kind::entity) {
-      slots.push_back({attribute, {}});
-    } else if (attribute->kind() == Kind::collection) {
-      for (String8 const& key : attribute->keys(owner)) slots.push_back({attribute, key});
-    }
-  }
+  Zef::forEachChild(owner, [&slots](PtrInterface&, ZefAttr const& attribute, String8 const& key) {
+    slots.push_back({&attribute, key});
+  });
   return slots;
 }
 

@@ -3,7 +3,7 @@
 #include <concepts>
 #include <vector>
 
-#include "runtime/kit/Ptr.h"
+#include "runtime/collections/KeyedMap.h"
 
 namespace Zef {
 
@@ -96,21 +96,13 @@ class HashMapGeneric {
 };
 
 // A map whose members carry their key (fwkKey()) and link (HashMapLink) themselves; it owns a reference to each.
-// Iteration is in ascending bit-reversed hash, then key, and is the same whatever the number of buckets.
-//
-// What an iterator survives: everything. It holds its current member alive and a stamp of the map; when the map has
-// changed since, advancing looks up what follows the current member's key in hash order, whether or not that member is
-// still in the map. So no member is visited twice, and one inserted behind it is not visited.
+// Iteration is in ascending bit-reversed hash, then key, and is the same whatever the number of buckets. startAt() is
+// at the member with that key, or at the one that follows it in hash order.
 template <class Member, class Key>
-class HashMap : public HashMapGeneric {
+class HashMap : public HashMapGeneric, public KeyedMap<HashMap<Member, Key>, Member, Key> {
  public:
-  class IteratorConst;
-
   HashMap() = default;
   ~HashMap() { deleteAll(); }
-
-  Ptr<Member> find(Key const& key) const { return Ptr<Member>(lookup(key)); }
-  bool isMemberOf(Key const& key) const { return lookup(key) != nullptr; }
 
   // Enters a member that is in no hash map; one with an equal key leaves the map, and is returned.
   Ptr<Member> insert(Ptr<Member> const& member) {
@@ -119,14 +111,6 @@ class HashMap : public HashMapGeneric {
     member->newReference();
     newMember(vtable(), member.get(), hashOf(Key(member->fwkKey())));
     return old == nullptr ? nullptr : Ptr<Member>::adopt(old);
-  }
-
-  // Removes a member and hands it to the caller; null when there is none.
-  Ptr<Member> del(Key const& key) {
-    Member* const member = lookup(key);
-    if (member == nullptr) return nullptr;
-    memberDelG(vtable(), member);
-    return Ptr<Member>::adopt(member);
   }
 
   void deleteAll() {
@@ -138,18 +122,9 @@ class HashMap : public HashMapGeneric {
     }
   }
 
-  IteratorConst iterator(Ptr<PtrInterface const> owner = nullptr) const {
-    return IteratorConst(*this, std::move(owner));
-  }
-  // At the member with that key, or at the one that follows it in hash order.
-  IteratorConst startAt(Key const& key, Ptr<PtrInterface const> owner = nullptr) const {
-    Member* const found = lookup(key);
-    unsigned bucket = bucketOf(hashOf(key));
-    HashMapLink* const at = found != nullptr ? found : findNextG(vtable(), hashOf(key), &key, bucket);
-    return IteratorConst(*this, std::move(owner), at, bucket);
-  }
-
  private:
+  friend class KeyedMap<HashMap, Member, Key>;
+
   class KeyVTable final : public VTable {
    public:
     U32 hash(HashMapLink const* member) const override { return hashOf(keyOf(member)); }
@@ -173,62 +148,33 @@ class HashMap : public HashMapGeneric {
   }
   static Member* memberOf(HashMapLink* link) { return static_cast<Member*>(link); }
 
+  // What KeyedMap is built on.
   Member* lookup(Key const& key) const {
     for (HashMapLink* at = chain(bucketOf(hashOf(key))); at != nullptr; at = at->fwkHmNext()) {
       if (memberOf(at)->fwkKey() == key) return memberOf(at);
     }
     return nullptr;
   }
-};
-
-template <class Member, class Key>
-class HashMap<Member, Key>::IteratorConst {
- public:
-  IteratorConst() = default;
-  explicit IteratorConst(HashMap const& map, Ptr<PtrInterface const> owner = nullptr)
-      : owner_(std::move(owner)), map_(&map), version_(map.version()) {
-    atIs(map.findNextBucketG(bucket_));
+  Member* firstMember() const {
+    unsigned bucket = 0;
+    return memberOf(findNextBucketG(bucket));
   }
-  IteratorConst(HashMap const& map, Ptr<PtrInterface const> owner, HashMapLink* at, unsigned bucket)
-      : owner_(std::move(owner)), map_(&map), version_(map.version()), bucket_(bucket) {
-    atIs(at);
+  // Of a member that is linked.
+  Member* nextMember(Member const& member) const {
+    if (member.fwkHmNext() != nullptr) return memberOf(member.fwkHmNext());
+    unsigned bucket = bucketOf(hashOf(Key(member.fwkKey()))) + 1;
+    return memberOf(findNextBucketG(bucket));
   }
-
-  explicit operator bool() const { return static_cast<bool>(at_); }
-  Member* operator->() const { return at_.get(); }
-  Member& operator*() const { return *at_; }
-  // The current member; null at the end.
-  Ptr<Member> const& ptr() const { return at_; }
-  Key key() const { return at_->fwkKey(); }
-  bool isMemberOf(Key const& key) const { return map_->isMemberOf(key); }
-  Ptr<PtrInterface const> const& owner() const { return owner_; }
-
-  void advance() {
-    if (!at_) return;
-    if (version_ != map_->version()) {
-      Key const key = at_->fwkKey();
-      version_ = map_->version();
-      atIs(map_->findNextG(vtable(), hashOf(key), &key, bucket_));
-    } else if (HashMapLink* const following = at_->fwkHmNext()) {
-      atIs(following);
-    } else {
-      ++bucket_;
-      atIs(map_->findNextBucketG(bucket_));
-    }
+  // The first behind that key in hash order.
+  Member* upperBound(Key const& key) const {
+    unsigned bucket = 0;
+    return memberOf(findNextG(vtable(), hashOf(key), &key, bucket));
   }
-  IteratorConst& operator++() {
-    advance();
-    return *this;
+  Member* lowerBound(Key const& key) const {
+    Member* const found = lookup(key);
+    return found == nullptr ? upperBound(key) : found;
   }
-
- private:
-  void atIs(HashMapLink* at) { at_ = at == nullptr ? nullptr : memberOf(at); }
-
-  Ptr<PtrInterface const> owner_;
-  HashMap const* map_ = nullptr;
-  U32 version_ = 0;
-  unsigned bucket_ = 0;
-  Ptr<Member> at_;
+  void unlink(Member& member) { memberDelG(vtable(), &member); }
 };
 
 }  // namespace Zef

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "runtime/kit/Ptr.h"
+#include "runtime/collections/KeyedMap.h"
 
 namespace Zef {
 
@@ -73,21 +73,12 @@ class RbTreeMapGeneric {
 };
 
 // An ordered map whose members carry their key (fwkKey()) and links (RbTreeLink) themselves; it owns a reference to
-// each. Iteration is in ascending key order.
-//
-// What an iterator survives: everything. It holds its current member alive and a stamp of the map; when the map has
-// changed since, advancing searches the smallest key greater than the current member's, whether or not that member is
-// still in the map. So no member is visited twice, a member inserted behind it is not visited, one ahead of it is.
+// each. Iteration is in ascending key order; startAt() is at the smallest key not less than the one that is given.
 template <class Member, class Key>
-class RbTreeMap : public RbTreeMapGeneric {
+class RbTreeMap : public RbTreeMapGeneric, public KeyedMap<RbTreeMap<Member, Key>, Member, Key> {
  public:
-  class IteratorConst;
-
   RbTreeMap() = default;
   ~RbTreeMap() { deleteAll(); }
-
-  Ptr<Member> find(Key const& key) const { return Ptr<Member>(lookup(key)); }
-  bool isMemberOf(Key const& key) const { return lookup(key) != nullptr; }
 
   // Enters a member; one with an equal key leaves the map, and is returned.
   Ptr<Member> insert(Ptr<Member> const& member) {
@@ -110,14 +101,6 @@ class RbTreeMap : public RbTreeMapGeneric {
     return nullptr;
   }
 
-  // Removes a member and hands it to the caller; null when there is none.
-  Ptr<Member> del(Key const& key) {
-    Member* const member = lookup(key);
-    if (member == nullptr) return nullptr;
-    memberDelG(member);
-    return Ptr<Member>::adopt(member);
-  }
-
   void deleteAll() {
     while (RbTreeLink* const member = first()) {
       memberDelG(member);
@@ -125,17 +108,12 @@ class RbTreeMap : public RbTreeMapGeneric {
     }
   }
 
-  IteratorConst iterator(Ptr<PtrInterface const> owner = nullptr) const {
-    return IteratorConst(*this, std::move(owner));
-  }
-  // At the member with the smallest key not less than `key`.
-  IteratorConst startAt(Key const& key, Ptr<PtrInterface const> owner = nullptr) const {
-    return IteratorConst(*this, std::move(owner), lowerBound(key));
-  }
-
  private:
+  friend class KeyedMap<RbTreeMap, Member, Key>;
+
   static Member* memberOf(RbTreeLink* link) { return static_cast<Member*>(link); }
 
+  // What KeyedMap is built on.
   Member* lookup(Key const& key) const {
     for (RbTreeLink* at = root(); at != nullptr;) {
       Key const& here = memberOf(at)->fwkKey();
@@ -168,48 +146,10 @@ class RbTreeMap : public RbTreeMapGeneric {
     }
     return best;
   }
-};
-
-template <class Member, class Key>
-class RbTreeMap<Member, Key>::IteratorConst {
- public:
-  // At the end of nothing.
-  IteratorConst() = default;
-  explicit IteratorConst(RbTreeMap const& map, Ptr<PtrInterface const> owner = nullptr)
-      : IteratorConst(map, std::move(owner), map.count() == 0 ? nullptr : memberOf(map.first())) {}
-  IteratorConst(RbTreeMap const& map, Ptr<PtrInterface const> owner, Member* at)
-      : owner_(std::move(owner)), map_(&map), version_(map.version()), at_(at) {}
-
-  explicit operator bool() const { return static_cast<bool>(at_); }
-  Member* operator->() const { return at_.get(); }
-  Member& operator*() const { return *at_; }
-  // The current member; null at the end.
-  Ptr<Member> const& ptr() const { return at_; }
-  Key key() const { return at_->fwkKey(); }
-  bool isMemberOf(Key const& key) const { return map_->isMemberOf(key); }
-  // What keeps the collection alive for this iterator.
-  Ptr<PtrInterface const> const& owner() const { return owner_; }
-
-  void advance() {
-    if (!at_) return;
-    if (version_ == map_->version()) {
-      RbTreeLink* const following = next(at_.get());
-      at_ = following == nullptr ? nullptr : memberOf(following);
-    } else {
-      version_ = map_->version();
-      at_ = map_->upperBound(at_->fwkKey());
-    }
-  }
-  IteratorConst& operator++() {
-    advance();
-    return *this;
-  }
-
- private:
-  Ptr<PtrInterface const> owner_;
-  RbTreeMap const* map_ = nullptr;
-  U32 version_ = 0;
-  Ptr<Member> at_;
+  Member* firstMember() const { return memberOf(first()); }
+  // Of a member that is linked.
+  static Member* nextMember(Member& member) { return memberOf(next(&member)); }
+  void unlink(Member& member) { memberDelG(&member); }
 };
 
 }  // namespace Zef

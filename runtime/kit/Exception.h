@@ -22,7 +22,6 @@ class Exception : public std::exception {
       return *this;
     }
     bool has(Id id) const { return ((bits_ >> (id & 63U)) & 1U) != 0; }
-    bool intersects(IdBitArray const& other) const { return (bits_ & other.bits_) != 0; }
 
    private:
     std::uint64_t bits_ = 0;

@@ -59,8 +59,6 @@ class StringN {
   unsigned length() const { return data_ == nullptr ? 0 : data_->length_; }
   bool empty() const { return length() == 0; }
   std::string_view view() const { return data_ == nullptr ? std::string_view() : data_->view(); }
-  // Whether both handles share one block: equal without a look at the bytes.
-  bool sameHandle(StringN const& other) const { return data_ == other.data_; }
 
   // Where `text` begins, looking from `start` on; -1 when it does not stand there.
   long long pos(long long start, char const* text, unsigned length) const;

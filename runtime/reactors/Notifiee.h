@@ -49,7 +49,6 @@ class PtrInterface::NotifieeConst : public PtrInterface, public ListRawLink<PtrI
 
   void hasNotificationActiveIs(bool on) override;
 
-  U32 zef_bitSet() const { return bits_; }
   bool isRegisteredNotifiee() const { return registered_; }
   // A weak notifiee does not keep its notifier alive, and has none once that has gone.
   void isWeakReferenceIs(bool weak);

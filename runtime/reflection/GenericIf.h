@@ -169,12 +169,11 @@ class GenericIfEntity : public GenericIfPtrInterface {
  public:
   using GenericIfPtrInterface::GenericIfPtrInterface;
 
-  // The root of the chain of slots that hand the changes of a type and of its bases to a listener. TNotifiee is the
-  // notifiee of the type at the chain's other end.
+  // Base of T::GenericIf_::GenericIf_Adapter_, which hands each slot of T's notifiee to a listener.
   template <class TNotifiee>
-  class Slots : public TNotifiee {
+  class Adapter : public TNotifiee {
    public:
-    explicit Slots(Ptr<Listener> listener) : listener_(std::move(listener)) {}
+    explicit Adapter(Ptr<Listener> listener) : listener_(std::move(listener)) {}
     void onIsNondestructing() override { tell(isNondestructingAttr); }
 
    protected:
@@ -188,7 +187,8 @@ class GenericIfEntity : public GenericIfPtrInterface {
     Ptr<Listener> listener_;
   };
 
-  // Lets the listener hear of the object's changes for as long as the result lives.
+  // Lets the listener hear of the object's changes for as long as the result lives. RangeException for a type whose
+  // model does not ask for it (`genericNotifiee`).
   Ptr<PtrInterface::NotifieeConst> listen(Ptr<Listener> const& listener) const;
 };
 

@@ -19,11 +19,6 @@ ZefType const* ZefAttr::objectType() const {
   return isObject ? type() : nullptr;
 }
 
-std::vector<ZefAttr::Parameter> const& ZefAttr::parameters() const {
-  static std::vector<Parameter> const none;
-  return none;
-}
-
 ZefAttr::ZefAttrIntrospectionFlags ZefAttr::introspectionFlags() const {
   switch (kind_) {
     case Kind::function:
@@ -41,41 +36,74 @@ void ZefAttr::throwNoOperation(char const* operation) const {
   throwRangeException(format("%s cannot be %s", name_.charPtr(), operation));
 }
 
-Value ZefAttr::get(PtrInterface const& /*object*/) const { throwNoOperation("read as a value"); }
-void ZefAttr::set(PtrInterface& /*object*/, Value const& /*value*/) const { throwNoOperation("set"); }
-Ptr<Entity> ZefAttr::child(PtrInterface const& /*object*/) const { throwNoOperation("read as a child"); }
-Ptr<Entity> ZefAttr::childIs(PtrInterface& /*object*/) const { throwNoOperation("created as a child"); }
-void ZefAttr::childDel(PtrInterface& /*object*/) const { throwNoOperation("removed as a child"); }
-String8 ZefAttr::key(String8 const& /*text*/) const { throwNoOperation("used with a key"); }
-std::unique_ptr<ZefAttr::Walk> ZefAttr::walk(PtrInterface const& /*object*/) const { throwNoOperation("walked"); }
-std::unique_ptr<ZefAttr::Walk> ZefAttr::walkFrom(PtrInterface const& /*object*/, String8 const& /*key*/) const {
-  throwNoOperation("walked");
+Value ZefAttr::get(PtrInterface const& object) const {
+  return constant_.isNull() ? needed(does_.get, "read as a value")(object) : constant_;
 }
+
+void ZefAttr::set(PtrInterface& object, Value const& value) const { needed(does_.set, "set")(*this, object, value); }
+
+Ptr<Entity> ZefAttr::child(PtrInterface const& object) const { return needed(does_.child, "read as a child")(object); }
+
+Ptr<Entity> ZefAttr::childIs(PtrInterface& object) const {
+  auto const newChild = needed(does_.newChild, "created as a child");
+  if (!child(object)) newChild(object, name_);
+  return child(object);
+}
+
+void ZefAttr::childDel(PtrInterface& object) const { needed(does_.childDel, "removed as a child")(object); }
+
+String8 ZefAttr::key(String8 const& text) const { return needed(does_.key, "used with a key")(text); }
+
+std::unique_ptr<ZefAttr::Walk> ZefAttr::walk(PtrInterface const& object) const {
+  return needed(does_.walk, "walked")(object, nullptr);
+}
+
+std::unique_ptr<ZefAttr::Walk> ZefAttr::walkFrom(PtrInterface const& object, String8 const& key) const {
+  return needed(does_.walk, "walked")(object, &key);
+}
+
 std::vector<String8> ZefAttr::keys(PtrInterface const& object) const {
   std::vector<String8> keys;
   for (auto at = walk(object); at->more(); at->advance()) keys.push_back(at->keyText());
   return keys;
 }
-Ptr<PtrInterface> ZefAttr::member(PtrInterface const& /*object*/, String8 const& /*key*/) const {
-  throwNoOperation("searched for a member");
+
+Ptr<PtrInterface> ZefAttr::member(PtrInterface const& object, String8 const& key) const {
+  return needed(does_.member, "searched for a member")(object, key);
 }
-Ptr<PtrInterface> ZefAttr::memberIs(PtrInterface& /*object*/, String8 const& /*key*/) const {
-  throwNoOperation("given a new member");
+
+Ptr<PtrInterface> ZefAttr::memberIs(PtrInterface& object, String8 const& key) const {
+  return needed(does_.memberIs, "given a new member")(object, key);
 }
-Ptr<PtrInterface> ZefAttr::memberDel(PtrInterface& /*object*/, String8 const& /*key*/) const {
-  throwNoOperation("bereft of a member");
+
+Ptr<PtrInterface> ZefAttr::memberDel(PtrInterface& object, String8 const& key) const {
+  return needed(does_.memberDel, "bereft of a member")(object, key);
 }
-Value ZefAttr::entry(PtrInterface const& /*object*/, String8 const& /*key*/) const {
-  throwNoOperation("searched for an entry");
+
+Value ZefAttr::entry(PtrInterface const& object, String8 const& key) const {
+  return needed(does_.entry, "searched for an entry")(object, key);
 }
-void ZefAttr::entryIs(PtrInterface& /*object*/, String8 const& /*key*/, Value const& /*value*/) const {
-  throwNoOperation("given an entry");
+
+void ZefAttr::entryIs(PtrInterface& object, String8 const& key, Value const& value) const {
+  needed(does_.entryIs, "given an entry")(object, key, value);
 }
-void ZefAttr::entryDel(PtrInterface& /*object*/, String8 const& /*key*/) const {
-  throwNoOperation("bereft of an entry");
+
+void ZefAttr::entryDel(PtrInterface& object, String8 const& key) const {
+  needed(does_.entryDel, "bereft of an entry")(object, key);
 }
-Value ZefAttr::call(PtrInterface& /*object*/, std::vector<Value> const& /*arguments*/) const {
-  throwNoOperation("called");
+
+Value ZefAttr::call(PtrInterface& object, std::vector<Value> const& arguments) const {
+  auto const call = needed(does_.call, "called");
+  if (arguments.size() > parameters_.size()) {
+    GenericIf::throwUnknownArgException(name_, static_cast<unsigned>(parameters_.size()) + 1);
+  }
+  if (arguments.size() < parameters_.size()) throwArgument(arguments.size(), "is missing");
+  return call(*this, object, arguments);
+}
+
+void ZefAttr::throwArgument(std::size_t at, String8 const& reason) const {
+  GenericIf::throwTypeException(
+      name_, format("argument %zu, %s, %s", at + 1, parameters_[at].name.charPtr(), reason.charPtr()));
 }
 
 namespace {
@@ -148,6 +176,7 @@ Ptr<PtrInterface> ZefType::newObject(Name const& /*name*/) const {
 }
 
 Ptr<GenericIf> ZefType::genericIf(Ptr<PtrInterface> const& object, bool isConst) const {
+  if (isEntity()) return make<GenericIfEntity>(object, isConst);
   return make<GenericIfPtrInterface>(object, isConst);
 }
 
@@ -188,15 +217,16 @@ ZefType const* objectType() {
   return type;
 }
 
-void forEachChild(Entity const& object,
-                  std::function<void(Entity& child, ZefAttr const& attribute, String8 const& key)> const& call) {
+void forEachChild(PtrInterface const& object,
+                  std::function<void(PtrInterface& child, ZefAttr const& attribute, String8 const& key)> const& call) {
   if (object.fwkType() == nullptr) return;
   for (ZefAttr const* attribute : object.fwkType()->allAttributes()) {
     if (attribute->kind() == ZefAttr::Kind::entity) {
       if (Ptr<Entity> const child = attribute->child(object)) call(*child, *attribute, String8());
-    } else if (attribute->kind() == ZefAttr::Kind::collection && attribute->objectType()->isEntity()) {
-      for (String8 const& key : attribute->keys(object)) {
-        if (auto const child = dynamicCast<Entity>(attribute->member(object, key))) call(*child, *attribute, key);
+    } else if (attribute->kind() == ZefAttr::Kind::collection) {
+      for (auto at = attribute->walk(object); at->more(); at->advance()) {
+        Value const member = at->value();
+        call(**member.get<Ptr<PtrInterface>>(), *attribute, at->keyText());
       }
     }
   }

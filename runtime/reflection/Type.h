@@ -17,7 +17,7 @@ class GenericIfListener;
 // One attribute of a type, and what can be done with it by name. An operation that its kind does not have throws
 // RangeException, and so does every value, key or object that does not fit. The object that is passed in must be of the
 // attribute's type, or of one derived from it.
-class ZefAttr : public PtrInterface {
+class ZefAttr final : public PtrInterface {
  public:
   enum class Kind {
     value,       // get, set
@@ -70,6 +70,26 @@ class ZefAttr : public PtrInterface {
     virtual Value value() const = 0;
   };
 
+  // What TypeBuilder fills in, by the kind: an operation that stays null is one that the attribute does not have.
+  // Functions and no virtuals, since there is an attribute for each of some hundred readers.
+  struct Operations {
+    Value (*get)(PtrInterface const& object) = nullptr;
+    void (*set)(ZefAttr const& self, PtrInterface& object, Value const& value) = nullptr;
+    Ptr<Entity> (*child)(PtrInterface const& object) = nullptr;
+    void (*newChild)(PtrInterface& object, Name const& name) = nullptr;
+    void (*childDel)(PtrInterface& object) = nullptr;
+    String8 (*key)(String8 const& text) = nullptr;
+    // From the key; null: from the beginning.
+    std::unique_ptr<Walk> (*walk)(PtrInterface const& object, String8 const* key) = nullptr;
+    Ptr<PtrInterface> (*member)(PtrInterface const& object, String8 const& key) = nullptr;
+    Ptr<PtrInterface> (*memberIs)(PtrInterface& object, String8 const& key) = nullptr;
+    Ptr<PtrInterface> (*memberDel)(PtrInterface& object, String8 const& key) = nullptr;
+    Value (*entry)(PtrInterface const& object, String8 const& key) = nullptr;
+    void (*entryIs)(PtrInterface& object, String8 const& key, Value const& value) = nullptr;
+    void (*entryDel)(PtrInterface& object, String8 const& key) = nullptr;
+    Value (*call)(ZefAttr const& self, PtrInterface& object, std::vector<Value> const& arguments) = nullptr;
+  };
+
   // `typeOf` gives that of the value, the child, the member or the result; null for a function that gives nothing.
   ZefAttr(char const* name, AttributeId id, Kind kind, Access access, TypeOf typeOf)
       : name_(name), id_(id), kind_(kind), access_(access), type_(typeOf) {}
@@ -85,59 +105,72 @@ class ZefAttr : public PtrInterface {
   // The type of the child, the member or the object that a reference may point at; null for the other kinds.
   ZefType const* objectType() const;
   // Null for what has no key.
-  virtual ZefType const* keyType() const { return nullptr; }
+  ZefType const* keyType() const { return keyType_ == nullptr ? nullptr : keyType_(); }
   // Whether the objects that it gives are not to be changed by who got them here.
-  virtual bool givesConst() const { return false; }
+  bool givesConst() const { return givesConst_; }
   // Whether a collection can make a member from its key alone.
-  virtual bool makesMembers() const { return false; }
+  bool makesMembers() const { return does_.memberIs != nullptr; }
   // Of a function.
-  virtual std::vector<Parameter> const& parameters() const;
-  virtual bool isMutation() const { return false; }
+  std::vector<Parameter> const& parameters() const { return parameters_; }
+  bool isMutation() const { return isMutation_; }
   ZefAttrIntrospectionFlags introspectionFlags() const;
   // What set() takes of what the type holds. The type's own setter takes all of it.
   Bounds const& bounds() const { return bounds_; }
-  void boundsIs(Bounds const& bounds) { bounds_ = bounds; }
 
-  virtual Value get(PtrInterface const& object) const;
-  virtual void set(PtrInterface& object, Value const& value) const;
+  Value get(PtrInterface const& object) const;
+  void set(PtrInterface& object, Value const& value) const;
 
-  virtual Ptr<Entity> child(PtrInterface const& object) const;
+  Ptr<Entity> child(PtrInterface const& object) const;
   // The child; created when there is none.
-  virtual Ptr<Entity> childIs(PtrInterface& object) const;
-  virtual void childDel(PtrInterface& object) const;
+  Ptr<Entity> childIs(PtrInterface& object) const;
+  void childDel(PtrInterface& object) const;
 
   // A key in the one spelling that keys() uses.
-  virtual String8 key(String8 const& text) const;
-  virtual std::unique_ptr<Walk> walk(PtrInterface const& object) const;
+  String8 key(String8 const& text) const;
+  std::unique_ptr<Walk> walk(PtrInterface const& object) const;
   // From the key, or from what follows it.
-  virtual std::unique_ptr<Walk> walkFrom(PtrInterface const& object, String8 const& key) const;
+  std::unique_ptr<Walk> walkFrom(PtrInterface const& object, String8 const& key) const;
   // The keys that are there, in the order of a walk.
   std::vector<String8> keys(PtrInterface const& object) const;
-  virtual Ptr<PtrInterface> member(PtrInterface const& object, String8 const& key) const;
+  Ptr<PtrInterface> member(PtrInterface const& object, String8 const& key) const;
   // The member; created when there is none.
-  virtual Ptr<PtrInterface> memberIs(PtrInterface& object, String8 const& key) const;
+  Ptr<PtrInterface> memberIs(PtrInterface& object, String8 const& key) const;
   // What was removed; null when there was nothing.
-  virtual Ptr<PtrInterface> memberDel(PtrInterface& object, String8 const& key) const;
+  Ptr<PtrInterface> memberDel(PtrInterface& object, String8 const& key) const;
 
-  virtual Value entry(PtrInterface const& object, String8 const& key) const;
-  virtual void entryIs(PtrInterface& object, String8 const& key, Value const& value) const;
-  virtual void entryDel(PtrInterface& object, String8 const& key) const;
+  Value entry(PtrInterface const& object, String8 const& key) const;
+  void entryIs(PtrInterface& object, String8 const& key, Value const& value) const;
+  void entryDel(PtrInterface& object, String8 const& key) const;
 
-  virtual Value call(PtrInterface& object, std::vector<Value> const& arguments) const;
+  Value call(PtrInterface& object, std::vector<Value> const& arguments) const;
+  [[noreturn]] void throwArgument(std::size_t at, String8 const& reason) const;
 
   // An attribute by its type's name and its own: "Orvane::Root::entityMib"; null when there is none.
   static Ptr<ZefAttr const> attr(Name const& qualifiedName);
 
- protected:
+ private:
+  friend class TypeBuilderBase;
+
+  // The operation, which must be there: `operation` ends the words that refuse it.
+  template <class Function>
+  Function needed(Function function, char const* operation) const {
+    if (function == nullptr) throwNoOperation(operation);
+    return function;
+  }
   [[noreturn]] void throwNoOperation(char const* operation) const;
 
- private:
   Name name_;
   AttributeId id_;
   Kind kind_;
   Access access_;
+  bool givesConst_ = false;
+  bool isMutation_ = false;
   TypeOf type_;
+  TypeOf keyType_ = nullptr;
+  Value constant_;  // of what reads the same for all objects
+  std::vector<Parameter> parameters_;
   Bounds bounds_;
+  Operations does_;
 };
 
 // The run-time type of an entity, a record or a value. There is one for each type, made on first use and never
@@ -181,10 +214,10 @@ class ZefType : public PtrInterface {
   Ptr<Entity> newEntity(Name const& name, Dir* dir) const;
 
   // The adapter of an object of this type.
-  virtual Ptr<GenericIf> genericIf(Ptr<PtrInterface> const& object, bool isConst) const;
+  Ptr<GenericIf> genericIf(Ptr<PtrInterface> const& object, bool isConst) const;
   // The same for a value of this type; for one that is an object, by the object's own type.
   Ptr<GenericIf> genericIf(Value const& value, bool isConst) const;
-  // A notifiee that hands what it hears to the listener; null for a type that nothing observes.
+  // A notifiee that hands what it hears to the listener; null for a type whose model asks for none.
   virtual Ptr<PtrInterface::NotifieeConst> newAdapter(Ptr<GenericIfListener> const& listener) const;
 
   // Enters a type under its name, and its attributes under theirs.
@@ -206,10 +239,11 @@ ZefType const* entityType();
 // Stands for objects whose own type is not known.
 ZefType const* objectType();
 
-// Calls back for every entity that the object owns, in declaration order, each with its attribute and its key (empty
-// for a single child).
-void forEachChild(Entity const& object,
-                  std::function<void(Entity& child, ZefAttr const& attribute, String8 const& key)> const& call);
+// Calls back for every object that stands in an attribute of this one, as its child or as a member of a collection, in
+// the order of declaration, each with its attribute and its key (empty for a single child). What is no entity is a
+// record. The call may remove the object, and others.
+void forEachChild(PtrInterface const& object,
+                  std::function<void(PtrInterface& child, ZefAttr const& attribute, String8 const& key)> const& call);
 
 template <class T>
 Name const& typeName() {
@@ -219,13 +253,6 @@ Name const& typeName() {
 template <class T>
 ZefType const* typeOf();
 
-// A field of a value type: GenericIfValue reads it, by its name.
-class FieldAttr final : public ZefAttr {
- public:
-  FieldAttr(char const* name, AttributeId id, TypeOf typeOf)
-      : ZefAttr(name, id, Kind::value, Access::readOnly, typeOf) {}
-};
-
 template <class T>
 ZefType::Description valueDescription() {
   ZefType::Description description{typeText<T>(), nullptr, ZefType::Kind::value, {}, {}};
@@ -234,7 +261,9 @@ ZefType::Description valueDescription() {
   } else if constexpr (ModelValue<T>) {
     AttributeId id = firstAttributeId;
     auto const add = [&]<class F>(Field<T, F> const& field) {
-      description.attributes.emplace_back(make<FieldAttr>(field.name, id++, &typeOf<F>));
+      // Without operations: GenericIfValue reads a field by its name.
+      description.attributes.emplace_back(
+          make<ZefAttr>(field.name, id++, ZefAttr::Kind::value, ZefAttr::Access::readOnly, &typeOf<F>));
       description.parameters.push_back({field.name, &typeOf<F>});
     };
     std::apply([&](auto const&... fields) { (add(fields), ...); }, T::fwkFields());

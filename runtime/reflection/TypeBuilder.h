@@ -1,8 +1,11 @@
 #pragma once
 
-#include <array>
 #include <initializer_list>
+#include <memory>
+#include <tuple>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 #include "runtime/reflection/Attribute.h"
 #include "runtime/reflection/GenericIf.h"
@@ -40,139 +43,22 @@ using ResultOf = typename FunctionOf<decltype(function)>::Result;
 template <auto function>
 using ArgumentOf = std::tuple_element_t<0, typename FunctionOf<decltype(function)>::Arguments>;
 
-template <class Owner>
-class AttrOf : public ZefAttr {
- public:
-  using ZefAttr::ZefAttr;
-
- protected:
-  static Owner const& of(PtrInterface const& object) { return static_cast<Owner const&>(object); }
-  static Owner& of(PtrInterface& object) { return static_cast<Owner&>(object); }
-  template <class T>
-  T taken(Value const& value) const {
-    T result = fromValue<T>(value);
-    requireWithin(this->bounds(), value);
-    return result;
-  }
-};
-
 template <class T>
 constexpr ZefAttr::Kind kindOf() {
   return requires { typename PointerTo<T>::Pointee; }
   ? ZefAttr::Kind::reference : ZefAttr::Kind::value;
 }
 
-template <class Owner, auto reader, auto setter>
-class ValueAttr final : public AttrOf<Owner> {
-  using T = ResultOf<reader>;
+template <class T>
+T taken(ZefAttr const& attribute, Value const& value) {
+  T result = fromValue<T>(value);
+  requireWithin(attribute.bounds(), value);
+  return result;
+}
 
- public:
-  ValueAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::writable, &typeOf<T>) {}
-  bool givesConst() const override { return pointsAtConst<T>(); }
-  Value get(PtrInterface const& object) const override { return toValue<T>((this->of(object).*reader)()); }
-  void set(PtrInterface& object, Value const& value) const override {
-    (this->of(object).*setter)(this->template taken<T>(value));
-  }
-};
-
-template <class Owner, auto reader>
-class ReadOnlyAttr final : public AttrOf<Owner> {
-  using T = ResultOf<reader>;
-
- public:
-  ReadOnlyAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::readOnly, &typeOf<T>) {}
-  bool givesConst() const override { return pointsAtConst<T>(); }
-  Value get(PtrInterface const& object) const override { return toValue<T>((this->of(object).*reader)()); }
-};
-
-template <class Owner, class T>
-class FixedAttr final : public AttrOf<Owner> {
- public:
-  FixedAttr(char const* name, AttributeId id, T Owner::*field)
-      : AttrOf<Owner>(name, id, kindOf<T>(), ZefAttr::Access::fixed, &typeOf<T>), field_(field) {}
-  bool givesConst() const override { return pointsAtConst<T>(); }
-  Value get(PtrInterface const& object) const override { return toValue<T>(this->of(object).*field_); }
-  void set(PtrInterface& object, Value const& value) const override {
-    this->of(object).*field_ = this->template taken<T>(value);
-  }
-
- private:
-  T Owner::*field_;
-};
-
-// A fixed pointer to a record that reads and is set as the record's values: setting makes a new record.
-template <class Owner, class Record>
-class RecordAttr final : public AttrOf<Owner> {
- public:
-  RecordAttr(char const* name, AttributeId id, Ptr<Record const> Owner::*field)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::value, ZefAttr::Access::fixed, &Record::_fwkType), field_(field) {}
-
-  Value get(PtrInterface const& object) const override {
-    Ptr<Record const> const& record = this->of(object).*field_;
-    if (!record) return {};
-    Value::Record values;
-    for (ZefAttr const* attribute : Record::_fwkType()->allAttributes()) {
-      values.emplace_back(attribute->name(), attribute->get(*record));
-    }
-    return values;
-  }
-  void set(PtrInterface& object, Value const& value) const override {
-    if (value.isNull()) {
-      this->of(object).*field_ = nullptr;
-      return;
-    }
-    auto const* values = value.get<Value::Record>();
-    if (values == nullptr) throwUnfit(group(), value);
-    auto const record = make<Record>();
-    for (auto const& [name, entry] : *values) {
-      ZefAttr const* const attribute = Record::_fwkType()->attr(name);
-      if (attribute == nullptr) throwNoSuchName(name, group());
-      try {
-        attribute->set(*record, entry);
-      } catch (RangeException const& error) {
-        throwRangeException(format("%s: %s", name.charPtr(), error.what()));
-      }
-    }
-    this->of(object).*field_ = record;
-  }
-
- private:
-  static String8 group() {
-    std::vector<char const*> names;
-    for (ZefAttr const* attribute : Record::_fwkType()->allAttributes()) names.push_back(attribute->name().charPtr());
-    return groupOf(names);
-  }
-
-  Ptr<Record const> Owner::*field_;
-};
-
-template <class Owner, class T>
-class ConstantAttr final : public AttrOf<Owner> {
- public:
-  ConstantAttr(char const* name, AttributeId id, T value)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::value, ZefAttr::Access::readOnly, &typeOf<T>), value_(value) {}
-  Value get(PtrInterface const& /*object*/) const override { return toValue<T>(value_); }
-
- private:
-  T value_;
-};
-
-template <class Owner, auto reader, auto setter>
-class ChildAttr final : public AttrOf<Owner> {
-  using Object = typename ResultOf<reader>::Pointee;
-
- public:
-  ChildAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::entity, ZefAttr::Access::writable, &Object::_fwkType) {}
-  Ptr<Entity> child(PtrInterface const& object) const override { return (this->of(object).*reader)(); }
-  Ptr<Entity> childIs(PtrInterface& object) const override {
-    if (!(this->of(object).*reader)()) (this->of(object).*setter)(make<Object>(this->name()));
-    return child(object);
-  }
-  void childDel(PtrInterface& object) const override { (this->of(object).*setter)(nullptr); }
-};
+// An object's attributes as a record's values, and the other way round.
+Value recordOf(PtrInterface const& object);
+void fillFromRecord(PtrInterface& object, Value const& value);
 
 template <class IteratorConst, class Key>
 class CollectionWalk final : public ZefAttr::Walk {
@@ -188,40 +74,11 @@ class CollectionWalk final : public ZefAttr::Walk {
   IteratorConst at_;
 };
 
-// find is x, create is xIs, del is xDel, iterator is xIteratorConst, startAt is xStartAt. A collection of objects that
-// stand elsewhere creates none: its create is null.
-template <class Owner, auto find, auto create, auto del, auto iterator, auto startAt>
-class CollectionAttr final : public AttrOf<Owner> {
-  using Key = ArgumentOf<find>;
-  using Object = typename ResultOf<find>::Pointee;
-  using At = CollectionWalk<ResultOf<iterator>, Key>;
-
- public:
-  CollectionAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::collection, ZefAttr::Access::writable, &Object::_fwkType) {}
-  ZefType const* keyType() const override { return typeOf<Key>(); }
-  bool makesMembers() const override { return !std::is_null_pointer_v<decltype(create)>; }
-  String8 key(String8 const& text) const override { return keyText(newKeyFromText<Key>(text)); }
-  std::unique_ptr<ZefAttr::Walk> walk(PtrInterface const& object) const override {
-    return std::make_unique<At>((this->of(object).*iterator)());
-  }
-  std::unique_ptr<ZefAttr::Walk> walkFrom(PtrInterface const& object, String8 const& key) const override {
-    return std::make_unique<At>((this->of(object).*startAt)(keyFromText<Key>(key)));
-  }
-  Ptr<PtrInterface> member(PtrInterface const& object, String8 const& key) const override {
-    return (this->of(object).*find)(keyFromText<Key>(key));
-  }
-  Ptr<PtrInterface> memberIs(PtrInterface& object, String8 const& key) const override {
-    if constexpr (std::is_null_pointer_v<decltype(create)>) {
-      return ZefAttr::memberIs(object, key);
-    } else {
-      return (this->of(object).*create)(newKeyFromText<Key>(key));
-    }
-  }
-  Ptr<PtrInterface> memberDel(PtrInterface& object, String8 const& key) const override {
-    return (this->of(object).*del)(keyFromText<Key>(key));
-  }
-};
+// A key's text in its one spelling.
+template <class Key>
+String8 keyAgain(String8 const& text) {
+  return keyText(newKeyFromText<Key>(text));
+}
 
 // Walks by the key where it stands, since entries may come and go.
 template <class Map>
@@ -252,124 +109,6 @@ class ValueMapWalk final : public ZefAttr::Walk {
   bool more_ = false;
 };
 
-template <class Owner, auto map, auto setter, auto del>
-class ValueMapAttr final : public AttrOf<Owner> {
-  using Map = ResultOf<map>;
-  using Key = typename Map::key_type;
-  using T = typename Map::mapped_type;
-
- public:
-  ValueMapAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::valueMap, ZefAttr::Access::writable, &typeOf<T>) {}
-  String8 key(String8 const& text) const override { return keyText(newKeyFromText<Key>(text)); }
-  ZefType const* keyType() const override { return typeOf<Key>(); }
-  std::unique_ptr<ZefAttr::Walk> walk(PtrInterface const& object) const override {
-    auto const& values = (this->of(object).*map)();
-    return std::make_unique<ValueMapWalk<Map>>(&object, values, values.begin());
-  }
-  std::unique_ptr<ZefAttr::Walk> walkFrom(PtrInterface const& object, String8 const& key) const override {
-    auto const& values = (this->of(object).*map)();
-    return std::make_unique<ValueMapWalk<Map>>(&object, values, values.lower_bound(keyFromText<Key>(key)));
-  }
-  Value entry(PtrInterface const& object, String8 const& key) const override {
-    auto const& values = (this->of(object).*map)();
-    auto const found = values.find(keyFromText<Key>(key));
-    return found == values.end() ? Value() : toValue<T>(found->second);
-  }
-  void entryIs(PtrInterface& object, String8 const& key, Value const& value) const override {
-    (this->of(object).*setter)(newKeyFromText<Key>(key), fromValue<T>(value));
-  }
-  void entryDel(PtrInterface& object, String8 const& key) const override {
-    (this->of(object).*del)(keyFromText<Key>(key));
-  }
-};
-
-template <class Owner, auto valid, auto reader, auto setter, auto del>
-class OptionalAttr final : public AttrOf<Owner> {
-  using T = ResultOf<reader>;
-
- public:
-  OptionalAttr(char const* name, AttributeId id)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::optional, ZefAttr::Access::writable, &typeOf<T>) {}
-  Value get(PtrInterface const& object) const override {
-    return (this->of(object).*valid)() ? toValue<T>((this->of(object).*reader)()) : Value();
-  }
-  void set(PtrInterface& object, Value const& value) const override {
-    if (value.isNull()) {
-      (this->of(object).*del)();
-    } else {
-      (this->of(object).*setter)(fromValue<T>(value));
-    }
-  }
-};
-
-template <class Owner, auto function>
-class FunctionAttr final : public AttrOf<Owner> {
-  using Arguments = typename FunctionOf<decltype(function)>::Arguments;
-  using Result = ResultOf<function>;
-  static constexpr std::size_t count = std::tuple_size_v<Arguments>;
-  using Which = std::make_index_sequence<count>;
-
- public:
-  FunctionAttr(char const* name, AttributeId id, std::array<char const*, count> const& parameters)
-      : AttrOf<Owner>(name, id, ZefAttr::Kind::function, ZefAttr::Access::readOnly, resultType()) {
-    addParameters(parameters, Which());
-  }
-  std::vector<ZefAttr::Parameter> const& parameters() const override { return parameters_; }
-  bool isMutation() const override { return !FunctionOf<decltype(function)>::isConst; }
-  bool givesConst() const override { return pointsAtConst<Result>(); }
-  Value call(PtrInterface& object, std::vector<Value> const& given) const override {
-    if (given.size() > count) GenericIf::throwUnknownArgException(this->name(), count + 1);
-    if (given.size() < count) argumentRefused(given.size(), "is missing");
-    return callWith(this->of(object), argumentsOf(given, Which()));
-  }
-
- private:
-  static ZefAttr::TypeOf resultType() {
-    if constexpr (std::is_void_v<Result>) {
-      return nullptr;
-    } else {
-      return &typeOf<Result>;
-    }
-  }
-  template <std::size_t... I>
-  void addParameters(std::array<char const*, count> const& names, std::index_sequence<I...> /*which*/) {
-    (parameters_.push_back(
-         {names[I], &typeOf<std::tuple_element_t<I, Arguments>>, pointsAtConst<std::tuple_element_t<I, Arguments>>()}),
-     ...);
-  }
-  [[noreturn]] void argumentRefused(std::size_t at, char const* reason) const {
-    GenericIf::throwTypeException(this->name(),
-                                  format("argument %zu, %s, %s", at + 1, parameters_[at].name.charPtr(), reason));
-  }
-  template <class T>
-  T argument(std::vector<Value> const& given, std::size_t at) const {
-    try {
-      return fromValue<T>(given[at]);
-    } catch (RangeException const& error) {
-      argumentRefused(at, (String8("does not fit: ") + error.what()).charPtr());
-    }
-  }
-  template <std::size_t... I>
-  Arguments argumentsOf([[maybe_unused]] std::vector<Value> const& given, std::index_sequence<I...> /*which*/) const {
-    return Arguments{argument<std::tuple_element_t<I, Arguments>>(given, I)...};
-  }
-  static Value callWith(Owner& object, Arguments const& arguments) {
-    return std::apply(
-        [&](auto const&... values) -> Value {
-          if constexpr (std::is_void_v<Result>) {
-            (object.*function)(values...);
-            return {};
-          } else {
-            return toValue<Result>((object.*function)(values...));
-          }
-        },
-        arguments);
-  }
-
-  std::vector<ZefAttr::Parameter> parameters_;
-};
-
 // T::_Type, the type object of an entity or a record.
 template <class T>
 class TypeObject : public ZefType {
@@ -392,16 +131,6 @@ class TypeObject : public ZefType {
       return make<T>(keyFromText<Key<T>>(name.stringValue()));
     } else {
       return ZefType::newObject(name);
-    }
-  }
-  using ZefType::genericIf;
-  Ptr<GenericIf> genericIf(Ptr<PtrInterface> const& object, bool isConst) const override {
-    if constexpr (requires { typename T::GenericIf_; }) {
-      return make<typename T::GenericIf_>(dynamicCast<T>(object), isConst);
-    } else if constexpr (std::derived_from<T, Entity>) {
-      return make<GenericIfEntity>(object, isConst);
-    } else {
-      return ZefType::genericIf(object, isConst);
     }
   }
   Ptr<PtrInterface::NotifieeConst> newAdapter(Ptr<GenericIfListener> const& listener) const override {
@@ -430,73 +159,204 @@ ZefType const* valueType() {
   return type;
 }
 
+// The part of a type's builder that knows no type.
+class TypeBuilderBase {
+ protected:
+  TypeBuilderBase(char const* qualifiedName, ZefType const* base, ZefType::Kind kind)
+      : description_{qualifiedName, base, kind, {}, {}} {}
+
+  void argument(char const* name, ZefAttr::TypeOf type, bool pointsAtConst) {
+    description_.parameters.push_back({name, type, pointsAtConst});
+  }
+  // Enters an attribute; the ones below are about the one that was entered last.
+  ZefAttr::Operations& add(char const* name, AttributeId id, ZefAttr::Kind kind, ZefAttr::Access access,
+                           ZefAttr::TypeOf type, bool givesConst = false);
+  void keyIs(ZefAttr::TypeOf type) { last_->keyType_ = type; }
+  void constantIs(Value value) { last_->constant_ = std::move(value); }
+  void isMutationIs(bool on) { last_->isMutation_ = on; }
+  void parameter(char const* name, ZefAttr::TypeOf type, bool pointsAtConst) {
+    last_->parameters_.push_back({name, type, pointsAtConst});
+  }
+  void boundsIs(Bounds const& bounds) { last_->bounds_ = bounds; }
+
+  ZefType::Description description_;
+
+ private:
+  Ptr<ZefAttr> last_;
+};
+
 template <class T>
-class TypeBuilder {
+class TypeBuilder : public TypeBuilderBase {
+  using Kind = ZefAttr::Kind;
+  using Access = ZefAttr::Access;
+
  public:
   TypeBuilder(char const* qualifiedName, ZefType const* base)
-      : description_{qualifiedName,
-                     base,
-                     std::derived_from<T, Entity> ? ZefType::Kind::entity : ZefType::Kind::record,
-                     {},
-                     {}} {}
+      : TypeBuilderBase(qualifiedName, base,
+                        std::derived_from<T, Entity> ? ZefType::Kind::entity : ZefType::Kind::record) {}
 
   // What the constructor takes next.
   template <class V>
   TypeBuilder& argument(char const* name) {
-    description_.parameters.push_back({name, &typeOf<V>, pointsAtConst<V>()});
+    TypeBuilderBase::argument(name, &typeOf<V>, pointsAtConst<V>());
     return *this;
   }
 
   template <auto reader, auto setter>
   TypeBuilder& value(char const* name, AttributeId id) {
-    return add<ValueAttr<T, reader, setter>>(name, id);
+    using V = ResultOf<reader>;
+    auto& does = add(name, id, kindOf<V>(), Access::writable, &typeOf<V>, pointsAtConst<V>());
+    does.get = &get<reader>;
+    does.set = [](ZefAttr const& self, PtrInterface& object, Value const& given) {
+      (of(object).*setter)(taken<V>(self, given));
+    };
+    return *this;
   }
+
   template <auto reader>
   TypeBuilder& readOnly(char const* name, AttributeId id) {
-    return add<ReadOnlyAttr<T, reader>>(name, id);
+    using V = ResultOf<reader>;
+    add(name, id, kindOf<V>(), Access::readOnly, &typeOf<V>, pointsAtConst<V>()).get = &get<reader>;
+    return *this;
   }
-  template <class V>
-  TypeBuilder& fixed(char const* name, AttributeId id, V T::*field) {
-    return add<FixedAttr<T, V>>(name, id, field);
+
+  template <auto field>
+  TypeBuilder& fixed(char const* name, AttributeId id) {
+    using V = std::remove_cvref_t<decltype(std::declval<T&>().*field)>;
+    auto& does = add(name, id, kindOf<V>(), Access::fixed, &typeOf<V>, pointsAtConst<V>());
+    does.get = [](PtrInterface const& object) { return toValue<V>(of(object).*field); };
+    does.set = [](ZefAttr const& self, PtrInterface& object, Value const& given) {
+      of(object).*field = taken<V>(self, given);
+    };
+    return *this;
   }
-  template <class Record>
-  TypeBuilder& record(char const* name, AttributeId id, Ptr<Record const> T::*field) {
-    return add<RecordAttr<T, Record>>(name, id, field);
+
+  // A fixed pointer to a record that reads and is set as the record's values: setting makes a new record.
+  template <auto field>
+  TypeBuilder& record(char const* name, AttributeId id) {
+    using Pointer = std::remove_cvref_t<decltype(std::declval<T&>().*field)>;
+    using Record = std::remove_const_t<typename Pointer::Pointee>;
+    auto& does = add(name, id, Kind::value, Access::fixed, &Record::_fwkType);
+    does.get = [](PtrInterface const& object) {
+      Pointer const& values = of(object).*field;
+      return values ? recordOf(*values) : Value();
+    };
+    does.set = [](ZefAttr const& /*self*/, PtrInterface& object, Value const& given) {
+      Ptr<Record> const values = given.isNull() ? nullptr : make<Record>();
+      if (values) fillFromRecord(*values, given);
+      of(object).*field = values;
+    };
+    return *this;
   }
-  TypeBuilder& constant(char const* name, AttributeId id, U32 value) {
-    return add<ConstantAttr<T, U32>>(name, id, value);
-  }
-  TypeBuilder& constant(char const* name, AttributeId id, U8 value) {
-    return add<ConstantAttr<T, U8>>(name, id, value);
-  }
+
+  TypeBuilder& constant(char const* name, AttributeId id, U32 value) { return constantOf<U32>(name, id, value); }
+  TypeBuilder& constant(char const* name, AttributeId id, U8 value) { return constantOf<U8>(name, id, value); }
   TypeBuilder& constant(char const* name, AttributeId id, char const* value) {
-    return add<ConstantAttr<T, String8>>(name, id, value);
+    return constantOf<String8>(name, id, value);
   }
+
   template <auto reader, auto setter>
   TypeBuilder& entity(char const* name, AttributeId id) {
-    return add<ChildAttr<T, reader, setter>>(name, id);
+    using Object = typename ResultOf<reader>::Pointee;
+    auto& does = add(name, id, Kind::entity, Access::writable, &Object::_fwkType);
+    does.child = [](PtrInterface const& object) { return Ptr<Entity>((of(object).*reader)()); };
+    does.newChild = [](PtrInterface& object, Name const& child) { (of(object).*setter)(make<Object>(child)); };
+    does.childDel = [](PtrInterface& object) { (of(object).*setter)(nullptr); };
+    return *this;
   }
+
+  // find is x, create is xIs, del is xDel, iterator is xIteratorConst, startAt is xStartAt. A collection of objects
+  // that stand elsewhere creates none: its create is null.
   template <auto find, auto create, auto del, auto iterator, auto startAt>
   TypeBuilder& collection(char const* name, AttributeId id) {
-    return add<CollectionAttr<T, find, create, del, iterator, startAt>>(name, id);
+    using Key = ArgumentOf<find>;
+    using At = CollectionWalk<ResultOf<iterator>, Key>;
+    auto& does = add(name, id, Kind::collection, Access::writable, &ResultOf<find>::Pointee::_fwkType);
+    keyIs(&typeOf<Key>);
+    does.key = &keyAgain<Key>;
+    does.walk = [](PtrInterface const& object, String8 const* key) -> std::unique_ptr<ZefAttr::Walk> {
+      if (key == nullptr) return std::make_unique<At>((of(object).*iterator)());
+      return std::make_unique<At>((of(object).*startAt)(keyFromText<Key>(*key)));
+    };
+    does.member = [](PtrInterface const& object, String8 const& key) {
+      return Ptr<PtrInterface>((of(object).*find)(keyFromText<Key>(key)));
+    };
+    if constexpr (!std::is_null_pointer_v<decltype(create)>) {
+      does.memberIs = [](PtrInterface& object, String8 const& key) {
+        return Ptr<PtrInterface>((of(object).*create)(newKeyFromText<Key>(key)));
+      };
+    }
+    does.memberDel = [](PtrInterface& object, String8 const& key) {
+      return Ptr<PtrInterface>((of(object).*del)(keyFromText<Key>(key)));
+    };
+    return *this;
   }
+
   template <auto map, auto setter, auto del>
   TypeBuilder& valueMap(char const* name, AttributeId id) {
-    return add<ValueMapAttr<T, map, setter, del>>(name, id);
+    using Map = ResultOf<map>;
+    using Key = typename Map::key_type;
+    using V = typename Map::mapped_type;
+    auto& does = add(name, id, Kind::valueMap, Access::writable, &typeOf<V>);
+    keyIs(&typeOf<Key>);
+    does.key = &keyAgain<Key>;
+    does.walk = [](PtrInterface const& object, String8 const* key) -> std::unique_ptr<ZefAttr::Walk> {
+      Map const& values = (of(object).*map)();
+      auto const from = key == nullptr ? values.begin() : values.lower_bound(keyFromText<Key>(*key));
+      return std::make_unique<ValueMapWalk<Map>>(&object, values, from);
+    };
+    does.entry = [](PtrInterface const& object, String8 const& key) {
+      Map const& values = (of(object).*map)();
+      auto const found = values.find(keyFromText<Key>(key));
+      return found == values.end() ? Value() : toValue<V>(found->second);
+    };
+    does.entryIs = [](PtrInterface& object, String8 const& key, Value const& given) {
+      (of(object).*setter)(newKeyFromText<Key>(key), fromValue<V>(given));
+    };
+    does.entryDel = [](PtrInterface& object, String8 const& key) { (of(object).*del)(keyFromText<Key>(key)); };
+    return *this;
   }
+
   template <auto valid, auto reader, auto setter, auto del>
   TypeBuilder& optional(char const* name, AttributeId id) {
-    return add<OptionalAttr<T, valid, reader, setter, del>>(name, id);
+    using V = ResultOf<reader>;
+    auto& does = add(name, id, Kind::optional, Access::writable, &typeOf<V>);
+    does.get = [](PtrInterface const& object) {
+      return (of(object).*valid)() ? toValue<V>((of(object).*reader)()) : Value();
+    };
+    does.set = [](ZefAttr const& /*self*/, PtrInterface& object, Value const& given) {
+      if (given.isNull()) {
+        (of(object).*del)();
+      } else {
+        (of(object).*setter)(fromValue<V>(given));
+      }
+    };
+    return *this;
   }
+
   // With the names of the parameters.
   template <auto member, class... Names>
   TypeBuilder& function(char const* name, AttributeId id, Names... parameters) {
-    return add<FunctionAttr<T, member>>(name, id, std::array<char const*, sizeof...(Names)>{parameters...});
+    using Function = FunctionOf<decltype(member)>;
+    using Result = typename Function::Result;
+    using Arguments = typename Function::Arguments;
+    ZefAttr::TypeOf result = nullptr;
+    if constexpr (!std::is_void_v<Result>) result = &typeOf<Result>;
+    auto& does = add(name, id, Kind::function, Access::readOnly, result, pointsAtConst<Result>());
+    isMutationIs(!Function::isConst);
+    [&]<class... Args>(std::tuple<Args...> const* /*of*/) {
+      (parameter(parameters, &typeOf<Args>, pointsAtConst<Args>()), ...);
+    }(static_cast<Arguments const*>(nullptr));
+    does.call = [](ZefAttr const& self, PtrInterface& object, std::vector<Value> const& given) {
+      return callWith<member, Result>(self, of(object), given, static_cast<Arguments const*>(nullptr),
+                                      std::index_sequence_for<Names...>());
+    };
+    return *this;
   }
 
   // Of the attribute that was added last.
   TypeBuilder& within(Bounds const& bounds) {
-    last_->boundsIs(bounds);
+    boundsIs(bounds);
     return *this;
   }
 
@@ -507,15 +367,39 @@ class TypeBuilder {
   }
 
  private:
-  template <class Attr, class... Args>
-  TypeBuilder& add(Args... args) {
-    last_ = make<Attr>(args...);
-    description_.attributes.emplace_back(last_);
+  static T const& of(PtrInterface const& object) { return static_cast<T const&>(object); }
+  static T& of(PtrInterface& object) { return static_cast<T&>(object); }
+  template <auto reader>
+  static Value get(PtrInterface const& object) {
+    return toValue<ResultOf<reader>>((of(object).*reader)());
+  }
+  template <class V>
+  TypeBuilder& constantOf(char const* name, AttributeId id, V const& value) {
+    add(name, id, Kind::value, Access::readOnly, &typeOf<V>);
+    constantIs(toValue<V>(value));
     return *this;
   }
 
-  Ptr<ZefAttr> last_;
-  ZefType::Description description_;
+  template <class V>
+  static V argumentOf(ZefAttr const& self, std::vector<Value> const& given, std::size_t at) {
+    try {
+      return fromValue<V>(given[at]);
+    } catch (RangeException const& error) {
+      self.throwArgument(at, String8("does not fit: ") + error.what());
+    }
+  }
+  template <auto member, class Result, class... Args, std::size_t... I>
+  static Value callWith([[maybe_unused]] ZefAttr const& self, T& object,
+                        [[maybe_unused]] std::vector<Value> const& given, std::tuple<Args...> const* /*of*/,
+                        std::index_sequence<I...> /*which*/) {
+    std::tuple<Args...> const arguments{argumentOf<Args>(self, given, I)...};
+    if constexpr (std::is_void_v<Result>) {
+      (object.*member)(std::get<I>(arguments)...);
+      return {};
+    } else {
+      return toValue<Result>((object.*member)(std::get<I>(arguments)...));
+    }
+  }
 };
 
 }  // namespace Zef
