@@ -12,16 +12,6 @@
 // Internal to the agent library, but what its own queries to itself go through.
 extern "C" int callback_master_num;
 
-std::vector<TraceLine> Tracing::handlerLines(std::string const& table) const {
-  std::vector<TraceLine> result;
-  for (auto const& line : lines()) {
-    if (line.level == 0 || line.text.starts_with("handle_" + table) || line.text.starts_with(table + "_handler: ")) {
-      result.push_back(line);
-    }
-  }
-  return result;
-}
-
 Agent& Agent::instance() {
   static Agent agent(Models::instance().root);
   return agent;
@@ -119,24 +109,13 @@ Models& Models::instance() {
 }
 
 Models::Models() {
+  std::pair<char const*, Zef::Ptr<Zef::Entity>> const places[] = {
+      {"fru", entityMib}, {"sensor", sensorMib}, {"state", stateMib}};
   auto const snmp = Zef::make<Zef::Dir>("snmp");
   root->entityIs(snmp);
-  auto const enter = [&](char const* directory, Zef::Ptr<Zef::Entity> const& entity) {
+  for (auto const& [directory, entity] : places) {
     auto const dir = Zef::make<Zef::Dir>(directory);
     snmp->entityIs(dir);
     dir->entityIs(entity);
-  };
-  enter("fru", entityMib);
-  enter("sensor", sensorMib);
-  enter("state", stateMib);
-}
-
-Zef::Ptr<Zef::Dir> rootWith(char const* directory, Zef::Ptr<Zef::Entity> const& entity) {
-  auto const root = Zef::make<Zef::Dir>("Vorlin");
-  auto const snmp = Zef::make<Zef::Dir>("snmp");
-  auto const dir = Zef::make<Zef::Dir>(directory);
-  root->entityIs(snmp);
-  snmp->entityIs(dir);
-  dir->entityIs(entity);
-  return root;
+  }
 }

@@ -17,8 +17,6 @@ struct Response {
 // What the MIB modules trace while it lives.
 struct Tracing : TraceCapture {
   Tracing() : TraceCapture("Snmp") {}
-  // The lines of the levels that tell of failures and refusals, without the flow of iteration.
-  std::vector<TraceLine> handlerLines(std::string const& table) const;
 };
 
 // The agent inside the test program, with the modules registered, and a manager that speaks to it without a socket.
@@ -58,5 +56,3 @@ struct Models {
   Zef::Ptr<Orvane::OrvaneSensorMib> sensorMib = Orvane::orvaneSensorMibFactory("entitysensormib");
   Zef::Ptr<Orvane::OrvaneStateMib> stateMib = Orvane::orvaneStateMibFactory("entitystatemib");
 };
-// A system root with that entity at a path of two directories, "snmp/fru/entitymib".
-Zef::Ptr<Zef::Dir> rootWith(char const* directory, Zef::Ptr<Zef::Entity> const& entity);

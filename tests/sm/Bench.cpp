@@ -11,7 +11,7 @@
 
 namespace Orvane {
 
-using EntityMib::ParentIndex;
+using namespace EntityMib;  // the parts, a dozen of them
 
 namespace {
 
@@ -22,6 +22,19 @@ std::string nameOf(std::string const& identity) {
                                                              {"1.3.6.1.4.1.59871.3.12.0.1", "kelvraEntSensorAlarm"}};
   auto const found = identities.find(identity);
   return found == identities.end() ? identity : found->second;
+}
+
+template <class Part>
+Zef::Ptr<Part> make(char const* tag, Zef::String8 const& label = "1") {
+  auto const part = Zef::make<Part>(tag);
+  part->tagIs(tag);
+  part->labelIs(label);
+  return part;
+}
+
+template <class Use>
+auto onSystem(Bench const& bench, Use use) {
+  return bench.status->fixedSystem() ? use(bench.system()) : use(bench.chassis());
 }
 
 }  // namespace
@@ -36,6 +49,130 @@ Notifications::Notifications(SteppedTime const& time)
         }
         sent_.push_back(sent);
       })) {}
+
+void Bench::makeRoot() {
+  root = nullptr;
+  root = rootFactory("orvane");
+  entityMib = orvaneEntityMibFactory("entitymib");
+  stateMib = orvaneStateMibFactory("entitystatemib");
+  sensorMib = orvaneSensorMibFactory("entitysensormib");
+  std::pair<char const*, Zef::Ptr<Zef::Entity>> const inputs[] = {
+      {"entityMib", entityMib},         {"sensorMib", sensorMib},
+      {"stateMib", stateMib},           {"status", status},
+      {"xcvrStatusDir", xcvrStatusDir}, {"xcvrConfigDir", xcvrConfigDir},
+      {"intfStatusDir", intfStatusDir}, {"intfConfigDir", intfConfigDir},
+      {"coolingStatus", coolingStatus}, {"powerStatus", powerStatus},
+      {"powerConfig", powerConfig},     {"tempStatus", tempStatus},
+      {"tempConfig", tempConfig},       {"cardStatus", cardStatus}};
+  for (auto const& [attribute, entity] : inputs)
+    root->fwkType()->attr(Zef::Name(attribute))->set(*root, Zef::Value(Zef::Ptr<Zef::PtrInterface>(entity)));
+}
+
+void Bench::start() {
+  makeRoot();
+  root->handleInitialized();
+}
+
+void Bench::publishSystem() {
+  Zef::Batch const batch;
+  auto const fixed = make<FixedSystem>("FixedSystem");
+  add<&Card::newSensor>(*fixed, 1, "TempSensor");
+  add<&Card::newPort>(*fixed, 1, "Ethernet");
+  add<&Card::newPort>(*fixed, 2, "Management");
+  add<&Card::newXcvrSlot>(*fixed, 1, "XcvrSlot")->xcvrIs(makeXcvr("1", "Ethernet1"));
+  add<&Card::newChip>(*fixed, 1, "Chip");
+  add<&Card::newStorageDevices>(*fixed, 1, "Flash");
+  status->fixedSystemIs(fixed);
+  supplySlot(1, makeSupply());
+  traySlot(2, makeTray(1));
+}
+
+void Bench::publishChassis() {
+  Zef::Batch const batch;
+  auto const modular = make<Chassis>("Chassis");
+  modular->cardplaneIs(makeCardplane());
+  status->chassisIs(modular);
+  supplySlot(1, makeSupply());
+  traySlot(2, makeTray(1));
+  insertCard(3, "Linecard");
+}
+
+void Bench::insertCard(unsigned key, char const* tag) {
+  Zef::Batch const batch;
+  Zef::String8 const label = Zef::format("%u", key);
+  auto const card = make<Card>(tag, label);
+  add<&Card::newSensor>(*card, 1, "TempSensor");
+  add<&Card::newPort>(*card, 5, "Ethernet");
+  add<&Card::newXcvrSlot>(*card, 5, "XcvrSlot")->xcvrIs(makeXcvr("5", "Ethernet" + label + "/5"));
+  add<&Card::newChip>(*card, 1, "Chip");
+  if (!chassis().cardSlot(ParentIndex(key))) add<&Chassis::newCardSlot>(chassis(), key, "CardSlot");
+  cardSlot(key).cardIs(card);
+}
+
+Card& Bench::board() const {
+  if (status->fixedSystem()) return system();
+  return *cardSlot(3).card();
+}
+
+void Bench::plugXcvr() const {
+  xcvrSlot().xcvrIs(status->fixedSystem() ? makeXcvr("1", "Ethernet1") : makeXcvr("5", "Ethernet3/5"));
+}
+
+Zef::Ptr<PowerSupplySlot> Bench::supplySlot(unsigned key, Zef::Ptr<PowerSupply> const& in) const {
+  return onSystem(*this, [&]<class System>(System& on) {
+    Zef::Batch const batch;
+    auto slot = on.powerSupplySlot(ParentIndex(key));
+    if (!slot) slot = add<&System::newPowerSupplySlot>(on, key, "PowerSupplySlot", Zef::format("P%u", key));
+    if (in) slot->powerSupplyIs(in);
+    return slot;
+  });
+}
+
+Zef::Ptr<FanTraySlot> Bench::traySlot(unsigned key, Zef::Ptr<FanTray> const& in) const {
+  return onSystem(*this, [&]<class System>(System& on) {
+    Zef::Batch const batch;
+    auto slot = on.fanTraySlot(ParentIndex(key));
+    if (!slot) slot = add<&System::newFanTraySlot>(on, key, "FanTraySlot");
+    if (in) slot->fanTrayIs(in);
+    return slot;
+  });
+}
+
+void Bench::supplySlotDel(unsigned key) const {
+  onSystem(*this, [&](auto& on) { return on.powerSupplySlotDel(ParentIndex(key)); });
+}
+
+void Bench::traySlotDel(unsigned key) const {
+  onSystem(*this, [&](auto& on) { return on.fanTraySlotDel(ParentIndex(key)); });
+}
+
+Zef::Ptr<PowerSupply> makeSupply() {
+  auto const supply = make<PowerSupply>("PowerSupply");
+  add<&Fan::newSensor>(*add<&PowerSupply::newFan>(*supply, 1, "Fan"), 1, "FanSensor");
+  add<&PowerSupply::newSensor>(*supply, 1, "VoltageSensor");
+  return supply;
+}
+
+Zef::Ptr<FanTray> makeTray(unsigned fans) {
+  auto const tray = make<FanTray>("FanTray");
+  for (unsigned key = 1; key <= fans; ++key) {
+    auto const fan = add<&FanTray::newFan>(*tray, key, "Fan");
+    add<&Fan::newSensor>(*fan, 1, "FanSensor", fan->label());
+  }
+  return tray;
+}
+
+Zef::Ptr<EntityMib::Xcvr> makeXcvr(Zef::String8 const& label, Zef::String8 const& alias) {
+  using EntityMib::Xcvr;
+  auto const xcvr = make<Xcvr>("Xcvr", label);
+  xcvr->aliasIs(alias);
+  add<&Xcvr::newSensor>(*xcvr, 1, "DomTemperatureSensor", label);
+  auto const lane = add<&Xcvr::newLane>(*xcvr, 1, "Lane", label + "/2");
+  add<&Lane::newSensor>(*lane, 1, "DomRxPowerSensor", lane->label());
+  return xcvr;
+}
+
+Zef::Ptr<Cardplane> makeCardplane() { return make<Cardplane>("CardPlane"); }
 
 void Bench::pass(double seconds) {
   auto const clock = Zef::processClock();
@@ -56,65 +193,12 @@ std::string Bench::stateOf(U32 index) const {
          std::to_string(static_cast<long>(state->lastChanged() - 1.0e9));
 }
 
-void Bench::start() {
-  auto const set = [&](char const* attribute, Zef::Ptr<Zef::Entity> const& entity) {
-    root->fwkType()->attr(Zef::Name(attribute))->set(*root, Zef::Value(Zef::Ptr<Zef::PtrInterface>(entity)));
-  };
-  set("entityMib", entityMib);
-  set("sensorMib", sensorMib);
-  set("stateMib", stateMib);
-  set("status", status);
-  set("xcvrStatusDir", xcvrStatusDir);
-  set("xcvrConfigDir", xcvrConfigDir);
-  set("intfStatusDir", intfStatusDir);
-  set("intfConfigDir", intfConfigDir);
-  set("coolingStatus", coolingStatus);
-  set("powerStatus", powerStatus);
-  set("powerConfig", powerConfig);
-  set("tempStatus", tempStatus);
-  set("tempConfig", tempConfig);
-  set("cardStatus", cardStatus);
-  root->handleInitialized();
-}
-
-void Bench::publishSystem() {
-  Zef::Batch const batch;
-  auto const system = Zef::make<EntityMib::FixedSystem>("fixedSystem");
-  system->tagIs("FixedSystem");
-  system->labelIs("1");
-  publish([&] { return system->newSensor(ParentIndex(1)); }, "TempSensor", "1");
-  publish([&] { return system->newPort(ParentIndex(1)); }, "Ethernet", "1");
-  publish([&] { return system->newPort(ParentIndex(2)); }, "Management", "2");
-  publish([&] { return system->newXcvrSlot(ParentIndex(1)); }, "XcvrSlot", "1");
-  publish([&] { return system->newChip(ParentIndex(1)); }, "Chip", "1");
-  publish([&] { return system->newStorageDevices(ParentIndex(1)); }, "Flash", "1");
-  auto const supplySlot = publish([&] { return system->newPowerSupplySlot(ParentIndex(1)); }, "PowerSupplySlot", "P1");
-  auto const traySlot = publish([&] { return system->newFanTraySlot(ParentIndex(2)); }, "FanTraySlot", "2");
-  status->fixedSystemIs(system);
-  supplySlot->powerSupplyIs(makeSupply());
-  traySlot->fanTrayIs(makeTray(1));
-}
-
-Zef::Ptr<EntityMib::PowerSupply> makeSupply() {
-  auto const supply = Zef::make<EntityMib::PowerSupply>("powerSupply");
-  supply->tagIs("PowerSupply");
-  supply->labelIs("1");
-  auto const fan = publish([&] { return supply->newFan(ParentIndex(1)); }, "Fan", "1");
-  publish([&] { return fan->newSensor(ParentIndex(1)); }, "FanSensor", "1");
-  publish([&] { return supply->newSensor(ParentIndex(1)); }, "VoltageSensor", "1");
-  return supply;
-}
-
-Zef::Ptr<EntityMib::FanTray> makeTray(unsigned fans) {
-  auto const tray = Zef::make<EntityMib::FanTray>("fanTray");
-  tray->tagIs("FanTray");
-  tray->labelIs("1");
-  for (unsigned key = 1; key <= fans; ++key) {
-    Zef::String8 const label = Zef::format("%u", key);
-    auto const fan = publish([&] { return tray->newFan(ParentIndex(key)); }, "Fan", label.charPtr());
-    publish([&] { return fan->newSensor(ParentIndex(1)); }, "FanSensor", label.charPtr());
-  }
-  return tray;
+std::vector<std::string> Bench::takeWaiting() {
+  std::vector<std::string> found;
+  while (auto const trap = root->pendingStateTrapDeq())
+    found.push_back(std::to_string(trap->index()) + " " + std::to_string(trap->operState()) + "," +
+                    std::to_string(trap->adminState()));
+  return found;
 }
 
 bool Bench::configurationChanged() {
@@ -143,49 +227,42 @@ std::vector<std::string> Bench::rows() const {
 
 std::vector<std::string> Bench::disagreements() const {
   std::vector<std::string> found;
-  auto const complain = [&](std::string const& what, U32 index) {
-    found.push_back(what + " " + std::to_string(index));
+  auto const require = [&](bool holds, std::string const& otherwise, U32 index) {
+    if (!holds) found.push_back(otherwise + " " + std::to_string(index));
   };
+  auto const isRow = [&](U32 index) { return static_cast<bool>(entityMib->physicalEntity(index)); };
   std::set<std::pair<U32, U32>> wanted;
+  std::set<std::pair<U32, U32>> have;
   unsigned named = 0;
+  unsigned slots = 0;
   for (auto at = entityMib->physicalEntityIteratorConst(); at; ++at) {
     if (at->containedIn() != 0) wanted.emplace(at->containedIn(), at->index());
-    if (at->containedIn() != 0 && !entityMib->physicalEntity(at->containedIn())) complain("orphan row", at->index());
+    require(at->containedIn() == 0 || isRow(at->containedIn()), "orphan row", at->index());
     if (!at->phyAttr()) continue;
     ++named;
-    bool const isXcvr = at->tag() == "Xcvr";
-    auto const entry = isXcvr ? root->xcvr(at->alias().empty() ? at->componentName() : at->alias())
+    auto const entry = at->tag() == "Xcvr" ? root->xcvr(at->alias().empty() ? at->componentName() : at->alias())
                        : at->zefTypeName() == "Card"
                            ? root->card(root->constants()->cardNameFromComponentName(at.ptr()))
                            : root->component(at->componentName());
-    if (!entry || entry->entity() != at.ptr()) complain("row without its name", at->index());
-    if ((at->zefTypeName() == "XcvrSlot") != static_cast<bool>(root->xcvrSlotSm(EntityMib::PhysicalIndex(at->index()))))
-      complain("slot without its reactor", at->index());
+    require(entry && entry->entity() == at.ptr(), "row without its name", at->index());
+    if (at->zefTypeName() != "XcvrSlot") continue;
+    ++slots;
+    require(root->xcvrSlotSm(PhysicalIndex(at->index())) != nullptr, "slot without its reactor", at->index());
   }
-  std::set<std::pair<U32, U32>> have;
   for (auto at = entityMib->containsIteratorConst(); at; ++at) have.emplace(at->containerIndex(), at->containeeIndex());
-  if (have != wanted) complain("contains rows differ from containedIn, rows:", static_cast<U32>(have.size()));
-  if (root->componentCount() + root->xcvrCount() + root->cardCount() != named)
-    complain("names", root->componentCount());
-  for (auto at = stateMib->stateEntityIteratorConst(); at; ++at) {
-    if (!entityMib->physicalEntity(at->index())) complain("state row alone", at->index());
-  }
-  for (auto at = sensorMib->thresholdEntityIteratorConst(); at; ++at) {
-    if (sensorMib->sensorEntity(at.key()) != at.ptr()) complain("threshold row alone", at.key());
-  }
-  for (auto at = root->pendingStateTrapIteratorConst(); at; ++at) {
-    auto const same = [&](auto const& other) { return other.index() == at->index(); };
-    unsigned count = 0;
-    for (auto other = root->pendingStateTrapIteratorConst(); other; ++other) count += same(*other);
-    if (count != 1) complain("two notifications of one row", at->index());
-  }
-  for (auto at = sensorMib->sensorEntityIteratorConst(); at; ++at) {
-    if (!entityMib->physicalEntity(at->index())) complain("sensor row alone", at->index());
-  }
-  for (auto at = entityMib->virtualContainerIteratorConst(); at; ++at) {
-    if (entityMib->physicalEntity(at->entity()->index()) != at->entity())
-      complain("container alone", at->entity()->index());
-  }
+  require(have == wanted, "contains rows differ from containedIn, rows:", static_cast<U32>(have.size()));
+  require(root->xcvrSlotSmCount() == slots, "reactors of slots", root->xcvrSlotSmCount());
+  require(root->componentCount() + root->xcvrCount() + root->cardCount() == named, "names", root->componentCount());
+  for (auto at = stateMib->stateEntityIteratorConst(); at; ++at)
+    require(isRow(at->index()), "state alone", at->index());
+  for (auto at = sensorMib->sensorEntityIteratorConst(); at; ++at) require(isRow(at.key()), "sensor alone", at.key());
+  for (auto at = sensorMib->thresholdEntityIteratorConst(); at; ++at)
+    require(sensorMib->sensorEntity(at.key()) == at.ptr(), "threshold alone", at.key());
+  for (auto at = entityMib->virtualContainerIteratorConst(); at; ++at)
+    require(entityMib->physicalEntity(at->entity()->index()) == at->entity(), "container alone", at->entity()->index());
+  std::set<U32> told;
+  for (auto at = root->pendingStateTrapIteratorConst(); at; ++at)
+    require(told.insert(at->index()).second, "two notifications of one row", at->index());
   return found;
 }
 

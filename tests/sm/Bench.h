@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "model/Constants.h"
 #include "model/input/EntityMib.h"
 #include "runtime/reactors/Activity.h"
+#include "sm/ChassisSm.h"
 #include "sm/EntitySm.h"
 #include "sm/FixedSystemSm.h"
 #include "sm/Root.h"
@@ -47,9 +47,9 @@ struct Tracing : TraceCapture {
 struct Bench {
   SteppedTime time;
   Notifications notifications{time};
-  Zef::Ptr<OrvaneEntityMib> entityMib = orvaneEntityMibFactory("entitymib");
-  Zef::Ptr<OrvaneSensorMib> sensorMib = orvaneSensorMibFactory("entitysensormib");
-  Zef::Ptr<OrvaneStateMib> stateMib = orvaneStateMibFactory("entitystatemib");
+  Zef::Ptr<OrvaneEntityMib> entityMib;
+  Zef::Ptr<OrvaneSensorMib> sensorMib;
+  Zef::Ptr<OrvaneStateMib> stateMib;
   Zef::Ptr<EntityMib::Status> status = Zef::make<EntityMib::Status>("status");
   Zef::Ptr<Xcvr::AllStatusDir> xcvrStatusDir = Zef::make<Xcvr::AllStatusDir>("xcvrStatusDir");
   Zef::Ptr<Xcvr::AllConfigDir> xcvrConfigDir = Zef::make<Xcvr::AllConfigDir>("xcvrConfigDir");
@@ -61,21 +61,38 @@ struct Bench {
   Zef::Ptr<Environment::Temperature::Status> tempStatus = Zef::make<Environment::Temperature::Status>("tempStatus");
   Zef::Ptr<Environment::Temperature::Config> tempConfig = Zef::make<Environment::Temperature::Config>("tempConfig");
   Zef::Ptr<Hardware::Card::Status> cardStatus = Zef::make<Hardware::Card::Status>("cardStatus");
-  Zef::Ptr<Root> root = rootFactory("orvane");
+  Zef::Ptr<Root> root;
 
-  // As the bootstrap does it: the inputs by attribute name, and then the start.
+  // Another Root over tables of its own, with the inputs as they are; as the bootstrap does it.
+  void makeRoot();
   void start();
 
-  EntityMib::FixedSystem& system() const { return *status->fixedSystem(); }
-  FixedSystemSm& systemSm() const { return *root->entitySm()->fixedSystemSm(); }
-  // A system that stands whole before anyone hears of it.
+  // A system that stands whole before anyone hears of it: fixed, or a chassis with one line card, in slot 3. Both have
+  // a supply in slot 1, a tray with one fan in slot 2 and a transceiver.
   void publishSystem();
+  void publishChassis();
+  void insertCard(unsigned key, char const* tag);
+
+  EntityMib::FixedSystem& system() const { return *status->fixedSystem(); }
+  EntityMib::Chassis& chassis() const { return *status->chassis(); }
+  SystemSm& systemSm() const { return *root->entitySm()->systemSm(); }
+  // The fixed system itself, or the line card.
+  EntityMib::Card& board() const;
+  EntityMib::XcvrSlot& xcvrSlot() const { return *board().xcvrSlotIteratorConst().ptr(); }
+  void plugXcvr() const;
+  EntityMib::CardSlot& cardSlot(unsigned key) const { return *chassis().cardSlot(EntityMib::ParentIndex(key)); }
+  // Get or create, on either system; with what is in it, if that is given.
+  Zef::Ptr<EntityMib::PowerSupplySlot> supplySlot(unsigned key, Zef::Ptr<EntityMib::PowerSupply> const& in = {}) const;
+  Zef::Ptr<EntityMib::FanTraySlot> traySlot(unsigned key, Zef::Ptr<EntityMib::FanTray> const& in = {}) const;
+  void supplySlotDel(unsigned key) const;
+  void traySlotDel(unsigned key) const;
 
   // Lets time pass as the agent's loop does: moves to each moment at which a timer is due, and runs the clock.
   void pass(double seconds);
   // entStateOper, entStateAdmin of a row, and when it last changed.
   std::string stateOf(U32 index) const;
-
+  // The notifications that wait, in order: index, entStateOper, entStateAdmin. Forgets them.
+  std::vector<std::string> takeWaiting();
   // Whether the last step changed the configuration; forgets it.
   bool configurationChanged();
 
@@ -86,20 +103,22 @@ struct Bench {
   std::vector<std::string> disagreements() const;
 };
 
-// Publishes one object, complete before anyone hears of it.
-template <class Make>
-auto publish(Make make, char const* tag, char const* label) {
+// Publishes one object, complete before anyone hears of it; its key is its label where no other is given.
+template <auto make, class Parent>
+auto add(Parent& parent, unsigned key, char const* tag, Zef::String8 const& label = "") {
   Zef::Batch const batch;
-  auto const object = make();
+  auto const object = (parent.*make)(EntityMib::ParentIndex(key));
   object->tagIs(tag);
-  object->labelIs(label);
-  object->descriptionIs(Zef::String8(tag) + " " + label);
+  object->labelIs(label.empty() ? Zef::format("%u", key) : label);
+  object->descriptionIs(Zef::String8(tag) + " " + object->label());
   return object;
 }
 
-// A supply with a fan, the fan's sensor and a sensor of its own; not yet in any slot.
+// Parts that are in no slot yet: a supply with a fan, the fan's sensor and a sensor of its own; a tray with fans that
+// have a sensor each; a transceiver with a sensor, and a lane with another.
 Zef::Ptr<EntityMib::PowerSupply> makeSupply();
-// A tray with fans that have a sensor each; not yet in any slot.
 Zef::Ptr<EntityMib::FanTray> makeTray(unsigned fans);
+Zef::Ptr<EntityMib::Xcvr> makeXcvr(Zef::String8 const& label, Zef::String8 const& alias);
+Zef::Ptr<EntityMib::Cardplane> makeCardplane();
 
 }  // namespace Orvane

@@ -33,19 +33,12 @@ class StatusRecords : public testing::Test {
  protected:
   void SetUp() override {
     bench.publishSystem();
-    publish([&] { return bench.system().newSensor(ParentIndex(2)); }, "CurrentSensor", "2");
+    add<&EntityMib::Card::newSensor>(bench.system(), 2, "CurrentSensor");
     bench.start();
-    drain();
     bench.time.step(100);
   }
   void TearDown() override { EXPECT_THAT(bench.disagreements(), IsEmpty()); }
 
-  // The rows of the notifications that wait, in order; forgets them.
-  std::vector<U32> drain() {
-    std::vector<U32> waiting;
-    while (auto const trap = bench.root->pendingStateTrapDeq()) waiting.push_back(trap->index());
-    return waiting;
-  }
   template <class T>
   T& sensor(U32 index) {
     return dynamic_cast<T&>(*bench.sensorMib->sensorEntity(index));
@@ -54,94 +47,75 @@ class StatusRecords : public testing::Test {
   Bench bench;
 };
 
-// One kind of record: how it comes, changes and goes, the row that its notification speaks of, the rows that it writes.
+// One kind of record: how it comes, what changes it, how it goes, the row that its notification speaks of, the rows
+// that it writes, and their states by the number of the status, from 0.
 struct Kind {
-  char const* name;
-  std::function<void(Bench&)> come;
-  std::function<void(Bench&, U32 status)> change;
+  char const* record;
+  std::function<std::function<void(U32 status)>(Bench&)> come;
   std::function<void(Bench&)> go;
   U32 notified;
   std::vector<U32> written;
-  bool stampedWhenBound;
-  std::vector<std::string> states;  // by the number of the status, from 0
+  std::vector<std::string> states = {"1,1", "3,4", "2,2", "2,2"};
+  bool stampedWhenBound = true;
 };
 
-std::vector<std::string> const hwStates{"1,1", "3,4", "2,2", "2,2"};
+template <auto make, auto del, auto input, class Record, class Value>
+Kind kind(char const* name, void (Record::*set)(Value), U32 notified, std::vector<U32> written) {
+  return {name,
+          [=](Bench& bench) {
+            auto const record = std::invoke(make, *(bench.*input), name);
+            return [=](U32 status) { ((*record).*set)(Value(status)); };
+          },
+          [=](Bench& bench) { ((*(bench.*input)).*del)(name); }, notified, std::move(written)};
+}
 
-Kind const kinds[] = {
-    {"temperature",
-     [](Bench& b) { b.tempStatus->newTempSensor("TempSensor1"); },
-     [](Bench& b, U32 s) { b.tempStatus->tempSensor("TempSensor1")->hwStatusIs(TempStatus::HwStatus(s)); },
-     [](Bench& b) { b.tempStatus->tempSensorDel("TempSensor1"); },
-     tempSensor,
-     {tempSensor},
-     true,
-     hwStates},
-    {"voltage",
-     [](Bench& b) { b.powerStatus->newVoltageSensor("VoltageSensorP1/1"); },
-     [](Bench& b, U32 s) { b.powerStatus->voltageSensor("VoltageSensorP1/1")->hwStatusIs(VoltageStatus::HwStatus(s)); },
-     [](Bench& b) { b.powerStatus->voltageSensorDel("VoltageSensorP1/1"); },
-     voltageSensor,
-     {voltageSensor},
-     true,
-     hwStates},
-    {"current",
-     [](Bench& b) { b.powerStatus->newCurrentSensor("CurrentSensor2"); },
-     [](Bench& b, U32 s) { b.powerStatus->currentSensor("CurrentSensor2")->hwStatusIs(CurrentStatus::HwStatus(s)); },
-     [](Bench& b) { b.powerStatus->currentSensorDel("CurrentSensor2"); },
-     currentSensor,
-     {currentSensor},
-     false,
-     hwStates},
-    {"fan",
-     [](Bench& b) { b.coolingStatus->newFan("Fan2/1"); },
-     [](Bench& b, U32 s) { b.coolingStatus->fan("Fan2/1")->hwStatusIs(FanStatus::HwStatus(s)); },
-     [](Bench& b) { b.coolingStatus->fanDel("Fan2/1"); },
-     trayFan,
-     {trayFanSensor, trayFan},
-     true,
-     hwStates},
-    {"supply by number",
-     [](Bench& b) { b.powerStatus->newPowerSupply("PowerSupply1"); },
-     [](Bench& b, U32 s) { b.powerStatus->powerSupply("PowerSupply1")->stateIs(SupplyStatus::State(s)); },
-     [](Bench& b) { b.powerStatus->powerSupplyDel("PowerSupply1"); },
-     supply,
-     {supply},
-     true,
-     {"1,1", "2,2", "2,2", "3,4", "2,2"}},
-    {"supply by slot",
-     [](Bench& b) { b.powerStatus->newPowerSupply("PowerSupplyP1/1"); },
-     [](Bench& b, U32 s) { b.powerStatus->powerSupply("PowerSupplyP1/1")->stateIs(SupplyStatus::State(s)); },
-     [](Bench& b) { b.powerStatus->powerSupplyDel("PowerSupplyP1/1"); },
-     supply,
-     {supply},
-     true,
-     {"1,1", "2,2", "2,2", "3,4", "2,2"}},
-};
+std::vector<Kind> kinds() {
+  using Temperature = Environment::Temperature::Status;
+  using Power = Environment::Power::Status;
+  using Cooling = Environment::Cooling::Status;
+  constexpr auto newFan = [](Cooling& cooling, char const* name) { return cooling.newFan(name); };
+  std::vector<Kind> all = {
+      kind<&Temperature::newTempSensor, &Temperature::tempSensorDel, &Bench::tempStatus>(
+          "TempSensor1", &TempStatus::hwStatusIs, tempSensor, {tempSensor}),
+      kind<&Power::newVoltageSensor, &Power::voltageSensorDel, &Bench::powerStatus>(
+          "VoltageSensorP1/1", &VoltageStatus::hwStatusIs, voltageSensor, {voltageSensor}),
+      kind<&Power::newCurrentSensor, &Power::currentSensorDel, &Bench::powerStatus>(
+          "CurrentSensor2", &CurrentStatus::hwStatusIs, currentSensor, {currentSensor}),
+      kind<newFan, &Cooling::fanDel, &Bench::coolingStatus>("Fan2/1", &FanStatus::hwStatusIs, trayFan,
+                                                            {trayFanSensor, trayFan}),
+  };
+  all[2].stampedWhenBound = false;
+  for (char const* supplyName : {"PowerSupply1", "PowerSupplyP1/1"}) {
+    all.push_back(kind<&Power::newPowerSupply, &Power::powerSupplyDel, &Bench::powerStatus>(
+        supplyName, &SupplyStatus::stateIs, supply, {supply}));
+    all.back().states = {"1,1", "2,2", "2,2", "3,4", "2,2"};
+  }
+  return all;
+}
 
 TEST_F(StatusRecords, WriteTheirRowsAndAskForOneNotification) {
-  for (Kind const& kind : kinds) {
-    SCOPED_TRACE(kind.name);
-    auto const stamped = [&](U32 status, bool now, long before) {
-      return kind.states[status] + " at " + std::to_string(now ? static_cast<long>(bench.time.now()) : before);
+  for (Kind const& each : kinds()) {
+    SCOPED_TRACE(each.record);
+    auto const expect = [&](U32 status, double time) {
+      EXPECT_THAT(bench.takeWaiting(), ElementsAre(std::to_string(each.notified) + " " + each.states[status]));
+      for (U32 row : each.written) {
+        EXPECT_EQ(bench.stateOf(row), each.states[status] + " at " + std::to_string(static_cast<long>(time))) << row;
+      }
     };
-    std::string const first = bench.stateOf(kind.written[0]);
-    long const before = std::stol(first.substr(first.rfind(' ') + 1));
-    kind.come(bench);
-    EXPECT_THAT(drain(), ElementsAre(kind.notified));
-    for (U32 row : kind.written) EXPECT_EQ(bench.stateOf(row), stamped(0, kind.stampedWhenBound, before)) << row;
-    for (U32 status = 1; status != kind.states.size(); ++status) {
+    double const before = bench.stateMib->stateEntity(each.notified)->lastChanged() - 1.0e9;
+    auto const change = each.come(bench);
+    expect(0, each.stampedWhenBound ? bench.time.now() : before);
+    for (U32 status = 1; status != each.states.size(); ++status) {
       bench.time.step(10);
-      kind.change(bench, status);
-      EXPECT_THAT(drain(), ElementsAre(kind.notified));
-      for (U32 row : kind.written) EXPECT_EQ(bench.stateOf(row), stamped(status, true, 0)) << row;
+      change(status);
+      expect(status, bench.time.now());
     }
     // A record that goes leaves the state as it was.
-    std::string const last = bench.stateOf(kind.written[0]);
+    std::string const last = bench.stateOf(each.notified);
     bench.time.step(10);
-    kind.go(bench);
-    EXPECT_THAT(drain(), IsEmpty());
-    EXPECT_EQ(bench.stateOf(kind.written[0]), last);
+    each.go(bench);
+    EXPECT_THAT(bench.takeWaiting(), IsEmpty());
+    EXPECT_EQ(bench.stateOf(each.notified), last);
   }
 }
 
@@ -151,7 +125,7 @@ TEST_F(StatusRecords, BindTheSensorWhicheverComesFirst) {
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).status(), record);
   EXPECT_FALSE(sensor<TemperatureSensor>(tempSensor).configData()) << "it came behind the record";
   bench.system().sensorDel(ParentIndex(1));
-  publish([&] { return bench.system().newSensor(ParentIndex(1)); }, "TempSensor", "1");
+  add<&EntityMib::Card::newSensor>(bench.system(), 1, "TempSensor");
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).status(), record);
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).configData(), config);
   bench.tempStatus->tempSensorDel("TempSensor1");
@@ -166,8 +140,7 @@ TEST_F(StatusRecords, BindTheSensorWhicheverComesFirst) {
   EXPECT_EQ(sensor<FanSensor>(2011101).status(), fan);
   auto const tray = bench.system().fanTraySlot(ParentIndex(2))->fanTray();
   auto const early = bench.coolingStatus->newFan("Fan2/7");
-  auto const part = publish([&] { return tray->newFan(ParentIndex(7)); }, "Fan", "7");
-  publish([&] { return part->newSensor(ParentIndex(1)); }, "FanSensor", "7");
+  add<&EntityMib::Fan::newSensor>(*add<&EntityMib::FanTray::newFan>(*tray, 7, "Fan"), 1, "FanSensor", "7");
   EXPECT_EQ(sensor<FanSensor>(1021701).status(), early);
 
   // A record that is replaced by another of its name.
@@ -195,27 +168,25 @@ TEST_F(StatusRecords, RebindUnderANewLabel) {
 TEST_F(StatusRecords, TellWhatHasNoPartnerAndChangeNothing) {
   Tracing tracing{1};
   auto const rows = bench.rows();
+  std::string const noRow = "Cannot find physical entity for ";
   struct {
     std::function<void()> publish;
-    char const* told;
+    std::string told;
   } const cases[] = {
-      {[&] { bench.tempStatus->newTempSensor("TempSensor77"); }, "Cannot find physical entity for TempSensor77"},
+      {[&] { bench.tempStatus->newTempSensor("TempSensor77"); }, noRow + "TempSensor77"},
       {[&] { bench.tempStatus->tempSensor("TempSensor77")->hwStatusIs(TempStatus::HwStatus::ok); },
-       "Cannot find physical entity for TempSensor77"},
-      {[&] { bench.powerStatus->newVoltageSensor("Volt"); }, "Cannot find physical entity for Volt"},
-      {[&] { bench.powerStatus->newCurrentSensor("Amp"); }, "Cannot find physical entity for Amp"},
-      {[&] { bench.coolingStatus->newFan("Fan9/9"); }, "Cannot find physical entity for FanSensor9/9"},
+       noRow + "TempSensor77"},
+      {[&] { bench.coolingStatus->newFan("Fan9/9"); }, noRow + "FanSensor9/9"},
       {[&] { bench.powerStatus->newPowerSupply("PowerSupply8"); }, "Cannot find power supply for PowerSupply8"},
       {[&] { bench.powerStatus->newPowerSupply("Supply1"); }, "Cannot find power supply for Supply1"},
-      {[&] { bench.cardStatus->newCardStatus("Linecard3"); }, "Cannot find physical entity for Linecard3"},
+      {[&] { bench.cardStatus->newCardStatus("Linecard3"); }, noRow + "Linecard3"},
+      {[&] { bench.intfStatusDir->newIntfStatus(Morvet::IntfId("Ethernet77")); }, noRow + "Ethernet77"},
       {[&] { bench.tempStatus->newTempSensor("CurrentSensor2"); }, "Sensor is not TemperatureSensor "},
       {[&] { bench.tempStatus->newTempSensor("Chip1"); }, "Sensor is not TemperatureSensor "},
-      {[&] { bench.tempConfig->newTempSensor("TempSensor77")->criticalThresholdIs(3); },
-       "Cannot find physical entity for TempSensor77"},
+      {[&] { bench.tempConfig->newTempSensor("TempSensor77")->criticalThresholdIs(3); }, noRow + "TempSensor77"},
       {[&] {
-         bench.tempStatus->newTempSensor("TempSensor1");
          bench.stateMib->stateEntityDel(tempSensor);
-         bench.tempStatus->tempSensor("TempSensor1")->hwStatusIs(TempStatus::HwStatus::ok);
+         bench.tempStatus->newTempSensor("TempSensor1");
          bench.stateMib->stateEntityIs(tempSensor);
        },
        "Cannot find State entity for TempSensor1"},
@@ -233,8 +204,7 @@ TEST_F(StatusRecords, AReadingCausesNoReaction) {
   auto const temperature = bench.tempStatus->newTempSensor("TempSensor1");
   auto const fan = bench.coolingStatus->newFan("Fan2/1");
   auto const rail = bench.powerStatus->newVoltageSensor("VoltageSensorP1/1");
-  temperature->hwStatusIs(TempStatus::HwStatus::ok);
-  drain();
+  bench.takeWaiting();
   auto const state = bench.stateOf(tempSensor);
   Tracing tracing{0x3ff};
   for (int i = 0; i < 10000; ++i) {
@@ -243,7 +213,7 @@ TEST_F(StatusRecords, AReadingCausesNoReaction) {
     rail->voltageIs(static_cast<float>(i % 13));
   }
   EXPECT_THAT(tracing.take(), IsEmpty());
-  EXPECT_THAT(drain(), IsEmpty());
+  EXPECT_THAT(bench.takeWaiting(), IsEmpty());
   EXPECT_EQ(Zef::ActivitySm::process().pendingCount(), 0U);
   EXPECT_EQ(bench.stateOf(tempSensor), state);
   EXPECT_EQ(static_cast<S32>(sensor<TemperatureSensor>(tempSensor).value()), 99990);
@@ -254,15 +224,14 @@ TEST_F(StatusRecords, AreFoundByReactorsThatStartLater) {
   bench.powerStatus->newPowerSupply("PowerSupply1")->stateIs(SupplyStatus::State::ok);
   bench.tempStatus->newTempSensor("TempSensor1")->hwStatusIs(TempStatus::HwStatus::failed);
   bench.tempConfig->newTempSensor("TempSensor1")->criticalThresholdIs(90);
-  bench.root = rootFactory("again");
-  bench.entityMib = orvaneEntityMibFactory("entitymib");
-  bench.stateMib = orvaneStateMibFactory("entitystatemib");
-  bench.sensorMib = orvaneSensorMibFactory("entitysensormib");
+  bench.intfStatusDir->newIntfStatus(Morvet::IntfId("Ethernet1"))->operStatusIs(Interface::IntfOperStatus::up);
   bench.start();
+  EXPECT_THAT(bench.stateOf(200001), HasSubstr("3,4"));
   EXPECT_THAT(bench.stateOf(trayFan), HasSubstr("3,4"));
   EXPECT_THAT(bench.stateOf(supply), HasSubstr("3,4"));
   EXPECT_THAT(bench.stateOf(tempSensor), HasSubstr("2,2"));
   EXPECT_TRUE(bench.sensorMib->thresholdEntity(tempSensor));
+  EXPECT_EQ(bench.takeWaiting().size(), 4U);
   // Reactors with unchanged inputs are kept, others replaced.
   auto const fans = bench.root->fanStatusSm();
   auto const temperatures = bench.root->tempStatusSm();
@@ -275,60 +244,151 @@ TEST_F(StatusRecords, AreFoundByReactorsThatStartLater) {
 }
 
 TEST_F(StatusRecords, ANullRecordIsRefused) {
-  auto const refusal = [](auto const& call) -> std::string {
-    try {
-      call();
-    } catch (Zef::RangeException const& error) {
-      return error.what();
-    }
-    return "taken";
+  auto const text = [](std::string const& attribute, std::string const& type) {
+    return "null _" + attribute + " parameter to mutator for Orvane::" + type + "::" + attribute + " not allowed\"";
   };
-  EXPECT_EQ(refusal([&] { bench.root->fanStatusSm()->fanStatusIs(nullptr); }),
-            "null _fanStatus parameter to mutator for Orvane::FanSensorStatusSm::fanStatus not allowed\"");
+  EXPECT_EQ(refusal([&] { bench.root->fanStatusSm()->fanStatusIs(nullptr); }), text("fanStatus", "FanSensorStatusSm"));
   EXPECT_EQ(refusal([&] { bench.root->intfStatusSm()->intfConfigIs(nullptr); }),
-            "null _intfConfig parameter to mutator for Orvane::IntfSensorStatusSm::intfConfig not allowed\"");
-  EXPECT_EQ(
-      refusal([&] { bench.root->tempThresholdSm()->thresholdConfigIs(nullptr); }),
-      "null _thresholdConfig parameter to mutator for Orvane::TempSensorThresholdSm::thresholdConfig not allowed\"");
+            text("intfConfig", "IntfSensorStatusSm"));
+  EXPECT_EQ(refusal([&] { bench.root->tempThresholdSm()->thresholdConfigIs(nullptr); }),
+            text("thresholdConfig", "TempSensorThresholdSm"));
 }
 
-// Interfaces.
-
-class Interfaces : public StatusRecords {
- protected:
-  static constexpr U32 port = 200001;
-  Morvet::IntfId const id{"Ethernet1"};
-};
-
-TEST_F(Interfaces, FollowStatusAndSetting) {
+TEST_F(StatusRecords, AnInterfaceFollowsStatusAndSetting) {
   using Interface::IntfOperStatus;
+  constexpr U32 port = 200001;
+  Morvet::IntfId const id("Ethernet1");
   auto const status = bench.intfStatusDir->newIntfStatus(id);
   EXPECT_THAT(bench.stateOf(port), HasSubstr("1,4")) << "without a configuration it counts as enabled";
   status->operStatusIs(IntfOperStatus::down);
   EXPECT_THAT(bench.stateOf(port), HasSubstr("2,4"));
-  drain();
+  bench.takeWaiting();
   auto const before = bench.stateOf(port);
   bench.time.step(5);
   auto const config = bench.intfConfigDir->newIntfConfig(id);
   EXPECT_EQ(bench.stateOf(port), before) << "a configuration alone rewrites nothing";
-  EXPECT_THAT(drain(), IsEmpty());
+  EXPECT_THAT(bench.takeWaiting(), IsEmpty());
   config->adminEnabledStateLocalIs(false);
   EXPECT_THAT(bench.stateOf(port), HasSubstr("3,2"));
-  EXPECT_THAT(drain(), ElementsAre(port));
+  EXPECT_THAT(bench.takeWaiting(), ElementsAre("200001 3,2"));
   status->operStatusIs(IntfOperStatus::lowerLayerDown);
   EXPECT_THAT(bench.stateOf(port), HasSubstr("2,2"));
   config->adminEnabledStateLocalIs(true);
   status->operStatusIs(IntfOperStatus::up);
   EXPECT_THAT(bench.stateOf(port), HasSubstr("3,4"));
-  drain();
+  bench.takeWaiting();
   bench.intfStatusDir->intfStatusDel(id);
   config->adminEnabledStateLocalIs(false);
   EXPECT_THAT(bench.stateOf(port), HasSubstr("3,4")) << "without a status a setting does nothing";
-  EXPECT_THAT(drain(), IsEmpty());
+  EXPECT_THAT(bench.takeWaiting(), IsEmpty());
+}
 
-  Tracing tracing{1};
-  bench.intfStatusDir->newIntfStatus(Morvet::IntfId("Ethernet77"))->operStatusIs(IntfOperStatus::up);
-  EXPECT_THAT(tracing.take(), testing::Each(HasSubstr("Cannot find physical entity for Ethernet77")));
+// Transceivers, with their sensors.
+
+class Transceivers : public testing::Test {
+ protected:
+  static constexpr U32 xcvrRow = 34050001;
+  static constexpr U32 domTemperature = 34050101;
+  static constexpr U32 domRxPower = 34051101;
+
+  void SetUp() override {
+    bench.publishChassis();
+    bench.start();
+  }
+  Zef::Ptr<Xcvr::XcvrStatus> publishStatus() {
+    Zef::Batch const batch;
+    auto const config = bench.xcvrConfigDir->newXcvrConfig("Ethernet3/5");
+    auto const status = bench.xcvrStatusDir->newXcvrStatus("Ethernet3/5");
+    status->xcvrConfigIs(config);
+    status->presenceIs(Xcvr::XcvrStatus::Presence::present);
+    Xcvr::DomInfo info;
+    info.temperature = 41.5;
+    status->domInfoIs(Xcvr::LaneId(0), info);
+    info.rxPower = -3;
+    status->domInfoIs(Xcvr::LaneId(1), info);
+    return status;
+  }
+  void plugAnew() {
+    bench.xcvrSlot().xcvrIs(nullptr);
+    bench.plugXcvr();
+  }
+  DomSensor& sensor(U32 row) { return dynamic_cast<DomSensor&>(*bench.sensorMib->sensorEntity(row)); }
+  bool isClassified() const { return static_cast<bool>(bench.sensorMib->thresholdEntity(domTemperature)); }
+
+  Bench bench;
+};
+
+TEST_F(Transceivers, GiveTheirSensorsReadings) {
+  EXPECT_EQ(sensor(domTemperature).operStatus(), Constants::sensorOperStatusUnavailable);
+  bench.time.step(10);
+  auto const status = publishStatus();
+  // A name in the collection of temperatures that is a transceiver's goes there.
+  bench.tempStatus->newTempSensor("DomTemperatureSensor3/5");
+  bench.root->updateSensorStatus("DomRxPowerSensor3/5/2");
+  for (bool const anew : {false, true}) {
+    bench.time.step(10);
+    if (anew) plugAnew();
+    EXPECT_EQ(sensor(domTemperature).status(), status);
+    EXPECT_EQ(static_cast<S32>(sensor(domTemperature).value()), 415);
+    EXPECT_EQ(static_cast<S32>(sensor(domRxPower).value()), 5012) << "of its lane";
+    EXPECT_EQ(bench.stateOf(domRxPower), anew ? "3,4 at 1030" : "3,4 at 1000") << "binding moves no time";
+  }
+  EXPECT_FALSE(isClassified()) << "it offers no thresholds";
+  status->domInfoDel(Xcvr::LaneId(0));
+  bench.root->updateSensorStatus("DomTemperatureSensor3/5");
+  EXPECT_EQ(bench.stateOf(domTemperature), "2,2 at 1030");
+  // A changed hardware status under its name does.
+  bench.time.step(10);
+  bench.tempStatus->tempSensor("DomTemperatureSensor3/5")
+      ->hwStatusIs(Environment::Temperature::TempSensorStatus::HwStatus::ok);
+  EXPECT_EQ(bench.stateOf(domTemperature), "3,4 at 1040");
+  bench.xcvrStatusDir->xcvrStatusDel("Ethernet3/5");
+  bench.root->updateSensorStatus("DomRxPowerSensor3/5/2");
+  EXPECT_FALSE(sensor(domRxPower).status());
+}
+
+TEST_F(Transceivers, GiveTheirSensorsThresholds) {
+  auto const status = publishStatus();
+  Xcvr::DomThreshold threshold;
+  threshold.temperature = {75, -5, 70, 0};
+  status->domThresholdIs(threshold);
+  plugAnew();
+  EXPECT_TRUE(isClassified());
+  bench.pass(5);
+  EXPECT_EQ(bench.stateMib->stateEntity(domTemperature)->alarmStatus(), 0);
+  // A transceiver that offers none any more is classified no more, until its rows are made anew.
+  status->domThresholdDel();
+  bench.pass(5);
+  EXPECT_FALSE(isClassified());
+  status->domThresholdIs(threshold);
+  bench.pass(5);
+  EXPECT_FALSE(isClassified());
+  plugAnew();
+  EXPECT_TRUE(isClassified());
+}
+
+TEST_F(Transceivers, ShowWhetherTheyAreInUse) {
+  bench.xcvrSlot().xcvrIs(nullptr);
+  Tracing tracing{(1U << 0U) | (1U << 3U)};
+  auto const status = publishStatus();
+  EXPECT_THAT(tracing.take(), Contains(HasSubstr("Cannot find xcvr for status:Ethernet3/5")));
+  plugAnew();
+  auto const config = bench.xcvrConfigDir->xcvrConfig("Ethernet3/5");
+  bench.time.step(3);
+  config->xcvrStateIs(true);
+  EXPECT_EQ(bench.stateOf(xcvrRow), "3,4 at 1003");
+  config->xcvrStateIs(false);
+  EXPECT_EQ(bench.stateOf(xcvrRow), "2,2 at 1003");
+  tracing.take();
+  bench.time.step(3);
+  status->presenceIs(Xcvr::XcvrStatus::Presence::absent);
+  config->xcvrStateIs(true);
+  EXPECT_THAT(tracing.take(), ElementsAre(HasSubstr("Status Entry Ethernet3/5 xcvr does not exist. Skip.")));
+  status->presenceIs(Xcvr::XcvrStatus::Presence::present);
+  status->xcvrConfigIs(nullptr);
+  config->xcvrStateIs(false);
+  EXPECT_THAT(tracing.take(), ElementsAre(HasSubstr("Status Entry Ethernet3/5 has no configuration. Skip.")));
+  EXPECT_EQ(bench.stateOf(xcvrRow), "2,2 at 1003");
 }
 
 }  // namespace

@@ -5,12 +5,8 @@
 
 #include <algorithm>
 #include <deque>
-#include <map>
 #include <random>
 
-#include "platform/agent/Config.h"
-#include "runtime/kit/Trace.h"
-#include "runtime/reflection/ActivityManagerConfig.h"
 #include "tests/sm/Bench.h"
 
 namespace Orvane {
@@ -18,81 +14,42 @@ namespace {
 
 using EntityMib::ParentIndex;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr U32 firstPort = 200001;
 
 class Traps : public testing::Test {
  protected:
-  // A switch with so many ports, every notification about its coming gone.
-  void startWith(unsigned ports) {
+  static constexpr unsigned ports = 60;
+
+  // Ends just behind a trap tick, every notification about what came gone.
+  void SetUp() override {
+    auto const system = Zef::make<EntityMib::FixedSystem>("fixedSystem");
+    for (unsigned key = 1; key <= ports; ++key) add<&EntityMib::Card::newPort>(*system, key, "Ethernet");
+    bench.status->fixedSystemIs(system);
     bench.start();
-    {
-      Zef::Batch const batch;
-      auto const system = Zef::make<EntityMib::FixedSystem>("fixedSystem");
-      for (unsigned key = 1; key <= ports; ++key) {
-        publish([&] { return system->newPort(ParentIndex(key)); }, "Ethernet", std::to_string(key).c_str());
-      }
-      bench.status->fixedSystemIs(system);
-    }
     bench.pass(60);
+    report(0, Constants::operStateUnknown);
+    while (bench.root->pendingStateTrapCount() != 0) bench.pass(0.5);
     bench.notifications.take();
   }
-  // To just behind a trap tick.
-  void passTick() {
-    U32 const before = ticks();
-    while (ticks() == before) bench.pass(0.5);
-  }
   void report(U32 port, U32 operState) { bench.root->doAppendStateTrap(firstPort + port, operState, 4); }
-  std::vector<U32> takeIndexes() {
-    std::vector<U32> indexes;
-    for (auto const& sent : bench.notifications.take()) indexes.push_back(sent.index);
-    return indexes;
-  }
-  U32 ticks() {
-    auto const lines = tracing.take();
-    count += static_cast<U32>(std::count_if(lines.begin(), lines.end(), [](std::string const& line) {
-      return line.find("##########StateTrapCount:") != std::string::npos;
-    }));
-    return count;
+  std::vector<std::string> take() {
+    std::vector<std::string> taken;
+    for (auto const& sent : bench.notifications.take()) taken.push_back(sent.name + " " + std::to_string(sent.index));
+    return taken;
   }
 
   Bench bench;
-  Tracing tracing{1U << 9U};
-  U32 count = 0;
 };
 
-TEST_F(Traps, LeaveInOrderAndAtMost21ATick) {
-  startWith(40);
-  passTick();
-  for (U32 port = 0; port < 25; ++port) report(port, 3);
-  passTick();
-  auto const first = takeIndexes();
-  ASSERT_EQ(first.size(), 21U);
-  EXPECT_TRUE(std::is_sorted(first.begin(), first.end()));
-  EXPECT_EQ(first.front(), firstPort);
-  passTick();
-  EXPECT_THAT(takeIndexes(), ElementsAre(firstPort + 21, firstPort + 22, firstPort + 23, firstPort + 24));
-  EXPECT_EQ(bench.root->stateTrapCounter(), 25U);
-  EXPECT_EQ(bench.root->lastStateTrap()->index(), firstPort + 24);
-
-  // States without a notification are consumed, and do not count.
-  for (U32 port = 0; port < 40; ++port) report(port, port < 10 ? 1 : 2);
-  passTick();
-  EXPECT_EQ(takeIndexes().size(), 21U);
-  EXPECT_EQ(bench.root->pendingStateTrapCount(), 9U);
-  EXPECT_EQ(bench.root->stateTrapCounter(), 46U);
-}
-
 TEST_F(Traps, SpeakOfARowOnceWithItsLastState) {
-  startWith(3);
-  passTick();
   report(0, 3);
   report(1, 3);
   report(0, 2);
-  EXPECT_EQ(bench.root->pendingStateTrapMetadata().next - bench.root->pendingStateTrapMetadata().head, 2U);
-  passTick();
+  auto const& queue = bench.root->pendingStateTrapMetadata();
+  EXPECT_EQ(queue.next - queue.head, 2U);
+  bench.pass(6);
   auto const sent = bench.notifications.take();
   ASSERT_EQ(sent.size(), 2U);
   EXPECT_EQ(sent[0].name, "entStateOperEnabled");
@@ -101,119 +58,22 @@ TEST_F(Traps, SpeakOfARowOnceWithItsLastState) {
   EXPECT_THAT(sent[1].varbinds,
               ElementsAre("1.3.6.1.2.1.131.1.1.1.2.200001 2 4", "1.3.6.1.2.1.131.1.1.1.5.200001 4 \x80",
                           "1.3.6.1.2.1.47.1.1.1.1.2.200001 4 Ethernet 1"));
+  EXPECT_EQ(bench.root->lastStateTrap()->index(), firstPort);
   EXPECT_DEATH(bench.root->doAppendStateTrap(999999, 3, 4), "physEntity");
-}
-
-TEST_F(Traps, ATickWithinABatchComesAtItsEnd) {
-  startWith(1);
-  passTick();
-  report(0, 3);
-  {
-    Zef::Batch const batch;
-    bench.pass(60);
-    EXPECT_THAT(takeIndexes(), IsEmpty());
-  }
-  EXPECT_THAT(takeIndexes(), ElementsAre(firstPort));
-}
-
-// entConfigChange waits for more than six quiet seconds, goes first, and takes one place of the tick.
-TEST_F(Traps, AnnounceTheConfigurationFirstOnceItIsQuiet) {
-  startWith(30);
-  passTick();
-  bench.system().port(ParentIndex(1))->serialNumIs("x");  // half a second or less behind a tick
-  double const changed = bench.time.now();
-  for (U32 port = 0; port < 25; ++port) report(port, 3);
-  passTick();  // less than six seconds later: not due
-  EXPECT_THAT(bench.notifications.take(), testing::Each(testing::Field(&Sent::name, "entStateOperEnabled")));
-  for (U32 port = 0; port < 25; ++port) report(port, 3);
-  passTick();
-  auto const sent = bench.notifications.take();
-  ASSERT_EQ(sent.size(), 21U);
-  EXPECT_EQ(sent[0].name, "entConfigChange");
-  EXPECT_THAT(sent[0].varbinds, IsEmpty());
-  EXPECT_GT(sent[0].time, changed + 6);
-  EXPECT_LE(sent[0].time, changed + 12);
-  EXPECT_EQ(bench.root->pendingStateTrapCount(), 5U);
-  EXPECT_EQ(bench.root->configTrapCounter(), 2U);
-  EXPECT_FALSE(bench.root->configTrapFlag());
-}
-
-// At a cold start every row with a status asks for a notification; they trail out over many ticks.
-TEST_F(Traps, TrailOutAfterAColdStart) {
-  constexpr unsigned ports = 500;
-  {
-    auto const system = Zef::make<EntityMib::FixedSystem>("fixedSystem");
-    for (unsigned key = 1; key <= ports; ++key) {
-      std::string const label = std::to_string(key);
-      publish([&] { return system->newPort(ParentIndex(key)); }, "Ethernet", label.c_str());
-      bench.intfStatusDir->newIntfStatus(Morvet::IntfId(Zef::String8("Ethernet") + label.c_str()))
-          ->operStatusIs(Interface::IntfOperStatus::up);
-    }
-    bench.status->fixedSystemIs(system);
-  }
-  bench.start();
-  std::vector<U32> order;
-  for (auto at = bench.root->pendingStateTrapIteratorConst(); at; ++at) order.push_back(at->index());
-  ASSERT_EQ(order.size(), ports);
-  std::map<double, std::vector<Sent>> ticksTaken;
-  bench.pass(200);
-  for (Sent const& sent : bench.notifications.take()) ticksTaken[sent.time].push_back(sent);
-  std::vector<U32> left;
-  double configTime = 0;
-  for (auto const& [time, sent] : ticksTaken) {
-    EXPECT_LE(sent.size(), 21U) << time;
-    for (Sent const& each : sent) {
-      if (each.name == "entConfigChange") {
-        EXPECT_EQ(&each, sent.data()) << "the first of its tick";
-        configTime = time;
-      } else {
-        left.push_back(each.index);
-      }
-    }
-  }
-  EXPECT_EQ(left, order);
-  EXPECT_EQ(configTime, 1000.0 + 12) << "six seconds is not yet more than six seconds";
-  EXPECT_EQ(ticksTaken.size(), 24U) << "501 notifications";
-  EXPECT_EQ(bench.root->lastTrapTimestamp(), static_cast<U32>(ticksTaken.rbegin()->first));
-}
-
-TEST_F(Traps, ADisabledNotificationStaysAwayAndSaysWhy) {
-  startWith(1);
-  Snmp::theConfig()->notificationConfig("entity")->notification("entStateOperEnabled")->reasonIs("not wanted");
-  Zef::TraceHandle::levelsIs("Snmp", 1U << 4U);
-  passTick();
-  report(0, 3);
-  tracing.take();
-  bench.pass(6);
-  EXPECT_THAT(tracing.take(),
-              testing::Contains(
-                  HasSubstr("entStateOperEnabled notification not sent. notificationStatus returned not wanted")));
-  EXPECT_THAT(takeIndexes(), IsEmpty());
-  // It counts as made: nothing is tried again.
-  EXPECT_EQ(bench.root->pendingStateTrapCount(), 0U);
-  Zef::TraceHandle::levelsIs("Snmp", 0);
 }
 
 // Random reports, changes of the configuration and pauses, against a model of queue, budget and quiet period that knows
 // nothing of the code: every notification must leave at the tick, and in the order, that the model says.
 TEST_F(Traps, FollowTheModelForHours) {
-  startWith(60);
-  passTick();
-  double nextTick = Zef::processClock()->timeMin();  // whichever timer; the traps' is found at its first tick
-  while (true) {
-    U32 const before = ticks();
-    bench.pass(nextTick - bench.time.now());
-    if (ticks() != before) break;
-    nextTick = Zef::processClock()->timeMin();
-  }
-  nextTick = bench.time.now() + 6;
-  bench.notifications.take();
+  double nextTick = bench.time.now() + 6;
 
   struct Waiting {
     U32 index;
     U32 operState;
   };
   std::deque<Waiting> queue;
+  U32 stateTraps = bench.root->stateTrapCounter();
+  U32 configTraps = bench.root->configTrapCounter();
   bool changed = false;
   double lastChange = 0;
   std::mt19937 random(131);
@@ -238,14 +98,16 @@ TEST_F(Traps, FollowTheModelForHours) {
   for (int round = 0; round < 4000; ++round) {
     auto const reports = static_cast<unsigned>(random() % 8 == 0 ? random() % 60 : random() % 3);
     for (unsigned i = 0; i < reports; ++i) {
-      U32 const index = firstPort + static_cast<U32>(random() % 60);
+      U32 const index = firstPort + static_cast<U32>(random() % ports);
       U32 const operState = 1 + static_cast<U32>(random() % 4);
       bench.root->doAppendStateTrap(index, operState, 4);
       std::erase_if(queue, [&](Waiting const& each) { return each.index == index; });
       queue.push_back({index, operState});
     }
     if (random() % 6 == 0) {
-      bench.system().port(ParentIndex(1 + static_cast<U32>(random() % 60)))->serialNumIs(std::to_string(round).c_str());
+      bench.system()
+          .port(ParentIndex(1 + static_cast<U32>(random() % ports)))
+          ->serialNumIs(std::to_string(round).c_str());
       changed = true;
       lastChange = bench.time.now();
     }
@@ -253,12 +115,14 @@ TEST_F(Traps, FollowTheModelForHours) {
     double const until = bench.time.now() + pause;
     while (nextTick <= until) tick();
     bench.pass(pause);
-    std::vector<std::string> sent;
-    for (auto const& each : bench.notifications.take()) sent.push_back(each.name + " " + std::to_string(each.index));
-    ASSERT_EQ(sent, wanted) << "round " << round;
+    ASSERT_EQ(take(), wanted) << "round " << round;
+    for (auto const& each : wanted) each.starts_with("entState") ? ++stateTraps : ++configTraps;
     wanted.clear();
     ASSERT_EQ(bench.root->pendingStateTrapCount(), queue.size());
   }
+  EXPECT_EQ(bench.root->stateTrapCounter(), stateTraps);
+  EXPECT_EQ(bench.root->configTrapCounter(), configTraps);
+  EXPECT_GT(bench.root->lastTrapTimestamp() + 60, static_cast<U32>(bench.time.now()));
 }
 
 // Alarms.
@@ -352,7 +216,7 @@ TEST_F(Alarms, ComeAndGoWithTheThresholds) {
   config = bench.tempConfig->newTempSensor("TempSensor1");
   config->criticalThresholdIs(60);
   status->temperatureIs(61);
-  publish([&] { return bench.system().newSensor(ParentIndex(1)); }, "TempSensor", "1");
+  add<&EntityMib::Card::newSensor>(bench.system(), 1, "TempSensor");
   EXPECT_TRUE(isMember()) << "a new row looks for itself";
   EXPECT_THAT(at(61), ElementsAre(32));
 }
