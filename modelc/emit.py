@@ -38,7 +38,7 @@ def fold(line, indent=None):
     indent = len(line) - len(line.lstrip()) if indent is None else indent
     depth, breaks = 0, []
     for token in re.finditer(r'->|<<|, | : | = | \{ |[(<{)>}]', line[:WIDTH]):
-        if token[0] == ', ' or depth == 0 and token[0] in (' : ', ' = ', ' { '):
+        if line[:token.start()].strip() and (token[0] == ', ' or depth == 0 and token[0] in (' : ', ' = ', ' { ')):
             breaks.append((-depth, token[0] != ', ', token.start() if token[0] == ' : ' else token.end()))
         depth += (token[0].strip() in '(<{') - (token[0] in ')>}')
     if not breaks:
