@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <ostream>
 #include <regex>
 #include <string>
@@ -61,13 +62,13 @@ class TraceCapture {
   std::vector<TraceLine> lines_;
 };
 
-// The text of the exception that the call throws.
+// The text of the exception that the call throws; it must have that id when one is given.
 template <class Refused = Zef::RangeException, class Call>
-std::string refusal(Call const& call) {
+std::string refusal(Call const& call, std::optional<Zef::Exception::Id> id = std::nullopt) {
   try {
     call();
   } catch (Refused const& error) {
-    return error.text();
+    return id && !error.ids().has(*id) ? "without its id" : error.text();
   }
   return "no refusal";
 }

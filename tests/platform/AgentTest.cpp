@@ -12,6 +12,7 @@
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
 #include "tests/Support.h"
+#include "tests/Varbinds.h"
 
 // The agent's own variable behind netsnmp_get_agent_starttime().
 extern "C" timeval starttime;
@@ -74,47 +75,28 @@ TEST(Conversion, TextIsCutInTheBufferAndCountedWhole) {
 TEST(Conversion, Oid) {
   std::string deep = "1.3";
   for (int i = 2; i < MAX_OID_LEN; ++i) deep += ".1";
-  struct Case {
-    std::string text;
-    std::optional<std::vector<oid>> parts;
+  auto const read = [](std::string const& dotted, int capacity = 1024) -> std::string {
+    auto const bytes = converted<Zef::String8 const&, StringToAsnOidF>(dotted.c_str(), capacity);
+    if (!bytes) return "refused";
+    Oid parts(bytes->size() / sizeof(oid));
+    std::memcpy(parts.data(), bytes->data(), bytes->size());
+    return text(parts);
   };
-  std::vector<oid> deepest(MAX_OID_LEN, 1);
-  deepest[1] = 3;
-  Case const cases[] = {
-      {"0", {{0, 0}}},
-      {"1.3.6.1.4.1.59871", {{1, 3, 6, 1, 4, 1, 59871}}},
-      {".1.3", {{1, 3}}},
-      {"2.999", {{2, 999}}},
-      {"1.3.4294967295", {{1, 3, 4294967295U}}},
-      {deep, deepest},
-      {deep + ".1", {}},
-      {"1.3.4294967296", {}},
-      {"", {}},
-      {".", {}},
-      {"1..3", {}},
-      {"1.3.", {}},
-      {"1.3x", {}},
-      {"1.-3", {}},
-      {"3.1", {}},
-      {"1.40", {}},
-  };
-  for (auto const& [text, parts] : cases) {
-    std::optional<Bytes> expected;
-    if (parts) {
-      auto const* const bytes = reinterpret_cast<unsigned char const*>(parts->data());
-      expected = Bytes(bytes, bytes + parts->size() * sizeof(oid));
-    }
-    EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOidF>(Zef::String8(text.c_str()))), expected) << text;
+  for (std::string const& dotted :
+       {deep, std::string("1.3.6.1.4.1.59871"), std::string("2.999"), std::string("1.3.4294967295")}) {
+    EXPECT_EQ(read(dotted), dotted);
   }
-  EXPECT_FALSE((converted<Zef::String8 const&, StringToAsnOidF>("1.3.6", 2 * sizeof(oid)))) << "an OID is never cut";
+  EXPECT_EQ(read("0"), "0.0");
+  EXPECT_EQ(read(".1.3"), "1.3");
+  EXPECT_EQ(read(deep + ".1"), "refused");
+  for (char const* none : {"1.3.4294967296", "", ".", "1..3", "1.3.", "1.3x", "1.-3", "3.1", "1.40"}) {
+    EXPECT_EQ(read(none), "refused") << none;
+  }
+  EXPECT_EQ(read("1.3.6", 2 * sizeof(oid)), "refused") << "an OID is never cut";
 }
 
 TEST(Conversion, DateAndTime) {
-  struct Case {
-    double seconds;
-    std::optional<Bytes> octets;
-  };
-  Case const cases[] = {
+  std::pair<double, std::optional<Bytes>> const cases[] = {
       {0.0, {{7, 178, 1, 1, 0, 0, 0, 0, '+', 0, 0}}},
       {1709210096.75, {{7, 232, 2, 29, 12, 34, 56, 7, '+', 0, 0}}},
       {1700000000.3, {{7, 231, 11, 14, 22, 13, 20, 3, '+', 0, 0}}},
@@ -179,17 +161,12 @@ TEST_F(TimeTicks, StayWhateverTheMasterTells) {
   EXPECT_EQ(ticks(now()), static_cast<long>(uptime + 1000)) << "one that has run for longer";
 }
 
-TEST_F(TimeTicks, AreNeverNegative) {
+TEST_F(TimeTicks, AreNeverNegativeNorOfAWallClockThatWasSet) {
   uptimeIs(50);
-  EXPECT_EQ(ticks(0.0), 0);
-  EXPECT_EQ(ticks(now() - 10), 0);
-  EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(std::nan(""))));
-  EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(std::numeric_limits<double>::infinity())));
-}
-
-// The agent's wall clock start is then no help, but its uptime still is.
-TEST_F(TimeTicks, SurviveAWallClockThatWasSet) {
-  uptimeIs(100000);
+  for (double const before : {0.0, now() - 10}) EXPECT_EQ(ticks(before), 0);
+  for (double const none : {std::nan(""), std::numeric_limits<double>::infinity()}) {
+    EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(none)));
+  }
   for (long const step : {-86400L, 86400L}) {
     starttime.tv_sec += step;
     EXPECT_EQ(ticks(now()), static_cast<long>(netsnmp_get_agent_uptime()));
@@ -214,18 +191,16 @@ TEST(AppendToOid, FillsTheArrayAndNoMore) {
 TEST(SnmpUtil, EntitiesByPath) {
   auto const root = Zef::make<Zef::Dir>("vorlin");
   auto const snmp = Zef::make<Zef::Dir>("snmp");
-  auto const leaf = Zef::make<Zef::Entity>("leaf");
   root->entityIs(snmp);
-  snmp->entityIs(leaf);
-  EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp")) << "no root yet";
-  SnmpUtil::systemRootIs(root);
-  EXPECT_EQ(SnmpUtil::getEntityRelative("snmp").get(), snmp.get());
-  EXPECT_EQ(SnmpUtil::getEntityRelative("snmp/leaf").get(), leaf.get());
-  for (char const* path : {"", "/snmp", "snmp/", "snmp/other", "snmp/leaf/below", "leaf"}) {
-    EXPECT_FALSE(SnmpUtil::getEntityRelative(path)) << path;
+  snmp->entityIs(Zef::make<Zef::Entity>("leaf"));
+  for (bool const there : {false, true, false}) {
+    SnmpUtil::systemRootIs(there ? root : nullptr);
+    EXPECT_EQ(SnmpUtil::getEntityRelative("snmp"), there ? snmp.get() : nullptr);
+    EXPECT_EQ(SnmpUtil::getEntityRelative("snmp/leaf"), there ? snmp->entity("leaf").get() : nullptr);
+    for (char const* path : {"", "/snmp", "snmp/", "snmp/other", "snmp/leaf/below", "leaf"}) {
+      EXPECT_FALSE(SnmpUtil::getEntityRelative(path)) << path;
+    }
   }
-  SnmpUtil::systemRootIs(nullptr);
-  EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp"));
 }
 
 TEST(AutoRegistree, EachIsInitialisedOnceWhileItIsListed) {
@@ -238,12 +213,10 @@ TEST(AutoRegistree, EachIsInitialisedOnceWhileItIsListed) {
   std::string log;
   Registration a(log, 'a'), b(log, 'b'), c(log, 'c'), d(log, 'd');
   Snmp::AutoRegistree const first(&a);
-  {
-    Snmp::AutoRegistree const gone(&b);
-    Snmp::AutoRegistree const second(&c);
-  }
-  Snmp::AutoRegistree const third(&c);
-  Snmp::AutoRegistree::initAll();
+  auto gone = std::make_optional<Snmp::AutoRegistree>(&b);
+  Snmp::AutoRegistree const second(&c);
+  gone.reset();
+  for (int i = 0; i < 2; ++i) Snmp::AutoRegistree::initAll();
   Snmp::AutoRegistree const late(&d);
   Snmp::AutoRegistree::initAll();
   EXPECT_EQ(log, "acd");

@@ -16,6 +16,12 @@ using Lines = std::vector<std::string>;
 
 inline Lines take(Lines& log) { return std::exchange(log, {}); }
 
+template <class Call>
+void batched(Call const& change) {
+  Zef::Batch const batch;
+  change();
+}
+
 // The slots() of a reactor that watches these.
 template <auto... slot>
 auto watching() {
@@ -47,18 +53,19 @@ class Keeper final : public Zef::Reactor<Depot::Shelf> {
   }
   void onNotificationException(Zef::AttributeId attribute) override {
     log_.push_back(word_ + " exception " + std::to_string(attribute));
-    if (inException) inException();
+    if (throwsTwice) throw 1;
   }
 
   std::function<void()> deed;  // once
-  std::function<void()> inException;
+  bool throwsTwice = false;
 
  private:
   void run(std::string const& what) {
     ASSERT_TRUE(alive());
     log_.push_back(word_ + " " + what);
-    if (deed) std::exchange(deed, nullptr)();
-    log_.push_back(word_ + " done");
+    if (!deed) return;
+    std::exchange(deed, nullptr)();
+    log_.push_back(word_ + " goes on");
   }
 
   std::string word_;
