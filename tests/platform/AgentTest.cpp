@@ -5,8 +5,6 @@
 #include <cstring>
 #include <limits>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "platform/agent/Conversion.h"
 #include "platform/agent/Registration.h"
@@ -35,39 +33,39 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 // What a functor wrote; nothing when it failed. Fails the test when it wrote past the capacity.
-template <class T, class F>
-std::optional<Bytes> converted(T value, int capacity = 1024) {
+template <class F>
+std::optional<Bytes> converted(auto const& value, int capacity = 1024) {
   constexpr unsigned char untouched = 0xa5;
   Bytes buffer(2048, untouched);
-  int const count = SnmpConvert<T, F>(value, buffer.data(), capacity);
+  int const count = SnmpConvert<decltype(value), F>(value, buffer.data(), capacity);
   for (auto i = static_cast<std::size_t>(capacity); i < buffer.size(); ++i) EXPECT_EQ(buffer[i], untouched) << i;
   if (count < 0) return std::nullopt;
   buffer.resize(static_cast<std::size_t>(std::min(count, capacity)));
   return buffer;
 }
 
-template <class T, class F>
-std::optional<long> convertedLong(T value) {
-  auto const bytes = converted<T, F>(value);
-  if (!bytes || bytes->size() != sizeof(long)) return std::nullopt;
+template <class F>
+long convertedLong(auto value) {
   long number = 0;
-  std::memcpy(&number, bytes->data(), sizeof number);
+  auto const bytes = converted<F>(value).value_or(Bytes());
+  EXPECT_EQ(bytes.size(), sizeof number);
+  std::copy(bytes.begin(), bytes.end(), reinterpret_cast<unsigned char*>(&number));
   return number;
 }
 
 TEST(Conversion, NumbersAreLongs) {
-  EXPECT_EQ((convertedLong<int, S32ToAsnIntegerF>(-1000000000)), -1000000000L);
-  EXPECT_EQ((convertedLong<int, S32ToAsnIntegerF>(std::numeric_limits<S32>::max())), 2147483647L);
-  EXPECT_EQ((convertedLong<unsigned, U32ToAsnUnsignedF>(4294967295U)), 4294967295L);
-  EXPECT_EQ((convertedLong<bool, BoolToAsnIntegerF>(true)), 1L);
-  EXPECT_EQ((convertedLong<bool, BoolToAsnIntegerF>(false)), 2L);
-  EXPECT_FALSE((converted<int, S32ToAsnIntegerF>(1, sizeof(long) - 1)));
+  EXPECT_EQ(convertedLong<S32ToAsnIntegerF>(-1000000000), -1000000000L);
+  EXPECT_EQ(convertedLong<S32ToAsnIntegerF>(std::numeric_limits<S32>::max()), 2147483647L);
+  EXPECT_EQ(convertedLong<U32ToAsnUnsignedF>(4294967295U), 4294967295L);
+  EXPECT_EQ(convertedLong<BoolToAsnIntegerF>(true), 1L);
+  EXPECT_EQ(convertedLong<BoolToAsnIntegerF>(false), 2L);
+  EXPECT_FALSE((converted<S32ToAsnIntegerF>(1, sizeof(long) - 1)));
 }
 
 TEST(Conversion, TextIsCutInTheBufferAndCountedWhole) {
-  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>("fan")), (Bytes{'f', 'a', 'n'}));
-  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>(Zef::String8())), Bytes());
-  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>("fan", 2)), (Bytes{'f', 'a'}));
+  EXPECT_EQ(converted<StringToAsnOctetStringF>("fan"), (Bytes{'f', 'a', 'n'}));
+  EXPECT_EQ((converted<StringToAsnOctetStringF>(Zef::String8())), Bytes());
+  EXPECT_EQ(converted<StringToAsnOctetStringF>("fan", 2), (Bytes{'f', 'a'}));
   unsigned char buffer[2];
   EXPECT_EQ(StringToAsnOctetStringF()("fan", buffer, 2), 3);
 }
@@ -76,7 +74,7 @@ TEST(Conversion, Oid) {
   std::string deep = "1.3";
   for (int i = 2; i < MAX_OID_LEN; ++i) deep += ".1";
   auto const read = [](std::string const& dotted, int capacity = 1024) -> std::string {
-    auto const bytes = converted<Zef::String8 const&, StringToAsnOidF>(dotted.c_str(), capacity);
+    auto const bytes = converted<StringToAsnOidF>(dotted.c_str(), capacity);
     if (!bytes) return "refused";
     Oid parts(bytes->size() / sizeof(oid));
     std::memcpy(parts.data(), bytes->data(), bytes->size());
@@ -106,14 +104,13 @@ TEST(Conversion, DateAndTime) {
       {1e12, {}},
   };
   for (auto const& [seconds, octets] : cases) {
-    EXPECT_EQ((converted<double, SecondsToAsnDateAndTimeF>(seconds)), octets) << seconds;
+    EXPECT_EQ(converted<SecondsToAsnDateAndTimeF>(seconds), octets) << seconds;
   }
-  EXPECT_FALSE((converted<double, SecondsToAsnDateAndTimeF>(0.0, 10)));
+  EXPECT_FALSE(converted<SecondsToAsnDateAndTimeF>(0.0, 10));
 }
 
 // On the machine's clock as the agent reads it, which is stepped here.
-class TimeTicks : public testing::Test {
- protected:
+struct TimeTicks : testing::Test {
   // Each start is another one than the last, which the conversion remembers.
   void uptimeIs(u_long ticks) {
     time_.seconds = (starts_ += 1e8);
@@ -122,9 +119,9 @@ class TimeTicks : public testing::Test {
   }
   double now() const { return time_.seconds; }
   static long ticks(double seconds) {
-    auto const result = convertedLong<double, SecondsToTimeTicksF>(seconds);
-    EXPECT_EQ(result, (convertedLong<double, NowSecondsToUptimeTimeTicksF>(seconds)));
-    return result.value_or(-1);
+    long const result = convertedLong<SecondsToTimeTicksF>(seconds);
+    EXPECT_EQ(result, convertedLong<NowSecondsToUptimeTimeTicksF>(seconds));
+    return result;
   }
   static inline double starts_ = 0;
   SteppedTime time_;
@@ -165,7 +162,7 @@ TEST_F(TimeTicks, AreNeverNegativeNorOfAWallClockThatWasSet) {
   uptimeIs(50);
   for (double const before : {0.0, now() - 10}) EXPECT_EQ(ticks(before), 0);
   for (double const none : {std::nan(""), std::numeric_limits<double>::infinity()}) {
-    EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(none)));
+    EXPECT_FALSE(converted<SecondsToTimeTicksF>(none));
   }
   for (long const step : {-86400L, 86400L}) {
     starttime.tv_sec += step;

@@ -101,8 +101,7 @@ TEST(LinkQueue, DoMemberIs) {
     U32 index;
     Which member;
     Indexes after;
-    bool isRefused = false;
-    bool mayReplace = false;
+    bool isRefused = false, mayReplace = false;
   };
   // The queue holds 1, 2, 4 and 5; 6 is the next free index.
   for (Case const& c : {

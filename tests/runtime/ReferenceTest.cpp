@@ -15,21 +15,17 @@ using Zef::Ptr;
 using Zef::PtrInterface;
 
 // How often an object lost its last reference, and how many objects ended.
-struct Log {
-  int zeroed = 0;
-  int destroyed = 0;
-  bool operator==(Log const&) const = default;
-};
+using Log = std::pair<int, int>;
 
 struct Probe : PtrInterface {
   explicit Probe(Log& theLog) : log(theLog) {}
   ~Probe() override {
-    ++log.destroyed;
+    ++log.second;
     if (inDestructor) inDestructor(*this);
   }
   void zeroReferencesIs(bool zero) override {
     PtrInterface::zeroReferencesIs(zero);
-    ++log.zeroed;
+    ++log.first;
     if (auto const deed = std::exchange(inZeroReferences, nullptr)) deed(*this);
   }
   // Ends as its only owner lets it go.
@@ -54,8 +50,8 @@ TEST_F(References, AreCounted) {
     EXPECT_EQ(first->word(), 1U);
     Ptr<PtrInterface const> const second = first;
     EXPECT_EQ(first->word(), 2U);
-    Ptr<Probe> moved = Ptr<Probe>(first);
-    Ptr<Probe> const target = std::move(moved);
+    Ptr<Probe> third = first;
+    Ptr<Probe> const target = std::move(third);
     EXPECT_EQ(first->word(), 3U);
     first->zefMarkedForDeletionIs(true);
     first->hasNotificationActiveIs(true);
@@ -81,11 +77,11 @@ TEST_F(References, EndWithTheLastOneUnlessHeldOrPinned) {
     }
     EXPECT_EQ(log, Log());
     Ptr<Probe>::adopt(probe);
-    EXPECT_EQ(log.destroyed, ends);
+    EXPECT_EQ(log.second, ends);
     if (ends == 1) continue;
     EXPECT_EQ(probe->word(), isPinned ? word : word - 1);
     probe->drop();
-    EXPECT_EQ(log.destroyed, 1);
+    EXPECT_EQ(log.second, 1);
   }
 }
 
@@ -100,7 +96,7 @@ TEST_F(References, ANondestructingObjectOutlivesItsLastPointer) {
   again = Ptr<Probe>(probe);
   probe->isNondestructingIs(false);
   again = nullptr;
-  EXPECT_EQ(log.destroyed, 1);
+  EXPECT_EQ(log.second, 1);
 }
 
 TEST_F(References, WhatIsTakenAtTheEndSavesTheObject) {
@@ -138,9 +134,9 @@ TEST_F(References, AssignmentTakesTheNewBeforeItDropsTheOld) {
   head->next = make<Probe>(log);
   head->next->next = make<Probe>(log);
   head = head->next;  // the new pointee is owned by the old alone
-  EXPECT_EQ(log.destroyed, 1);
+  EXPECT_EQ(log.second, 1);
   head = std::move(head->next);
-  EXPECT_EQ(log.destroyed, 2);
+  EXPECT_EQ(log.second, 2);
   Ptr<Probe> const& self = head;
   head = self;
   EXPECT_EQ(head->word(), 1U);

@@ -38,11 +38,7 @@ TEST(Strings, HandlesShareOneBlock) {
     EXPECT_EQ(countOf(moved), 1U);
   }
   EXPECT_EQ(countOf(text), 1U);
-}
-
-TEST(Strings, APinnedCountIsLeftAlone) {
-  String8 text("for ever");
-  countOf(text) = 0x1f000000U;
+  countOf(text) = 0x1f000000U;  // pinned
   { std::vector<String8> const many(1000, text); }
   EXPECT_EQ(countOf(text), 0x1f000000U);
   countOf(text) = 1;
@@ -61,33 +57,26 @@ TEST(Strings, ANullHandleIsAnEmptyText) {
 
 TEST(Strings, Positions) {
   String8 const text("abcabc");
-  struct Case {
-    long long start;
-    std::string wanted;
-    long long pos;
-    long long lastPos;
-  };
-  for (Case const& c : {Case{0, "abc", 0, 0}, Case{1, "abc", 3, 0}, Case{3, "abc", 3, 3}, Case{4, "abc", -1, 3},
-                        Case{-1, "abc", 0, 3}, Case{99, "abc", -1, 3}, Case{0, "x", -1, -1}, Case{0, "abcabcd", -1, -1},
-                        Case{5, "c", 5, 5}, Case{0, "c", 2, -1}, Case{4, "c", 5, 2}, Case{2, "", 2, 2}}) {
-    // Only the given length counts.
-    auto const length = static_cast<unsigned>(c.wanted.size());
-    EXPECT_EQ(text.pos(c.start, (c.wanted + "X").c_str(), length), c.pos) << c.wanted << " from " << c.start;
-    EXPECT_EQ(text.lastPos(c.start, (c.wanted + "X").c_str(), length), c.lastPos) << c.wanted << " from " << c.start;
+  using Case = std::tuple<long long, std::string, long long, long long>;
+  for (auto const& [start, wanted, pos, lastPos] :
+       {Case{0, "abc", 0, 0}, Case{1, "abc", 3, 0}, Case{3, "abc", 3, 3}, Case{4, "abc", -1, 3}, Case{-1, "abc", 0, 3},
+        Case{99, "abc", -1, 3}, Case{0, "x", -1, -1}, Case{0, "abcabcd", -1, -1}, Case{5, "c", 5, 5},
+        Case{0, "c", 2, -1}, Case{4, "c", 5, 2}, Case{2, "", 2, 2}}) {
+    SCOPED_TRACE(testing::Message() << wanted << " from " << start);
+    auto const length = static_cast<unsigned>(wanted.size());
+    std::string const longer = wanted + "X";  // only the given length counts
+    EXPECT_EQ(text.pos(start, longer.c_str(), length), pos);
+    EXPECT_EQ(text.lastPos(start, longer.c_str(), length), lastPos);
   }
   EXPECT_EQ(text.posOf(1, String8("ab")), 3);
 }
 
 TEST(Strings, Parts) {
   String8 const text("Xcvr5");
-  struct Case {
-    long long start;
-    unsigned length;
-    char const* part;
-  };
-  for (Case const& c : {Case{0, ~0U, "Xcvr5"}, Case{4, ~0U, "5"}, Case{1, 3, "cvr"}, Case{4, 9, "5"}, Case{5, ~0U, ""},
-                        Case{9, 1, ""}, Case{0, 0, ""}}) {
-    EXPECT_EQ(text.substr(c.start, c.length), c.part) << c.start << ", " << c.length;
+  using Case = std::tuple<long long, unsigned, char const*>;
+  for (auto const& [start, length, part] : {Case{0, ~0U, "Xcvr5"}, Case{4, ~0U, "5"}, Case{1, 3, "cvr"},
+                                            Case{4, 9, "5"}, Case{5, ~0U, ""}, Case{9, 1, ""}, Case{0, 0, ""}}) {
+    EXPECT_EQ(text.substr(start, length), part) << start << ", " << length;
   }
   EXPECT_EQ(String8("FanTRAY \xc4").lowerCase(~0U), "fantray \xc4");
   EXPECT_EQ(String8("FanTRAY 1").lowerCase(4), "fantRAY 1");
@@ -137,15 +126,13 @@ TEST(Exceptions, AreExpectedWithinTheScopeThatSaysSo) {
     EXPECT_EQ(Zef::Expect::isExpected(both), isBoth);
   };
   expected(false, false);
-  {
-    Zef::Expect const outer(63);
-    expected(false, true);
-    {
-      Zef::Expect const inner(12);
-      expected(true, true);
-    }
-    expected(false, true);
-  }
+  auto outer = std::make_optional<Zef::Expect>(63);
+  expected(false, true);
+  auto inner = std::make_optional<Zef::Expect>(12);
+  expected(true, true);
+  inner.reset();
+  expected(false, true);
+  outer.reset();
   expected(false, false);
 }
 
