@@ -5,13 +5,12 @@
 #include <cstring>
 #include <limits>
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "platform/agent/Conversion.h"
 #include "platform/agent/Registration.h"
 #include "platform/agent/SnmpUtil.h"
 #include "tests/Support.h"
+#include "tests/Varbinds.h"
 
 // The agent's own variable behind netsnmp_get_agent_starttime().
 extern "C" timeval starttime;
@@ -34,39 +33,39 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 
 // What a functor wrote; nothing when it failed. Fails the test when it wrote past the capacity.
-template <class T, class F>
-std::optional<Bytes> converted(T value, int capacity = 1024) {
+template <class F>
+std::optional<Bytes> converted(auto const& value, int capacity = 1024) {
   constexpr unsigned char untouched = 0xa5;
   Bytes buffer(2048, untouched);
-  int const count = SnmpConvert<T, F>(value, buffer.data(), capacity);
+  int const count = SnmpConvert<decltype(value), F>(value, buffer.data(), capacity);
   for (auto i = static_cast<std::size_t>(capacity); i < buffer.size(); ++i) EXPECT_EQ(buffer[i], untouched) << i;
   if (count < 0) return std::nullopt;
   buffer.resize(static_cast<std::size_t>(std::min(count, capacity)));
   return buffer;
 }
 
-template <class T, class F>
-std::optional<long> convertedLong(T value) {
-  auto const bytes = converted<T, F>(value);
-  if (!bytes || bytes->size() != sizeof(long)) return std::nullopt;
+template <class F>
+long convertedLong(auto value) {
   long number = 0;
-  std::memcpy(&number, bytes->data(), sizeof number);
+  auto const bytes = converted<F>(value).value_or(Bytes());
+  EXPECT_EQ(bytes.size(), sizeof number);
+  std::copy(bytes.begin(), bytes.end(), reinterpret_cast<unsigned char*>(&number));
   return number;
 }
 
 TEST(Conversion, NumbersAreLongs) {
-  EXPECT_EQ((convertedLong<int, S32ToAsnIntegerF>(-1000000000)), -1000000000L);
-  EXPECT_EQ((convertedLong<int, S32ToAsnIntegerF>(std::numeric_limits<S32>::max())), 2147483647L);
-  EXPECT_EQ((convertedLong<unsigned, U32ToAsnUnsignedF>(4294967295U)), 4294967295L);
-  EXPECT_EQ((convertedLong<bool, BoolToAsnIntegerF>(true)), 1L);
-  EXPECT_EQ((convertedLong<bool, BoolToAsnIntegerF>(false)), 2L);
-  EXPECT_FALSE((converted<int, S32ToAsnIntegerF>(1, sizeof(long) - 1)));
+  EXPECT_EQ(convertedLong<S32ToAsnIntegerF>(-1000000000), -1000000000L);
+  EXPECT_EQ(convertedLong<S32ToAsnIntegerF>(std::numeric_limits<S32>::max()), 2147483647L);
+  EXPECT_EQ(convertedLong<U32ToAsnUnsignedF>(4294967295U), 4294967295L);
+  EXPECT_EQ(convertedLong<BoolToAsnIntegerF>(true), 1L);
+  EXPECT_EQ(convertedLong<BoolToAsnIntegerF>(false), 2L);
+  EXPECT_FALSE((converted<S32ToAsnIntegerF>(1, sizeof(long) - 1)));
 }
 
 TEST(Conversion, TextIsCutInTheBufferAndCountedWhole) {
-  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>("fan")), (Bytes{'f', 'a', 'n'}));
-  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>(Zef::String8())), Bytes());
-  EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOctetStringF>("fan", 2)), (Bytes{'f', 'a'}));
+  EXPECT_EQ(converted<StringToAsnOctetStringF>("fan"), (Bytes{'f', 'a', 'n'}));
+  EXPECT_EQ((converted<StringToAsnOctetStringF>(Zef::String8())), Bytes());
+  EXPECT_EQ(converted<StringToAsnOctetStringF>("fan", 2), (Bytes{'f', 'a'}));
   unsigned char buffer[2];
   EXPECT_EQ(StringToAsnOctetStringF()("fan", buffer, 2), 3);
 }
@@ -74,47 +73,28 @@ TEST(Conversion, TextIsCutInTheBufferAndCountedWhole) {
 TEST(Conversion, Oid) {
   std::string deep = "1.3";
   for (int i = 2; i < MAX_OID_LEN; ++i) deep += ".1";
-  struct Case {
-    std::string text;
-    std::optional<std::vector<oid>> parts;
+  auto const read = [](std::string const& dotted, int capacity = 1024) -> std::string {
+    auto const bytes = converted<StringToAsnOidF>(dotted.c_str(), capacity);
+    if (!bytes) return "refused";
+    Oid parts(bytes->size() / sizeof(oid));
+    std::memcpy(parts.data(), bytes->data(), bytes->size());
+    return text(parts);
   };
-  std::vector<oid> deepest(MAX_OID_LEN, 1);
-  deepest[1] = 3;
-  Case const cases[] = {
-      {"0", {{0, 0}}},
-      {"1.3.6.1.4.1.59871", {{1, 3, 6, 1, 4, 1, 59871}}},
-      {".1.3", {{1, 3}}},
-      {"2.999", {{2, 999}}},
-      {"1.3.4294967295", {{1, 3, 4294967295U}}},
-      {deep, deepest},
-      {deep + ".1", {}},
-      {"1.3.4294967296", {}},
-      {"", {}},
-      {".", {}},
-      {"1..3", {}},
-      {"1.3.", {}},
-      {"1.3x", {}},
-      {"1.-3", {}},
-      {"3.1", {}},
-      {"1.40", {}},
-  };
-  for (auto const& [text, parts] : cases) {
-    std::optional<Bytes> expected;
-    if (parts) {
-      auto const* const bytes = reinterpret_cast<unsigned char const*>(parts->data());
-      expected = Bytes(bytes, bytes + parts->size() * sizeof(oid));
-    }
-    EXPECT_EQ((converted<Zef::String8 const&, StringToAsnOidF>(Zef::String8(text.c_str()))), expected) << text;
+  for (std::string const& dotted :
+       {deep, std::string("1.3.6.1.4.1.59871"), std::string("2.999"), std::string("1.3.4294967295")}) {
+    EXPECT_EQ(read(dotted), dotted);
   }
-  EXPECT_FALSE((converted<Zef::String8 const&, StringToAsnOidF>("1.3.6", 2 * sizeof(oid)))) << "an OID is never cut";
+  EXPECT_EQ(read("0"), "0.0");
+  EXPECT_EQ(read(".1.3"), "1.3");
+  EXPECT_EQ(read(deep + ".1"), "refused");
+  for (char const* none : {"1.3.4294967296", "", ".", "1..3", "1.3.", "1.3x", "1.-3", "3.1", "1.40"}) {
+    EXPECT_EQ(read(none), "refused") << none;
+  }
+  EXPECT_EQ(read("1.3.6", 2 * sizeof(oid)), "refused") << "an OID is never cut";
 }
 
 TEST(Conversion, DateAndTime) {
-  struct Case {
-    double seconds;
-    std::optional<Bytes> octets;
-  };
-  Case const cases[] = {
+  std::pair<double, std::optional<Bytes>> const cases[] = {
       {0.0, {{7, 178, 1, 1, 0, 0, 0, 0, '+', 0, 0}}},
       {1709210096.75, {{7, 232, 2, 29, 12, 34, 56, 7, '+', 0, 0}}},
       {1700000000.3, {{7, 231, 11, 14, 22, 13, 20, 3, '+', 0, 0}}},
@@ -124,14 +104,13 @@ TEST(Conversion, DateAndTime) {
       {1e12, {}},
   };
   for (auto const& [seconds, octets] : cases) {
-    EXPECT_EQ((converted<double, SecondsToAsnDateAndTimeF>(seconds)), octets) << seconds;
+    EXPECT_EQ(converted<SecondsToAsnDateAndTimeF>(seconds), octets) << seconds;
   }
-  EXPECT_FALSE((converted<double, SecondsToAsnDateAndTimeF>(0.0, 10)));
+  EXPECT_FALSE(converted<SecondsToAsnDateAndTimeF>(0.0, 10));
 }
 
 // On the machine's clock as the agent reads it, which is stepped here.
-class TimeTicks : public testing::Test {
- protected:
+struct TimeTicks : testing::Test {
   // Each start is another one than the last, which the conversion remembers.
   void uptimeIs(u_long ticks) {
     time_.seconds = (starts_ += 1e8);
@@ -140,9 +119,9 @@ class TimeTicks : public testing::Test {
   }
   double now() const { return time_.seconds; }
   static long ticks(double seconds) {
-    auto const result = convertedLong<double, SecondsToTimeTicksF>(seconds);
-    EXPECT_EQ(result, (convertedLong<double, NowSecondsToUptimeTimeTicksF>(seconds)));
-    return result.value_or(-1);
+    long const result = convertedLong<SecondsToTimeTicksF>(seconds);
+    EXPECT_EQ(result, convertedLong<NowSecondsToUptimeTimeTicksF>(seconds));
+    return result;
   }
   static inline double starts_ = 0;
   SteppedTime time_;
@@ -179,17 +158,12 @@ TEST_F(TimeTicks, StayWhateverTheMasterTells) {
   EXPECT_EQ(ticks(now()), static_cast<long>(uptime + 1000)) << "one that has run for longer";
 }
 
-TEST_F(TimeTicks, AreNeverNegative) {
+TEST_F(TimeTicks, AreNeverNegativeNorOfAWallClockThatWasSet) {
   uptimeIs(50);
-  EXPECT_EQ(ticks(0.0), 0);
-  EXPECT_EQ(ticks(now() - 10), 0);
-  EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(std::nan(""))));
-  EXPECT_FALSE((converted<double, SecondsToTimeTicksF>(std::numeric_limits<double>::infinity())));
-}
-
-// The agent's wall clock start is then no help, but its uptime still is.
-TEST_F(TimeTicks, SurviveAWallClockThatWasSet) {
-  uptimeIs(100000);
+  for (double const before : {0.0, now() - 10}) EXPECT_EQ(ticks(before), 0);
+  for (double const none : {std::nan(""), std::numeric_limits<double>::infinity()}) {
+    EXPECT_FALSE(converted<SecondsToTimeTicksF>(none));
+  }
   for (long const step : {-86400L, 86400L}) {
     starttime.tv_sec += step;
     EXPECT_EQ(ticks(now()), static_cast<long>(netsnmp_get_agent_uptime()));
@@ -214,18 +188,16 @@ TEST(AppendToOid, FillsTheArrayAndNoMore) {
 TEST(SnmpUtil, EntitiesByPath) {
   auto const root = Zef::make<Zef::Dir>("vorlin");
   auto const snmp = Zef::make<Zef::Dir>("snmp");
-  auto const leaf = Zef::make<Zef::Entity>("leaf");
   root->entityIs(snmp);
-  snmp->entityIs(leaf);
-  EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp")) << "no root yet";
-  SnmpUtil::systemRootIs(root);
-  EXPECT_EQ(SnmpUtil::getEntityRelative("snmp").get(), snmp.get());
-  EXPECT_EQ(SnmpUtil::getEntityRelative("snmp/leaf").get(), leaf.get());
-  for (char const* path : {"", "/snmp", "snmp/", "snmp/other", "snmp/leaf/below", "leaf"}) {
-    EXPECT_FALSE(SnmpUtil::getEntityRelative(path)) << path;
+  snmp->entityIs(Zef::make<Zef::Entity>("leaf"));
+  for (bool const there : {false, true, false}) {
+    SnmpUtil::systemRootIs(there ? root : nullptr);
+    EXPECT_EQ(SnmpUtil::getEntityRelative("snmp"), there ? snmp.get() : nullptr);
+    EXPECT_EQ(SnmpUtil::getEntityRelative("snmp/leaf"), there ? snmp->entity("leaf").get() : nullptr);
+    for (char const* path : {"", "/snmp", "snmp/", "snmp/other", "snmp/leaf/below", "leaf"}) {
+      EXPECT_FALSE(SnmpUtil::getEntityRelative(path)) << path;
+    }
   }
-  SnmpUtil::systemRootIs(nullptr);
-  EXPECT_FALSE(SnmpUtil::getEntityRelative("snmp"));
 }
 
 TEST(AutoRegistree, EachIsInitialisedOnceWhileItIsListed) {
@@ -238,12 +210,10 @@ TEST(AutoRegistree, EachIsInitialisedOnceWhileItIsListed) {
   std::string log;
   Registration a(log, 'a'), b(log, 'b'), c(log, 'c'), d(log, 'd');
   Snmp::AutoRegistree const first(&a);
-  {
-    Snmp::AutoRegistree const gone(&b);
-    Snmp::AutoRegistree const second(&c);
-  }
-  Snmp::AutoRegistree const third(&c);
-  Snmp::AutoRegistree::initAll();
+  auto gone = std::make_optional<Snmp::AutoRegistree>(&b);
+  Snmp::AutoRegistree const second(&c);
+  gone.reset();
+  for (int i = 0; i < 2; ++i) Snmp::AutoRegistree::initAll();
   Snmp::AutoRegistree const late(&d);
   Snmp::AutoRegistree::initAll();
   EXPECT_EQ(log, "acd");

@@ -2,10 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
-#include <string>
 #include <unordered_set>
-#include <vector>
 
 #include "runtime/kit/Name.h"
 #include "runtime/kit/String8.h"
@@ -25,7 +24,6 @@ TEST(Strings, HandlesShareOneBlock) {
   EXPECT_EQ(countOf(text), 1U);
   {
     String8 copy = text;
-    EXPECT_EQ(static_cast<void const*>(copy.charPtr()), text.charPtr());
     EXPECT_EQ(countOf(text), 2U);
     copy += "!";
     EXPECT_EQ(countOf(text), 1U);
@@ -33,20 +31,14 @@ TEST(Strings, HandlesShareOneBlock) {
     EXPECT_EQ(text, "Ethernet3/5");
     copy = text;
     copy = copy.charPtr();  // from its own bytes
-    EXPECT_EQ(copy, "Ethernet3/5");
-    EXPECT_EQ(countOf(text), 1U);
     String8 const& self = copy;
     copy = self;
-    EXPECT_EQ(copy, "Ethernet3/5");
     String8 const moved = std::move(copy);
+    EXPECT_EQ(moved, "Ethernet3/5");
     EXPECT_EQ(countOf(moved), 1U);
   }
   EXPECT_EQ(countOf(text), 1U);
-}
-
-TEST(Strings, APinnedCountIsLeftAlone) {
-  String8 text("for ever");
-  countOf(text) = 0x1f000000U;
+  countOf(text) = 0x1f000000U;  // pinned
   { std::vector<String8> const many(1000, text); }
   EXPECT_EQ(countOf(text), 0x1f000000U);
   countOf(text) = 1;
@@ -57,61 +49,46 @@ TEST(Strings, ANullHandleIsAnEmptyText) {
   EXPECT_EQ(null.pos(0, "a", 1), -1);
   EXPECT_EQ(null.lastPos(-1, "a", 1), -1);
   EXPECT_STREQ(null.charPtr(), "");
-  EXPECT_EQ(null.length(), 0U);
   EXPECT_EQ(null, String8(""));
   EXPECT_EQ(null.hash(), String8("").hash());
   EXPECT_EQ(null + "a", "a" + null);
-  EXPECT_EQ(null.lowerCase(~0U), "");
-  EXPECT_EQ(null.substr(0, ~0U), "");
-  EXPECT_LT(null, String8("a"));
+  for (String8 const& part : {null.lowerCase(~0U), null.substr(0, ~0U)}) EXPECT_EQ(part.length(), 0U);
 }
 
 TEST(Strings, Positions) {
   String8 const text("abcabc");
-  struct Case {
-    long long start;
-    char const* wanted;
-    long long pos;
-    long long lastPos;
-  };
-  for (Case const& c : {Case{0, "abc", 0, 0}, Case{1, "abc", 3, 0}, Case{3, "abc", 3, 3}, Case{4, "abc", -1, 3},
-                        Case{-1, "abc", 0, 3}, Case{99, "abc", -1, 3}, Case{0, "x", -1, -1}, Case{0, "abcabcd", -1, -1},
-                        Case{5, "c", 5, 5}, Case{0, "c", 2, -1}, Case{4, "c", 5, 2}, Case{2, "", 2, 2}}) {
-    SCOPED_TRACE(testing::Message() << "'" << c.wanted << "' from " << c.start);
-    auto const length = static_cast<unsigned>(std::string_view(c.wanted).size());
-    EXPECT_EQ(text.pos(c.start, c.wanted, length), c.pos);
-    EXPECT_EQ(text.lastPos(c.start, c.wanted, length), c.lastPos);
+  using Case = std::tuple<long long, std::string, long long, long long>;
+  for (auto const& [start, wanted, pos, lastPos] :
+       {Case{0, "abc", 0, 0}, Case{1, "abc", 3, 0}, Case{3, "abc", 3, 3}, Case{4, "abc", -1, 3}, Case{-1, "abc", 0, 3},
+        Case{99, "abc", -1, 3}, Case{0, "x", -1, -1}, Case{0, "abcabcd", -1, -1}, Case{5, "c", 5, 5},
+        Case{0, "c", 2, -1}, Case{4, "c", 5, 2}, Case{2, "", 2, 2}}) {
+    SCOPED_TRACE(testing::Message() << wanted << " from " << start);
+    auto const length = static_cast<unsigned>(wanted.size());
+    std::string const longer = wanted + "X";  // only the given length counts
+    EXPECT_EQ(text.pos(start, longer.c_str(), length), pos);
+    EXPECT_EQ(text.lastPos(start, longer.c_str(), length), lastPos);
   }
   EXPECT_EQ(text.posOf(1, String8("ab")), 3);
-  EXPECT_EQ(text.pos(0, "abXX", 2), 0) << "only the given length counts";
 }
 
 TEST(Strings, Parts) {
   String8 const text("Xcvr5");
-  struct Case {
-    long long start;
-    unsigned length;
-    char const* part;
-  };
-  for (Case const& c : {Case{0, ~0U, "Xcvr5"}, Case{4, ~0U, "5"}, Case{1, 3, "cvr"}, Case{4, 9, "5"}, Case{5, ~0U, ""},
-                        Case{9, 1, ""}, Case{0, 0, ""}}) {
-    EXPECT_EQ(text.substr(c.start, c.length), c.part) << c.start << ", " << c.length;
+  using Case = std::tuple<long long, unsigned, char const*>;
+  for (auto const& [start, length, part] : {Case{0, ~0U, "Xcvr5"}, Case{4, ~0U, "5"}, Case{1, 3, "cvr"},
+                                            Case{4, 9, "5"}, Case{5, ~0U, ""}, Case{9, 1, ""}, Case{0, 0, ""}}) {
+    EXPECT_EQ(text.substr(start, length), part) << start << ", " << length;
   }
-  EXPECT_EQ(String8("FanTRAY 1").lowerCase(~0U), "fantray 1");
+  EXPECT_EQ(String8("FanTRAY \xc4").lowerCase(~0U), "fantray \xc4");
   EXPECT_EQ(String8("FanTRAY 1").lowerCase(4), "fantRAY 1");
-  EXPECT_EQ(String8("FanTRAY 1").lowerCase(0), "FanTRAY 1");
-  EXPECT_EQ(String8("\xc4z").lowerCase(~0U), "\xc4z");
 }
 
 TEST(Strings, OrderIsByUnsignedBytes) {
-  std::vector<char const*> const ordered = {"", "A", "AB", "B", "a", "a\x01", "aa", "z", "\x80", "\xff"};
-  for (std::size_t i = 0; i < ordered.size(); ++i) {
-    for (std::size_t j = 0; j < ordered.size(); ++j) {
-      String8 const left(ordered[i]);
-      String8 const right(ordered[j]);
-      EXPECT_EQ(left < right, i < j) << ordered[i] << ", " << ordered[j];
-      EXPECT_EQ(left == right, i == j);
-      EXPECT_EQ(Zef::Name(left) < Zef::Name(right), i < j);
+  char const* const ordered[] = {"", "A", "AB", "B", "a", "a\x01", "aa", "z", "\x80", "\xff"};
+  for (auto const& left : ordered) {
+    for (auto const& right : ordered) {
+      EXPECT_EQ(String8(left) < String8(right), &left < &right) << left << ", " << right;
+      EXPECT_EQ(String8(left) == String8(right), &left == &right);
+      EXPECT_EQ(Zef::Name(left) < Zef::Name(right), &left < &right);
     }
   }
 }
@@ -119,12 +96,10 @@ TEST(Strings, OrderIsByUnsignedBytes) {
 TEST(Strings, HashesOfShortNamesSpread) {
   std::unordered_set<U32> all;
   std::vector<unsigned> buckets(64);
-  for (int slot = 0; slot < 16; ++slot) {
-    for (int port = 0; port < 64; ++port) {
-      U32 const hash = Zef::Name(Zef::format("Ethernet%d/%d", slot, port)).hash();
-      all.insert(hash);
-      ++buckets[Zef::bitReverse(hash) >> 26U];
-    }
+  for (int port = 0; port < 1024; ++port) {
+    U32 const hash = Zef::Name(Zef::format("Ethernet%d/%d", port / 64, port % 64)).hash();
+    all.insert(hash);
+    ++buckets[Zef::bitReverse(hash) >> 26U];
   }
   EXPECT_EQ(all.size(), 1024U);
   EXPECT_LT(*std::max_element(buckets.begin(), buckets.end()), 40U);  // 16 each, were they even
@@ -132,9 +107,7 @@ TEST(Strings, HashesOfShortNamesSpread) {
 
 TEST(Strings, Format) {
   EXPECT_EQ(Zef::format("%s at %lld: %5.2f%%", "x", -7LL, 1.5), "x at -7:  1.50%");
-  EXPECT_EQ(Zef::format("%s", "").length(), 0U);
-  std::string const lengthy(10000, 'y');
-  EXPECT_EQ(Zef::format("<%s>", lengthy.c_str()).length(), 10002U);
+  EXPECT_EQ(Zef::format("<%s>", std::string(10000, 'y').c_str()).length(), 10002U);
 }
 
 TEST(Exceptions, CarryTheirText) {
@@ -144,26 +117,23 @@ TEST(Exceptions, CarryTheirText) {
 }
 
 TEST(Exceptions, AreExpectedWithinTheScopeThatSaysSo) {
-  auto const expected = [](std::initializer_list<Zef::Exception::Id> ids) {
-    Zef::Exception::IdBitArray bits;
-    for (auto const id : ids) bits.add(id);
-    return Zef::Expect::isExpected(Zef::Exception("", bits));
+  Zef::Exception const none("");
+  Zef::Exception const first("", Zef::Exception::IdBitArray().add(12));
+  Zef::Exception const both("", Zef::Exception::IdBitArray().add(12).add(63));
+  auto const expected = [&](bool isFirst, bool isBoth) {
+    EXPECT_FALSE(Zef::Expect::isExpected(none));
+    EXPECT_EQ(Zef::Expect::isExpected(first), isFirst);
+    EXPECT_EQ(Zef::Expect::isExpected(both), isBoth);
   };
-  EXPECT_FALSE(expected({12}));
-  {
-    Zef::Expect const outer(12);
-    EXPECT_EQ(refusal([&] {
-                Zef::Expect const inner(63);
-                EXPECT_TRUE(expected({12}));
-                EXPECT_TRUE(expected({63}));
-                EXPECT_FALSE(expected({}));
-                throw Zef::RangeException("leaves the scope");
-              }),
-              "leaves the scope");
-    EXPECT_FALSE(expected({63}));
-    EXPECT_TRUE(expected({12, 63}));
-  }
-  EXPECT_FALSE(expected({12, 63}));
+  expected(false, false);
+  auto outer = std::make_optional<Zef::Expect>(63);
+  expected(false, true);
+  auto inner = std::make_optional<Zef::Expect>(12);
+  expected(true, true);
+  inner.reset();
+  expected(false, true);
+  outer.reset();
+  expected(false, false);
 }
 
 }  // namespace
