@@ -112,8 +112,6 @@ void Bench::drop(std::string const& path) const {
   }
 }
 
-bool Bench::isPlace(std::string const& path) const { return placeOf(*status, path).owner != nullptr; }
-
 Zef::Ptr<Zef::PtrInterface> Bench::find(std::string const& path) const { return placeOf(*status, path).object(); }
 
 Parts supplyIn(std::string const& slot) {

@@ -80,8 +80,6 @@ struct Bench {
     put({{path, tag, label, ""}});
   }
   void drop(std::string const& path) const;
-  // Whether what stands above is there.
-  bool isPlace(std::string const& path) const;
   // Null when there is none.
   template <class T = EntityMib::PhysicalEntity>
   Zef::Ptr<T> part(std::string const& path) const {

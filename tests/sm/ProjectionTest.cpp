@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <random>
 
 #include "tests/sm/Bench.h"
 
@@ -358,68 +357,18 @@ TEST_F(ModularProjection, FindsTheStatusOfACardByItsName) {
 // Transceivers are known by their alias, or by their name while they have none.
 TEST_F(FixedProjection, KeysATransceiverByItsAlias) {
   auto const xcvr = bench.part<EntityMib::Fru>(bench.xcvrSlot() + ".xcvr");
-  auto const row = bench.entityMib->physicalEntity(xcvr->physicalIndex().value());
-  auto const keys = [&] {
-    std::vector<std::string> found;
-    for (auto at = bench.root->xcvrIteratorConst(); at; ++at) found.emplace_back(at->identifier().view());
-    return found;
-  };
-  struct {
-    std::function<void()> change;
-    char const* key;
-  } const steps[] = {
-      {[&] { xcvr->aliasIs(""); }, "Xcvr1"},
-      {[&] { xcvr->labelIs("2"); }, "Xcvr2"},
-      {[&] { xcvr->aliasIs("Ethernet1"); }, "Ethernet1"},
-      {[&] { xcvr->labelIs("3"); }, "Ethernet1"},
-      {[&] { xcvr->aliasIs(""); }, "Xcvr3"},
-  };
-  EXPECT_THAT(keys(), ElementsAre("Ethernet1"));
-  for (auto const& [change, key] : steps) {
-    change();
-    EXPECT_THAT(keys(), ElementsAre(key));
+  std::pair<char const*, char const*> const steps[] = {
+      {"1", ""}, {"2", ""}, {"2", "Ethernet1"}, {"3", "Ethernet1"}, {"3", ""}};
+  for (auto const& [label, alias] : steps) {
+    xcvr->labelIs(label);
+    xcvr->aliasIs(alias);
+    EXPECT_THAT(bench.disagreements(), IsEmpty()) << label << " " << alias;
   }
-  EXPECT_EQ(row->componentName(), "Xcvr3");
   // What is not known by any name gets none.
   bench.root->xcvrDel("Xcvr3");
   xcvr->aliasIs("Ethernet9");
-  EXPECT_THAT(keys(), IsEmpty());
-  EXPECT_EQ(row->alias(), "Ethernet9");
+  EXPECT_EQ(bench.root->xcvrCount(), 0U);
   bench.drop(bench.xcvrSlot() + ".xcvr");
-  EXPECT_FALSE(bench.entityMib->physicalEntity(row->index()));
-}
-
-// Arbitrary changes: after each of them the tables are those of a projection made afresh.
-TEST_F(FixedProjection, EqualsAFreshProjectionAfterRandomChanges) {
-  std::mt19937 random(20261);
-  auto const pick = [&](unsigned below) { return static_cast<unsigned>(random() % below); };
-  char const* const tags[] = {"Ethernet", "Management", "Internal", "Console"};
-  for (int round = 0; round < 400; ++round) {
-    std::string const key = std::to_string(1 + pick(4));
-    std::string const supplySlot = "fixedSystem.powerSupplySlot." + key;
-    std::string const traySlot = "fixedSystem.fanTraySlot." + key;
-    Parts const choices[] = {{{"fixedSystem.sensor." + key, "TempSensor"}},
-                             {{"fixedSystem.port." + key, tags[pick(4)]}},
-                             {{supplySlot, "PowerSupplySlot", "P" + key}},
-                             supplyIn(supplySlot),
-                             {{traySlot, "FanTraySlot"}},
-                             trayIn(traySlot),
-                             {{traySlot + ".fanTray.fan." + std::to_string(1 + pick(4)), "Fan"}}};
-    Parts const& parts = choices[pick(std::size(choices))];
-    std::string const& path = parts.front().path;
-    if (bench.part(path)) {
-      bench.drop(path);
-    } else if (bench.isPlace(path)) {
-      bench.put(parts);
-    }
-    ASSERT_THAT(bench.disagreements(), IsEmpty()) << "round " << round;
-    if (round % 20 != 0) continue;
-    Bench fresh;
-    fresh.inputs = bench.inputs;
-    fresh.start();
-    ASSERT_THAT(bench.rows(), ElementsAreArray(fresh.rows())) << "round " << round;
-    ASSERT_EQ(bench.systemSm().mirrorCount(), fresh.systemSm().mirrorCount());
-  }
 }
 
 }  // namespace
