@@ -338,12 +338,12 @@ TEST_F(Transceivers, GiveTheirSensorsReadings) {
 TEST_F(Transceivers, GiveTheirSensorsThresholds) {
   auto const status = publishStatus();
   Xcvr::DomThreshold threshold;
-  threshold.temperature = {75, -5, 70, 0};
+  threshold.temperature = {75, 5, 70, 10};
   status->domThresholdIs(threshold);
   plugAnew();
   EXPECT_TRUE(isClassified());
   Xcvr::DomInfo info;
-  for (auto const& [celsius, alarm] : {std::pair(0.0F, 0), {-0.1F, 4}, {-5.0F, 4}, {-5.1F, 32}, {41.5F, 0}}) {
+  for (auto const& [celsius, alarm] : {std::pair(10.0F, 0), {9.9F, 4}, {5.0F, 4}, {4.9F, 32}, {41.5F, 0}}) {
     info.temperature = celsius;
     status->domInfoIs(Xcvr::LaneId(0), info);
     bench.pass(5);
