@@ -81,10 +81,4 @@ TEST_F(NotificationsDeathTest, OneThatIsNotRegisteredIsAProgramError) {
       "You need to register kelvraEntSensorAlarm traps from your VorlinPlugin");
 }
 
-TEST_F(Notifications, WhatIsNotRegisteredIsNotSent) {
-  Snmp::NotificationStatus const status = SnmpUtil::getSnmpConfig()->notificationStatus("entity", "other");
-  EXPECT_FALSE(status.enabled);
-  EXPECT_EQ(status.reason(), "entity/other is not registered");
-}
-
 }  // namespace

@@ -75,34 +75,28 @@ TEST(LastChangeTime, IsUptimeOfTheLastChange) {
 TEST(LastChangeTime, AnswersAGetAndRefusesTheRest) {
   auto const& entityMib = Models::instance().entityMib;
   Agent::instance();
-  struct Case {
-    int mode;
-    bool hasModel;
-    double time;
-    int result;
-    long status;
-  };
-  double const none = std::numeric_limits<double>::quiet_NaN();
-  std::vector<Case> cases = {{MODE_GET, true, 0.0, SNMP_ERR_NOERROR, SNMP_ERR_NOERROR},
-                             {MODE_GET, true, none, SNMP_ERR_GENERR, SNMP_ERR_GENERR},
-                             {MODE_GET, false, 0.0, SNMP_ERR_GENERR, SNMP_ERR_GENERR},
-                             {MODE_GETNEXT, true, 0.0, SNMP_ERR_GENERR, SNMP_ERR_GENERR}};
-  for (int phase = MODE_SET_RESERVE1; phase <= MODE_SET_UNDO; ++phase)
-    cases.push_back({phase, true, 0.0, SNMP_ERR_NOERROR, SNMP_ERR_NOTWRITABLE});
-  for (auto const& [mode, hasModel, time, result, status] : cases) {
-    entityMib->lastChangeTimeIs(time);
+  using Answered = std::pair<int, long>;
+  auto const ask = [](int mode, void* model) {
     netsnmp_handler_registration registration{};
-    registration.my_reg_void = hasModel ? entityMib.get() : nullptr;
+    registration.my_reg_void = model;
     netsnmp_agent_request_info info{};
     info.mode = mode;
     netsnmp_variable_list variable{};
     netsnmp_request_info request{};
     request.requestvb = &variable;
     request.agent_req_info = &info;
-    EXPECT_EQ(handle_entLastChangeTime(nullptr, &registration, &info, &request), result) << mode;
-    EXPECT_EQ(request.status, status) << mode;
-    EXPECT_EQ(variable.type, status == SNMP_ERR_NOERROR ? ASN_TIMETICKS : 0);
-  }
+    int const result = handle_entLastChangeTime(nullptr, &registration, &info, &request);
+    EXPECT_EQ(variable.type, request.status == SNMP_ERR_NOERROR ? ASN_TIMETICKS : 0);
+    return Answered(result, request.status);
+  };
+  Answered const failed(SNMP_ERR_GENERR, SNMP_ERR_GENERR);
+  EXPECT_EQ(ask(MODE_GET, entityMib.get()), Answered(SNMP_ERR_NOERROR, SNMP_ERR_NOERROR));
+  EXPECT_EQ(ask(MODE_GET, nullptr), failed);
+  EXPECT_EQ(ask(MODE_GETNEXT, entityMib.get()), failed);
+  for (int phase = MODE_SET_RESERVE1; phase <= MODE_SET_UNDO; ++phase)
+    EXPECT_EQ(ask(phase, entityMib.get()), Answered(SNMP_ERR_NOERROR, SNMP_ERR_NOTWRITABLE)) << phase;
+  entityMib->lastChangeTimeIs(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(ask(MODE_GET, entityMib.get()), failed);
   entityMib->lastChangeTimeIs(0.0);
 }
 

@@ -106,12 +106,6 @@ TEST_P(Walk, NextOfAHoleAndOfOddIndexes) {
   EXPECT_FALSE(isBelow(behind, table.root)) << text(behind);
 }
 
-TEST_P(Walk, EmptyTable) {
-  table.clear();
-  EXPECT_THAT(agent.walk(table.root), testing::IsEmpty());
-  EXPECT_EQ(agent.get({instance(0)}).answers.at(0).type, SNMP_NOSUCHINSTANCE);
-}
-
 TEST_P(Walk, RowsComeAndGoInMidWalk) {
   auto const add = [this](std::size_t place) { table.add(table.indexes()[place]); };
   auto const remove = [this](std::size_t place) { table.remove(table.indexes()[place]); };
@@ -120,16 +114,9 @@ TEST_P(Walk, RowsComeAndGoInMidWalk) {
     std::function<void()> change;
     std::vector<std::size_t> expected;  // rows after the second
   } const cases[] = {
-      {"nothing", [] {}, {2, 3, 4}},
       {"the current row goes", [&] { remove(1); }, {2, 3, 4}},
       {"the row ahead goes", [&] { remove(2); }, {3, 4}},
       {"the row behind goes", [&] { remove(0); }, {2, 3, 4}},
-      {"the current row and the one ahead go",
-       [&] {
-         remove(1);
-         remove(2);
-       },
-       {3, 4}},
       {"a row comes behind", [this] { table.add(table.hole(0)); }, {2, 3, 4}},
       {"the current row is made anew",
        [&] {
@@ -153,19 +140,6 @@ TEST_P(Walk, RowsComeAndGoInMidWalk) {
   table.add(ahead);
   EXPECT_THAT(rest(instance(1)),
               testing::ElementsAre(instance(2), instance(3), table.instance(table.columns[0], ahead), instance(4)));
-}
-
-TEST_P(Walk, ManyNamesInOneRequest) {
-  std::vector<Oid> asked;
-  for (oid const column : table.columns) asked.push_back(table.instance(column, table.indexes()[1]));
-  asked.push_back(table.instance(table.columns[0], table.hole(2)));
-  asked.insert(asked.begin(), {1, 3, 6, 1, 2, 1, 47, 1, 4, 1});  // entLastChangeTime
-  auto const response = agent.next(asked);
-  EXPECT_EQ(response.error, SNMP_ERR_NOERROR);
-  std::vector<Oid> expected = {asked[0] + Oid{0}};
-  for (oid const column : table.columns) expected.push_back(table.instance(column, table.indexes()[2]));
-  expected.push_back(instance(3));
-  EXPECT_EQ(names(response.answers), expected);
 }
 
 // The last columns beside each other, and on into what follows the table. At the end of everything a name stays.
@@ -200,22 +174,6 @@ TEST_P(Walk, WhatIsOutOfViewIsLeftOut) {
     agent.hiddenIs({});
     EXPECT_EQ(walked, expected) << text(hidden);
     EXPECT_EQ(bulk, expected) << text(hidden);
-  }
-}
-
-// What the tables lead to in one another is one chain.
-TEST(WholeWalk, TablesFollowOneAnother) {
-  for (auto const& table : tableCases()) {
-    table.clear();
-    for (auto const& index : table.indexes()) table.add(index);
-  }
-  auto walked = names(Agent::instance().walk({1, 3, 6, 1}));
-  EXPECT_TRUE(std::is_sorted(walked.begin(), walked.end()));
-  for (auto const& table : tableCases()) {
-    auto const count =
-        std::count_if(walked.begin(), walked.end(), [&](Oid const& each) { return isBelow(each, table.root); });
-    EXPECT_EQ(static_cast<std::size_t>(count), table.columns.size() * table.indexes().size()) << table.name;
-    table.clear();
   }
 }
 

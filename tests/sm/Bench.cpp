@@ -2,53 +2,42 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <set>
 #include <sstream>
 
 #include "runtime/reflection/ActivityManagerConfig.h"
-#include "tests/Varbinds.h"
+#include "runtime/reflection/Type.h"
 
 namespace Orvane {
 
-using namespace EntityMib;  // the parts, a dozen of them
-
 namespace {
 
-std::string nameOf(std::string const& identity) {
-  static std::map<std::string, std::string> const identities{{"1.3.6.1.2.1.47.2.0.1", "entConfigChange"},
-                                                             {"1.3.6.1.2.1.131.0.1", "entStateOperEnabled"},
-                                                             {"1.3.6.1.2.1.131.0.2", "entStateOperDisabled"},
-                                                             {"1.3.6.1.4.1.59871.3.12.0.1", "kelvraEntSensorAlarm"}};
-  auto const found = identities.find(identity);
-  return found == identities.end() ? identity : found->second;
-}
+// The last step of a path, by the object that it starts from.
+struct Place {
+  Zef::Ptr<Zef::PtrInterface> owner;  // null when a step before it leads nowhere
+  Zef::ZefAttr const* attribute = nullptr;
+  std::string key = "";
 
-template <class Part>
-Zef::Ptr<Part> make(char const* tag, Zef::String8 const& label = "1") {
-  auto const part = Zef::make<Part>(tag);
-  part->tagIs(tag);
-  part->labelIs(label);
-  return part;
-}
+  bool isKeyed() const { return attribute->kind() == Zef::ZefAttr::Kind::collection; }
+  Zef::Ptr<Zef::PtrInterface> object() const {
+    if (!owner) return nullptr;
+    return isKeyed() ? attribute->member(*owner, key.c_str()) : attribute->child(*owner);
+  }
+};
 
-template <class Use>
-auto onSystem(Bench const& bench, Use use) {
-  return bench.status->fixedSystem() ? use(bench.system()) : use(bench.chassis());
+Place placeOf(EntityMib::Status& status, std::string const& path) {
+  Place place{&status};
+  std::string name;
+  for (std::istringstream steps(path); std::getline(steps, name, '.');) {
+    if (place.attribute != nullptr) place.owner = place.object();
+    if (!place.owner) break;
+    place.attribute = place.owner->fwkType()->attr(Zef::Name(name.c_str()));
+    if (place.isKeyed()) std::getline(steps, place.key, '.');
+  }
+  return place;
 }
 
 }  // namespace
-
-Notifications::Notifications(SteppedTime const& time)
-    : receiver_(std::make_shared<Receiver>([this, &time](std::vector<Answer> const& varbinds) {
-        Sent sent{nameOf(varbinds.front().value), 0, {}, time.now()};
-        for (std::size_t at = 1; at < varbinds.size(); ++at) {
-          auto const& [name, type, value] = varbinds[at];
-          sent.index = static_cast<U32>(name.back());
-          sent.varbinds.push_back(text(name) + " " + std::to_string(type) + " " + value);
-        }
-        sent_.push_back(sent);
-      })) {}
 
 void Bench::makeRoot() {
   root = nullptr;
@@ -56,16 +45,11 @@ void Bench::makeRoot() {
   entityMib = orvaneEntityMibFactory("entitymib");
   stateMib = orvaneStateMibFactory("entitystatemib");
   sensorMib = orvaneSensorMibFactory("entitysensormib");
-  std::pair<char const*, Zef::Ptr<Zef::Entity>> const inputs[] = {
-      {"entityMib", entityMib},         {"sensorMib", sensorMib},
-      {"stateMib", stateMib},           {"status", status},
-      {"xcvrStatusDir", xcvrStatusDir}, {"xcvrConfigDir", xcvrConfigDir},
-      {"intfStatusDir", intfStatusDir}, {"intfConfigDir", intfConfigDir},
-      {"coolingStatus", coolingStatus}, {"powerStatus", powerStatus},
-      {"powerConfig", powerConfig},     {"tempStatus", tempStatus},
-      {"tempConfig", tempConfig},       {"cardStatus", cardStatus}};
-  for (auto const& [attribute, entity] : inputs)
-    root->fwkType()->attr(Zef::Name(attribute))->set(*root, Zef::Value(Zef::Ptr<Zef::PtrInterface>(entity)));
+  root->entityMibIs(entityMib);
+  root->stateMibIs(stateMib);
+  root->sensorMibIs(sensorMib);
+  for (auto const& each : inputs)
+    root->fwkType()->attr(each->name())->set(*root, Zef::Value(Zef::Ptr<Zef::PtrInterface>(each)));
 }
 
 void Bench::start() {
@@ -75,104 +59,93 @@ void Bench::start() {
 
 void Bench::publishSystem() {
   Zef::Batch const batch;
-  auto const fixed = make<FixedSystem>("FixedSystem");
-  add<&Card::newSensor>(*fixed, 1, "TempSensor");
-  add<&Card::newPort>(*fixed, 1, "Ethernet");
-  add<&Card::newPort>(*fixed, 2, "Management");
-  add<&Card::newXcvrSlot>(*fixed, 1, "XcvrSlot")->xcvrIs(makeXcvr("1", "Ethernet1"));
-  add<&Card::newChip>(*fixed, 1, "Chip");
-  add<&Card::newStorageDevices>(*fixed, 1, "Flash");
-  status->fixedSystemIs(fixed);
-  supplySlot(1, makeSupply());
-  traySlot(2, makeTray(1));
+  put({{"fixedSystem", "FixedSystem"},
+       {"fixedSystem.sensor.1", "TempSensor"},
+       {"fixedSystem.port.1", "Ethernet"},
+       {"fixedSystem.port.2", "Management"},
+       {"fixedSystem.xcvrSlot.1", "XcvrSlot"},
+       {"fixedSystem.chip.1", "Chip"},
+       {"fixedSystem.storageDevices.1", "Flash"},
+       {"fixedSystem.powerSupplySlot.1", "PowerSupplySlot", "P1"},
+       {"fixedSystem.fanTraySlot.2", "FanTraySlot"}});
+  put(xcvr());
+  put(supplyIn("fixedSystem.powerSupplySlot.1"));
+  put(trayIn("fixedSystem.fanTraySlot.2"));
 }
 
 void Bench::publishChassis() {
   Zef::Batch const batch;
-  auto const modular = make<Chassis>("Chassis");
-  modular->cardplaneIs(makeCardplane());
-  status->chassisIs(modular);
-  supplySlot(1, makeSupply());
-  traySlot(2, makeTray(1));
-  insertCard(3, "Linecard");
+  put({{"chassis", "Chassis"},
+       {"chassis.cardplane", "CardPlane"},
+       {"chassis.powerSupplySlot.1", "PowerSupplySlot", "P1"},
+       {"chassis.fanTraySlot.2", "FanTraySlot"},
+       {"chassis.cardSlot.3", "CardSlot"}});
+  put(supplyIn("chassis.powerSupplySlot.1"));
+  put(trayIn("chassis.fanTraySlot.2"));
+  put(cardIn("chassis.cardSlot.3"));
 }
 
-void Bench::insertCard(unsigned key, char const* tag) {
+Parts Bench::xcvr() const {
+  return status->fixedSystem() ? xcvrIn(xcvrSlot(), "1", "Ethernet1") : xcvrIn(xcvrSlot(), "5", "Ethernet3/5");
+}
+
+void Bench::put(Parts const& parts) const {
   Zef::Batch const batch;
-  Zef::String8 const label = Zef::format("%u", key);
-  auto const card = make<Card>(tag, label);
-  add<&Card::newSensor>(*card, 1, "TempSensor");
-  add<&Card::newPort>(*card, 5, "Ethernet");
-  add<&Card::newXcvrSlot>(*card, 5, "XcvrSlot")->xcvrIs(makeXcvr("5", "Ethernet" + label + "/5"));
-  add<&Card::newChip>(*card, 1, "Chip");
-  if (!chassis().cardSlot(ParentIndex(key))) add<&Chassis::newCardSlot>(chassis(), key, "CardSlot");
-  cardSlot(key).cardIs(card);
-}
-
-Card& Bench::board() const {
-  if (status->fixedSystem()) return system();
-  return *cardSlot(3).card();
-}
-
-void Bench::plugXcvr() const {
-  xcvrSlot().xcvrIs(status->fixedSystem() ? makeXcvr("1", "Ethernet1") : makeXcvr("5", "Ethernet3/5"));
-}
-
-Zef::Ptr<PowerSupplySlot> Bench::supplySlot(unsigned key, Zef::Ptr<PowerSupply> const& in) const {
-  return onSystem(*this, [&]<class System>(System& on) {
-    Zef::Batch const batch;
-    auto slot = on.powerSupplySlot(ParentIndex(key));
-    if (!slot) slot = add<&System::newPowerSupplySlot>(on, key, "PowerSupplySlot", Zef::format("P%u", key));
-    if (in) slot->powerSupplyIs(in);
-    return slot;
-  });
-}
-
-Zef::Ptr<FanTraySlot> Bench::traySlot(unsigned key, Zef::Ptr<FanTray> const& in) const {
-  return onSystem(*this, [&]<class System>(System& on) {
-    Zef::Batch const batch;
-    auto slot = on.fanTraySlot(ParentIndex(key));
-    if (!slot) slot = add<&System::newFanTraySlot>(on, key, "FanTraySlot");
-    if (in) slot->fanTrayIs(in);
-    return slot;
-  });
-}
-
-void Bench::supplySlotDel(unsigned key) const {
-  onSystem(*this, [&](auto& on) { return on.powerSupplySlotDel(ParentIndex(key)); });
-}
-
-void Bench::traySlotDel(unsigned key) const {
-  onSystem(*this, [&](auto& on) { return on.fanTraySlotDel(ParentIndex(key)); });
-}
-
-Zef::Ptr<PowerSupply> makeSupply() {
-  auto const supply = make<PowerSupply>("PowerSupply");
-  add<&Fan::newSensor>(*add<&PowerSupply::newFan>(*supply, 1, "Fan"), 1, "FanSensor");
-  add<&PowerSupply::newSensor>(*supply, 1, "VoltageSensor");
-  return supply;
-}
-
-Zef::Ptr<FanTray> makeTray(unsigned fans) {
-  auto const tray = make<FanTray>("FanTray");
-  for (unsigned key = 1; key <= fans; ++key) {
-    auto const fan = add<&FanTray::newFan>(*tray, key, "Fan");
-    add<&Fan::newSensor>(*fan, 1, "FanSensor", fan->label());
+  for (auto const& [path, tag, label, alias] : parts) {
+    Place const place = placeOf(*status, path);
+    auto const made = place.isKeyed() ? place.attribute->memberIs(*place.owner, place.key.c_str())
+                                      : place.attribute->childIs(*place.owner);
+    auto const part = Zef::dynamicCast<EntityMib::PhysicalEntity>(made);
+    part->tagIs(tag);
+    part->labelIs(!label.empty() ? label.c_str() : place.isKeyed() ? place.key.c_str() : "1");
+    part->descriptionIs(Zef::String8(tag) + " " + part->label());
+    if (!alias.empty()) Zef::dynamicCast<EntityMib::Fru>(part)->aliasIs(alias.c_str());
   }
-  return tray;
 }
 
-Zef::Ptr<EntityMib::Xcvr> makeXcvr(Zef::String8 const& label, Zef::String8 const& alias) {
-  using EntityMib::Xcvr;
-  auto const xcvr = make<Xcvr>("Xcvr", label);
-  xcvr->aliasIs(alias);
-  add<&Xcvr::newSensor>(*xcvr, 1, "DomTemperatureSensor", label);
-  auto const lane = add<&Xcvr::newLane>(*xcvr, 1, "Lane", label + "/2");
-  add<&Lane::newSensor>(*lane, 1, "DomRxPowerSensor", lane->label());
-  return xcvr;
+void Bench::drop(std::string const& path) const {
+  Place const place = placeOf(*status, path);
+  if (place.isKeyed()) {
+    place.attribute->memberDel(*place.owner, place.key.c_str());
+  } else {
+    place.attribute->childDel(*place.owner);
+  }
 }
 
-Zef::Ptr<Cardplane> makeCardplane() { return make<Cardplane>("CardPlane"); }
+Zef::Ptr<Zef::PtrInterface> Bench::find(std::string const& path) const { return placeOf(*status, path).object(); }
+
+Parts supplyIn(std::string const& slot) {
+  std::string const supply = slot + ".powerSupply";
+  return {{supply, "PowerSupply"},
+          {supply + ".fan.1", "Fan"},
+          {supply + ".fan.1.sensor.1", "FanSensor"},
+          {supply + ".sensor.1", "VoltageSensor"}};
+}
+
+Parts trayIn(std::string const& slot) {
+  std::string const tray = slot + ".fanTray";
+  return {{tray, "FanTray"}, {tray + ".fan.1", "Fan"}, {tray + ".fan.1.sensor.1", "FanSensor"}};
+}
+
+Parts xcvrIn(std::string const& slot, std::string const& label, std::string const& alias) {
+  std::string const xcvr = slot + ".xcvr";
+  return {{xcvr, "Xcvr", label, alias},
+          {xcvr + ".sensor.1", "DomTemperatureSensor", label},
+          {xcvr + ".lane.1", "Lane", label + "/2"},
+          {xcvr + ".lane.1.sensor.1", "DomRxPowerSensor", label + "/2"}};
+}
+
+Parts cardIn(std::string const& slot, char const* tag) {
+  std::string const card = slot + ".card";
+  std::string const number = slot.substr(slot.rfind('.') + 1);
+  Parts parts = {{card, tag, number},
+                 {card + ".sensor.1", "TempSensor"},
+                 {card + ".port.5", "Ethernet"},
+                 {card + ".xcvrSlot.5", "XcvrSlot"},
+                 {card + ".chip.1", "Chip"}};
+  for (Part& part : xcvrIn(card + ".xcvrSlot.5", "5", "Ethernet" + number + "/5")) parts.push_back(std::move(part));
+  return parts;
+}
 
 void Bench::pass(double seconds) {
   auto const clock = Zef::processClock();
@@ -247,7 +220,8 @@ std::vector<std::string> Bench::disagreements() const {
     require(entry && entry->entity() == at.ptr(), "row without its name", at->index());
     if (at->zefTypeName() != "XcvrSlot") continue;
     ++slots;
-    require(root->xcvrSlotSm(PhysicalIndex(at->index())) != nullptr, "slot without its reactor", at->index());
+    require(root->xcvrSlotSm(EntityMib::PhysicalIndex(at->index())) != nullptr, "slot without its reactor",
+            at->index());
   }
   for (auto at = entityMib->containsIteratorConst(); at; ++at) have.emplace(at->containerIndex(), at->containeeIndex());
   require(have == wanted, "contains rows differ from containedIn, rows:", static_cast<U32>(have.size()));

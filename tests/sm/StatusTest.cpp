@@ -5,20 +5,18 @@
 
 #include <functional>
 
+#include "sm/Renewal.h"
 #include "tests/sm/Bench.h"
 
 namespace Orvane {
 namespace {
 
-using EntityMib::ParentIndex;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
 using FanStatus = Environment::Cooling::FanStatus;
-using VoltageStatus = Environment::Power::VoltageRailStatus;
-using CurrentStatus = Environment::Power::CurrentSensorStatus;
 using SupplyStatus = Environment::Power::SupplyStatus;
 using TempStatus = Environment::Temperature::TempSensorStatus;
 
@@ -33,7 +31,7 @@ class StatusRecords : public testing::Test {
  protected:
   void SetUp() override {
     bench.publishSystem();
-    add<&EntityMib::Card::newSensor>(bench.system(), 2, "CurrentSensor");
+    bench.put("fixedSystem.sensor.2", "CurrentSensor");
     bench.start();
     bench.time.step(100);
   }
@@ -47,54 +45,47 @@ class StatusRecords : public testing::Test {
   Bench bench;
 };
 
-// One kind of record: how it comes, what changes it, how it goes, the row that its notification speaks of, the rows
-// that it writes, and their states by the number of the status, from 0.
+// One kind of record: its name, where it stands, the attribute that holds its status, the row that its notification
+// speaks of, the rows that it writes, and their states by the number of the status, from 0.
 struct Kind {
   char const* record;
-  std::function<std::function<void(U32 status)>(Bench&)> come;
-  std::function<void(Bench&)> go;
+  Zef::Ptr<Zef::Entity> input;
+  char const* collection;
+  char const* attribute;
   U32 notified;
   std::vector<U32> written;
-  std::vector<std::string> states = {"1,1", "3,4", "2,2", "2,2"};
+  std::vector<std::string> states;
   bool stampedWhenBound = true;
+
+  Zef::ZefAttr const& records() const { return *input->fwkType()->attr(Zef::Name(collection)); }
+  void statusIs(U32 status) const {
+    auto const object = records().memberIs(*input, record);
+    object->fwkType()->attr(Zef::Name(attribute))->set(*object, Zef::Value(std::int64_t{status}));
+  }
 };
 
-template <auto make, auto del, auto input, class Record, class Value>
-Kind kind(char const* name, void (Record::*set)(Value), U32 notified, std::vector<U32> written) {
-  return {name,
-          [=](Bench& bench) {
-            auto const record = std::invoke(make, *(bench.*input), name);
-            return [=](U32 status) { ((*record).*set)(Value(status)); };
-          },
-          [=](Bench& bench) { ((*(bench.*input)).*del)(name); }, notified, std::move(written)};
-}
-
-std::vector<Kind> kinds() {
-  using Temperature = Environment::Temperature::Status;
-  using Power = Environment::Power::Status;
-  using Cooling = Environment::Cooling::Status;
-  constexpr auto newFan = [](Cooling& cooling, char const* name) { return cooling.newFan(name); };
-  std::vector<Kind> all = {
-      kind<&Temperature::newTempSensor, &Temperature::tempSensorDel, &Bench::tempStatus>(
-          "TempSensor1", &TempStatus::hwStatusIs, tempSensor, {tempSensor}),
-      kind<&Power::newVoltageSensor, &Power::voltageSensorDel, &Bench::powerStatus>(
-          "VoltageSensorP1/1", &VoltageStatus::hwStatusIs, voltageSensor, {voltageSensor}),
-      kind<&Power::newCurrentSensor, &Power::currentSensorDel, &Bench::powerStatus>(
-          "CurrentSensor2", &CurrentStatus::hwStatusIs, currentSensor, {currentSensor}),
-      kind<newFan, &Cooling::fanDel, &Bench::coolingStatus>("Fan2/1", &FanStatus::hwStatusIs, trayFan,
-                                                            {trayFanSensor, trayFan}),
+std::vector<Kind> kinds(Bench const& bench) {
+  std::vector<std::string> const hardware = {"1,1", "3,4", "2,2", "2,2"};
+  std::vector<std::string> const supplies = {"1,1", "2,2", "2,2", "3,4", "2,2"};
+  return {
+      {"TempSensor1", bench.tempStatus, "tempSensor", "hwStatus", tempSensor, {tempSensor}, hardware},
+      {"VoltageSensorP1/1", bench.powerStatus, "voltageSensor", "hwStatus", voltageSensor, {voltageSensor}, hardware},
+      {"CurrentSensor2",
+       bench.powerStatus,
+       "currentSensor",
+       "hwStatus",
+       currentSensor,
+       {currentSensor},
+       hardware,
+       false},
+      {"Fan2/1", bench.coolingStatus, "fan", "hwStatus", trayFan, {trayFanSensor, trayFan}, hardware},
+      {"PowerSupply1", bench.powerStatus, "powerSupply", "state", supply, {supply}, supplies},
+      {"PowerSupplyP1/1", bench.powerStatus, "powerSupply", "state", supply, {supply}, supplies},
   };
-  all[2].stampedWhenBound = false;
-  for (char const* supplyName : {"PowerSupply1", "PowerSupplyP1/1"}) {
-    all.push_back(kind<&Power::newPowerSupply, &Power::powerSupplyDel, &Bench::powerStatus>(
-        supplyName, &SupplyStatus::stateIs, supply, {supply}));
-    all.back().states = {"1,1", "2,2", "2,2", "3,4", "2,2"};
-  }
-  return all;
 }
 
 TEST_F(StatusRecords, WriteTheirRowsAndAskForOneNotification) {
-  for (Kind const& each : kinds()) {
+  for (Kind const& each : kinds(bench)) {
     SCOPED_TRACE(each.record);
     auto const expect = [&](U32 status, double time) {
       EXPECT_THAT(bench.takeWaiting(), ElementsAre(std::to_string(each.notified) + " " + each.states[status]));
@@ -103,17 +94,17 @@ TEST_F(StatusRecords, WriteTheirRowsAndAskForOneNotification) {
       }
     };
     double const before = bench.stateMib->stateEntity(each.notified)->lastChanged() - 1.0e9;
-    auto const change = each.come(bench);
+    each.records().memberIs(*each.input, each.record);
     expect(0, each.stampedWhenBound ? bench.time.now() : before);
     for (U32 status = 1; status != each.states.size(); ++status) {
       bench.time.step(10);
-      change(status);
+      each.statusIs(status);
       expect(status, bench.time.now());
     }
     // A record that goes leaves the state as it was.
     std::string const last = bench.stateOf(each.notified);
     bench.time.step(10);
-    each.go(bench);
+    each.records().memberDel(*each.input, each.record);
     EXPECT_THAT(bench.takeWaiting(), IsEmpty());
     EXPECT_EQ(bench.stateOf(each.notified), last);
   }
@@ -124,8 +115,8 @@ TEST_F(StatusRecords, BindTheSensorWhicheverComesFirst) {
   auto const config = bench.tempConfig->newTempSensor("TempSensor1");
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).status(), record);
   EXPECT_FALSE(sensor<TemperatureSensor>(tempSensor).configData()) << "it came behind the record";
-  bench.system().sensorDel(ParentIndex(1));
-  add<&EntityMib::Card::newSensor>(bench.system(), 1, "TempSensor");
+  bench.drop("fixedSystem.sensor.1");
+  bench.put("fixedSystem.sensor.1", "TempSensor");
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).status(), record);
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).configData(), config);
   bench.tempStatus->tempSensorDel("TempSensor1");
@@ -138,9 +129,9 @@ TEST_F(StatusRecords, BindTheSensorWhicheverComesFirst) {
   // A fan's sensor goes by the fan's name, in the tray and in the supply.
   auto const fan = bench.coolingStatus->newFan("FanP1/1");
   EXPECT_EQ(sensor<FanSensor>(2011101).status(), fan);
-  auto const tray = bench.system().fanTraySlot(ParentIndex(2))->fanTray();
   auto const early = bench.coolingStatus->newFan("Fan2/7");
-  add<&EntityMib::Fan::newSensor>(*add<&EntityMib::FanTray::newFan>(*tray, 7, "Fan"), 1, "FanSensor", "7");
+  std::string const fan7 = "fixedSystem.fanTraySlot.2.fanTray.fan.7";
+  bench.put({{fan7, "Fan"}, {fan7 + ".sensor.1", "FanSensor", "7"}});
   EXPECT_EQ(sensor<FanSensor>(1021701).status(), early);
 
   // A record that is replaced by another of its name.
@@ -154,10 +145,13 @@ TEST_F(StatusRecords, BindTheSensorWhicheverComesFirst) {
 TEST_F(StatusRecords, RebindUnderANewLabel) {
   auto const one = bench.tempStatus->newTempSensor("TempSensor1");
   auto const nine = bench.tempStatus->newTempSensor("TempSensor9");
-  bench.system().sensor(ParentIndex(1))->labelIs("9");
+  bench.put("fixedSystem.sensor.1", "TempSensor", "9");
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).status(), nine);
-  bench.system().sensor(ParentIndex(1))->labelIs("1");
+  bench.put("fixedSystem.sensor.1", "TempSensor", "1");
   EXPECT_EQ(sensor<TemperatureSensor>(tempSensor).status(), one);
+  bench.takeWaiting();
+  renew(*bench.root, {tempSensor}, nullptr);
+  EXPECT_THAT(bench.takeWaiting(), IsEmpty()) << "it shows what it showed before";
   // A fan sensor's label: the record is still found by the fan that holds it, under the name that its sensor must have.
   auto const fan = bench.coolingStatus->newFan("Fan2/1");
   sensor<FanSensor>(trayFanSensor).statusIs(nullptr);
@@ -219,19 +213,20 @@ TEST_F(StatusRecords, AReadingCausesNoReaction) {
   EXPECT_EQ(static_cast<S32>(sensor<TemperatureSensor>(tempSensor).value()), 99990);
 }
 
-TEST_F(StatusRecords, AreFoundByReactorsThatStartLater) {
-  bench.coolingStatus->newFan("Fan2/1")->hwStatusIs(FanStatus::HwStatus::ok);
-  bench.powerStatus->newPowerSupply("PowerSupply1")->stateIs(SupplyStatus::State::ok);
-  bench.tempStatus->newTempSensor("TempSensor1")->hwStatusIs(TempStatus::HwStatus::failed);
+TEST_F(StatusRecords, AreFoundAndFollowedByReactorsThatStartLater) {
+  for (Kind const& each : kinds(bench)) each.statusIs(1);
   bench.tempConfig->newTempSensor("TempSensor1")->criticalThresholdIs(90);
   bench.intfStatusDir->newIntfStatus(Morvet::IntfId("Ethernet1"))->operStatusIs(Interface::IntfOperStatus::up);
   bench.start();
   EXPECT_THAT(bench.stateOf(200001), HasSubstr("3,4"));
-  EXPECT_THAT(bench.stateOf(trayFan), HasSubstr("3,4"));
-  EXPECT_THAT(bench.stateOf(supply), HasSubstr("3,4"));
-  EXPECT_THAT(bench.stateOf(tempSensor), HasSubstr("2,2"));
   EXPECT_TRUE(bench.sensorMib->thresholdEntity(tempSensor));
-  EXPECT_EQ(bench.takeWaiting().size(), 4U);
+  EXPECT_EQ(bench.takeWaiting().size(), 6U);
+  for (U32 const status : {1U, 3U}) {
+    for (Kind const& each : kinds(bench)) {
+      each.statusIs(status);
+      EXPECT_THAT(bench.stateOf(each.notified), HasSubstr(each.states[status])) << each.record;
+    }
+  }
   // Reactors with unchanged inputs are kept, others replaced.
   auto const fans = bench.root->fanStatusSm();
   auto const temperatures = bench.root->tempStatusSm();
@@ -244,14 +239,8 @@ TEST_F(StatusRecords, AreFoundByReactorsThatStartLater) {
 }
 
 TEST_F(StatusRecords, ANullRecordIsRefused) {
-  auto const text = [](std::string const& attribute, std::string const& type) {
-    return "null _" + attribute + " parameter to mutator for Orvane::" + type + "::" + attribute + " not allowed\"";
-  };
-  EXPECT_EQ(refusal([&] { bench.root->fanStatusSm()->fanStatusIs(nullptr); }), text("fanStatus", "FanSensorStatusSm"));
   EXPECT_EQ(refusal([&] { bench.root->intfStatusSm()->intfConfigIs(nullptr); }),
-            text("intfConfig", "IntfSensorStatusSm"));
-  EXPECT_EQ(refusal([&] { bench.root->tempThresholdSm()->thresholdConfigIs(nullptr); }),
-            text("thresholdConfig", "TempSensorThresholdSm"));
+            "null _intfConfig parameter to mutator for Orvane::IntfSensorStatusSm::intfConfig not allowed\"");
 }
 
 TEST_F(StatusRecords, AnInterfaceFollowsStatusAndSetting) {
@@ -275,7 +264,6 @@ TEST_F(StatusRecords, AnInterfaceFollowsStatusAndSetting) {
   EXPECT_THAT(bench.stateOf(port), HasSubstr("2,2"));
   config->adminEnabledStateLocalIs(true);
   status->operStatusIs(IntfOperStatus::up);
-  EXPECT_THAT(bench.stateOf(port), HasSubstr("3,4"));
   bench.takeWaiting();
   bench.intfStatusDir->intfStatusDel(id);
   config->adminEnabledStateLocalIs(false);
@@ -309,8 +297,8 @@ class Transceivers : public testing::Test {
     return status;
   }
   void plugAnew() {
-    bench.xcvrSlot().xcvrIs(nullptr);
-    bench.plugXcvr();
+    bench.drop(bench.xcvrSlot() + ".xcvr");
+    bench.put(bench.xcvr());
   }
   DomSensor& sensor(U32 row) { return dynamic_cast<DomSensor&>(*bench.sensorMib->sensorEntity(row)); }
   bool isClassified() const { return static_cast<bool>(bench.sensorMib->thresholdEntity(domTemperature)); }
@@ -350,12 +338,17 @@ TEST_F(Transceivers, GiveTheirSensorsReadings) {
 TEST_F(Transceivers, GiveTheirSensorsThresholds) {
   auto const status = publishStatus();
   Xcvr::DomThreshold threshold;
-  threshold.temperature = {75, -5, 70, 0};
+  threshold.temperature = {75, 5, 70, 10};
   status->domThresholdIs(threshold);
   plugAnew();
   EXPECT_TRUE(isClassified());
-  bench.pass(5);
-  EXPECT_EQ(bench.stateMib->stateEntity(domTemperature)->alarmStatus(), 0);
+  Xcvr::DomInfo info;
+  for (auto const& [celsius, alarm] : {std::pair(10.0F, 0), {9.9F, 4}, {5.0F, 4}, {4.9F, 32}, {41.5F, 0}}) {
+    info.temperature = celsius;
+    status->domInfoIs(Xcvr::LaneId(0), info);
+    bench.pass(5);
+    EXPECT_EQ(bench.stateMib->stateEntity(domTemperature)->alarmStatus(), alarm) << celsius;
+  }
   // A transceiver that offers none any more is classified no more, until its rows are made anew.
   status->domThresholdDel();
   bench.pass(5);
@@ -368,7 +361,7 @@ TEST_F(Transceivers, GiveTheirSensorsThresholds) {
 }
 
 TEST_F(Transceivers, ShowWhetherTheyAreInUse) {
-  bench.xcvrSlot().xcvrIs(nullptr);
+  bench.drop(bench.xcvrSlot() + ".xcvr");
   Tracing tracing{(1U << 0U) | (1U << 3U)};
   auto const status = publishStatus();
   EXPECT_THAT(tracing.take(), Contains(HasSubstr("Cannot find xcvr for status:Ethernet3/5")));

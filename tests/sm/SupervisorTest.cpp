@@ -28,7 +28,9 @@ class Supervisors : public testing::Test {
   }
   void TearDown() override { Fru::slotIdIs(1); }
   void insert(unsigned slot) {
-    bench.insertCard(slot, "Supervisor");
+    std::string const path = "chassis.cardSlot." + std::to_string(slot);
+    bench.put(path, "CardSlot");
+    bench.put(cardIn(path, "Supervisor"));
     bench.takeWaiting();
   }
   void elect(RedundancyMode own, PeerState state, RedundancyMode other) {
@@ -118,7 +120,7 @@ TEST_F(Supervisors, WaitForTheInventory) {
   auto const reactor = bench.root->redundancySm();
   election->peerStateIs(PeerState::absent);
   EXPECT_EQ(reactor->peerState(), PeerState::present);
-  bench.cardSlot(2).cardIs(nullptr);
+  bench.drop("chassis.cardSlot.2.card");
   bench.pass(5);
   EXPECT_EQ(reactor->peerState(), PeerState::absent);
   // Alone from the start.

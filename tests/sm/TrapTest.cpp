@@ -12,11 +12,13 @@
 namespace Orvane {
 namespace {
 
-using EntityMib::ParentIndex;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 constexpr U32 firstPort = 200001;
+constexpr char operEnabled[] = "1.3.6.1.2.1.131.0.1";
+constexpr char operDisabled[] = "1.3.6.1.2.1.131.0.2";
+constexpr char sensorAlarm[] = "1.3.6.1.4.1.59871.3.12.0.1";
 
 class Traps : public testing::Test {
  protected:
@@ -24,19 +26,20 @@ class Traps : public testing::Test {
 
   // Ends just behind a trap tick, every notification about what came gone.
   void SetUp() override {
-    auto const system = Zef::make<EntityMib::FixedSystem>("fixedSystem");
-    for (unsigned key = 1; key <= ports; ++key) add<&EntityMib::Card::newPort>(*system, key, "Ethernet");
-    bench.status->fixedSystemIs(system);
+    bench.put("fixedSystem", "FixedSystem");
+    for (unsigned key = 1; key <= ports; ++key) bench.put(port(key), "Ethernet");
     bench.start();
     bench.pass(60);
     report(0, Constants::operStateUnknown);
     while (bench.root->pendingStateTrapCount() != 0) bench.pass(0.5);
-    bench.notifications.take();
+    bench.sent.clear();
   }
+  std::string port(unsigned key) const { return "fixedSystem.port." + std::to_string(key); }
   void report(U32 port, U32 operState) { bench.root->doAppendStateTrap(firstPort + port, operState, 4); }
   std::vector<std::string> take() {
     std::vector<std::string> taken;
-    for (auto const& sent : bench.notifications.take()) taken.push_back(sent.name + " " + std::to_string(sent.index));
+    for (auto const& varbinds : std::exchange(bench.sent, {}))
+      taken.push_back(varbinds.front().value + " " + std::to_string(varbinds.back().name.back()));
     return taken;
   }
 
@@ -50,14 +53,13 @@ TEST_F(Traps, SpeakOfARowOnceWithItsLastState) {
   auto const& queue = bench.root->pendingStateTrapMetadata();
   EXPECT_EQ(queue.next - queue.head, 2U);
   bench.pass(6);
-  auto const sent = bench.notifications.take();
-  ASSERT_EQ(sent.size(), 2U);
-  EXPECT_EQ(sent[0].name, "entStateOperEnabled");
-  EXPECT_EQ(sent[0].index, firstPort + 1);
-  EXPECT_EQ(sent[1].name, "entStateOperDisabled");
-  EXPECT_THAT(sent[1].varbinds,
-              ElementsAre("1.3.6.1.2.1.131.1.1.1.2.200001 2 4", "1.3.6.1.2.1.131.1.1.1.5.200001 4 \x80",
-                          "1.3.6.1.2.1.47.1.1.1.1.2.200001 4 Ethernet 1"));
+  ASSERT_EQ(bench.sent.size(), 2U);
+  std::vector<std::string> last;
+  for (auto const& [name, type, value] : bench.sent.back()) last.push_back(text(name) + " " + value);
+  EXPECT_THAT(last,
+              ElementsAre(std::string("1.3.6.1.6.3.1.1.4.1.0 ") + operDisabled, "1.3.6.1.2.1.131.1.1.1.2.200001 4",
+                          "1.3.6.1.2.1.131.1.1.1.5.200001 \x80", "1.3.6.1.2.1.47.1.1.1.1.2.200001 Ethernet 1"));
+  EXPECT_THAT(take(), ElementsAre(std::string(operEnabled) + " 200002", std::string(operDisabled) + " 200001"));
   EXPECT_EQ(bench.root->lastStateTrap()->index(), firstPort);
   EXPECT_DEATH(bench.root->doAppendStateTrap(999999, 3, 4), "physEntity");
 }
@@ -81,7 +83,7 @@ TEST_F(Traps, FollowTheModelForHours) {
   auto const tick = [&] {
     unsigned sent = 0;
     if (changed && nextTick - lastChange > 6.0) {
-      wanted.push_back("entConfigChange 0");
+      wanted.push_back("1.3.6.1.2.1.47.2.0.1 0");
       changed = false;
       sent = 1;
     }
@@ -89,8 +91,7 @@ TEST_F(Traps, FollowTheModelForHours) {
       Waiting const trap = queue.front();
       queue.pop_front();
       if (trap.operState != 2 && trap.operState != 3) continue;
-      wanted.push_back((trap.operState == 3 ? "entStateOperEnabled " : "entStateOperDisabled ") +
-                       std::to_string(trap.index));
+      wanted.push_back((trap.operState == 3 ? operEnabled : operDisabled) + (" " + std::to_string(trap.index)));
       ++sent;
     }
     nextTick += 6;
@@ -105,9 +106,8 @@ TEST_F(Traps, FollowTheModelForHours) {
       queue.push_back({index, operState});
     }
     if (random() % 6 == 0) {
-      bench.system()
-          .port(ParentIndex(1 + static_cast<U32>(random() % ports)))
-          ->serialNumIs(std::to_string(round).c_str());
+      auto const changing = bench.part<EntityMib::Port>(port(1 + static_cast<U32>(random() % ports)));
+      changing->serialNumIs(std::to_string(round).c_str());
       changed = true;
       lastChange = bench.time.now();
     }
@@ -116,7 +116,7 @@ TEST_F(Traps, FollowTheModelForHours) {
     while (nextTick <= until) tick();
     bench.pass(pause);
     ASSERT_EQ(take(), wanted) << "round " << round;
-    for (auto const& each : wanted) each.starts_with("entState") ? ++stateTraps : ++configTraps;
+    for (auto const& each : wanted) each.ends_with(" 0") ? ++configTraps : ++stateTraps;
     wanted.clear();
     ASSERT_EQ(bench.root->pendingStateTrapCount(), queue.size());
   }
@@ -152,12 +152,11 @@ class Alarms : public testing::Test {
   }
   std::vector<int> take() {
     std::vector<int> alarms;
-    for (auto const& sent : bench.notifications.take()) {
-      if (sent.name != "kelvraEntSensorAlarm") continue;
-      EXPECT_EQ(sent.varbinds.size(), 3U);
-      EXPECT_EQ(sent.varbinds[1], "1.3.6.1.2.1.99.1.1.1.4.100001 2 " +
-                                      std::to_string(static_cast<S32>(bench.sensorMib->sensorEntity(row)->value())));
-      alarms.push_back(static_cast<unsigned char>(sent.varbinds[2].back()));
+    for (auto const& varbinds : std::exchange(bench.sent, {})) {
+      if (varbinds.front().value != sensorAlarm) continue;
+      EXPECT_EQ(text(varbinds.at(2).name), "1.3.6.1.2.1.99.1.1.1.4.100001");
+      EXPECT_EQ(varbinds.at(2).value, std::to_string(static_cast<S32>(bench.sensorMib->sensorEntity(row)->value())));
+      alarms.push_back(static_cast<unsigned char>(varbinds.at(3).value.front()));
     }
     return alarms;
   }
@@ -211,12 +210,12 @@ TEST_F(Alarms, ComeAndGoWithTheThresholds) {
   bench.tempConfig->tempSensorDel("TempSensor1");
   EXPECT_TRUE(isMember());
   // A first pass at a critical value is announced.
-  bench.system().sensorDel(ParentIndex(1));
+  bench.drop("fixedSystem.sensor.1");
   EXPECT_FALSE(isMember());
   config = bench.tempConfig->newTempSensor("TempSensor1");
   config->criticalThresholdIs(60);
   status->temperatureIs(61);
-  add<&EntityMib::Card::newSensor>(bench.system(), 1, "TempSensor");
+  bench.put("fixedSystem.sensor.1", "TempSensor");
   EXPECT_TRUE(isMember()) << "a new row looks for itself";
   EXPECT_THAT(at(61), ElementsAre(32));
 }
