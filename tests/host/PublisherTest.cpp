@@ -29,6 +29,13 @@ struct Publisher : Looping {
     return system ? std::string(system->label().view()) : "none";
   }
   std::vector<std::string> took() const { return {"took " + file.string()}; }
+  // The file is followed where it lies now.
+  void expectFollowed(double seconds = 0.5) {
+    write(file, labelled("edited"));
+    pass(seconds);
+    EXPECT_EQ(label(), "edited");
+    EXPECT_EQ(said(), took());
+  }
 
   fs::path file = folder / "switch.json";
   Zef::Ptr<Zef::Dir> const live = read("{}");
@@ -83,6 +90,10 @@ TEST_F(Publisher, FollowsEveryWayToSaveAFile) {
     EXPECT_EQ(label(), way.name);
     EXPECT_EQ(said(), took()) << way.name;
   }
+  write(folder / "neighbour", "x");
+  fs::rename(folder / "neighbour", folder / "switch.json.bak");
+  pass(20);
+  EXPECT_TRUE(said().empty());
 }
 
 // The way to the file, or the file, becomes another one; where no watch is, that takes a few seconds.
@@ -141,11 +152,7 @@ TEST_F(Publisher, FollowsLinksAndFoldersThatChange) {
     pass(each.seconds);
     EXPECT_EQ(label(), "2");
     EXPECT_EQ(said(), took());
-    // And it is followed where it lies now.
-    write(file, labelled("edited"));
-    pass(0.5);
-    EXPECT_EQ(label(), "edited");
-    said();
+    expectFollowed();
   }
 }
 
@@ -219,20 +226,7 @@ TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
     EXPECT_THAT(lines[0], testing::StartsWith("!refused " + file.string() + ": " + reason));
     EXPECT_EQ(dump(live), good) << reason;
   }
-  write(file, labelled("good again"));
-  pass(0.5);
-  EXPECT_EQ(said(), took());
-  EXPECT_EQ(label(), "good again");
-}
-
-TEST_F(Publisher, LeavesItsNeighboursAlone) {
-  write(file, labelled("mine"));
-  publish();
-  said();
-  write(folder / "neighbour", "x");
-  fs::rename(folder / "neighbour", folder / "switch.json.bak");
-  pass(20);
-  EXPECT_TRUE(said().empty());
+  expectFollowed();
 }
 
 TEST_F(Publisher, ReadsAFileThatNeverRests) {
@@ -261,9 +255,7 @@ TEST_F(Publisher, WaitsForADirectoryThatIsNotThere) {
   pass(6);
   EXPECT_EQ(label(), "late");
   EXPECT_EQ(said(), (std::vector<std::string>{file.string() + " is watched", took()[0]}));
-  write(file, labelled("later"));
-  pass(0.5);
-  EXPECT_EQ(label(), "later");
+  expectFollowed();
 
   // It goes, with the file in it, and comes back as another.
   fs::rename(folder, top / "aside");
@@ -272,9 +264,8 @@ TEST_F(Publisher, WaitsForADirectoryThatIsNotThere) {
   write(file, labelled("back"));
   pass(6);
   EXPECT_EQ(label(), "back");
-  write(file, labelled("and followed"));
-  pass(0.5);
-  EXPECT_EQ(label(), "and followed");
+  said();
+  expectFollowed();
 }
 
 TEST_F(Publisher, LooksEveryFewSecondsWhereNothingCanBeWatched) {
@@ -283,10 +274,7 @@ TEST_F(Publisher, LooksEveryFewSecondsWhereNothingCanBeWatched) {
   publish();
   EXPECT_EQ(label(), "first");
   EXPECT_EQ(said().size(), 2U);
-  write(file, labelled("second"));
-  pass(6);
-  EXPECT_EQ(label(), "second");
-  EXPECT_EQ(said(), took());
+  expectFollowed(6);
 }
 
 }  // namespace

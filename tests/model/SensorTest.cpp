@@ -96,34 +96,28 @@ TEST(Sensor, ReadsItsRecordWhenItIsAsked) {
   fanStatus->speedIs(50.0F);
   fan->statusIs(nullptr);
   EXPECT_EQ(answers(*fan), text(0, 2, 2000));
+}
 
-  using Environment::Power::VoltageRailStatus;
-  Ptr<Orvane::VoltageSensor> const voltage = sensor<Orvane::VoltageSensor>();
-  Ptr<VoltageRailStatus> const rail = make<VoltageRailStatus>("VoltageSensor1");
-  rail->hwStatusIs(VoltageRailStatus::HwStatus::ok);
-  rail->voltageIs(3.31F);
-  voltage->statusIs(rail);
-  EXPECT_EQ(answers(*voltage), text(331, 1, 5000));
-  EXPECT_NEAR(measured(*voltage), 3.31, 1e-9);
-  rail->hwStatusIs(VoltageRailStatus::HwStatus::failed);
-  EXPECT_EQ(voltage->operStatus(), 3U);
+// So does one whose record has nothing but a reading and its state.
+template <class T, class Status>
+void expectReading(void (Status::*readingIs)(float), float reading, S32 value, double inUnits) {
+  Ptr<T> const bound = sensor<T>();
+  Ptr<Status> const record = make<Status>("S");
+  record->hwStatusIs(Status::HwStatus::ok);
+  ((*record).*readingIs)(reading);
+  bound->statusIs(record);
+  EXPECT_EQ(answers(*bound), text(value, 1, 5000));
+  EXPECT_NEAR(measured(*bound), inUnits, 1e-9);
+  record->hwStatusIs(Status::HwStatus::failed);
+  EXPECT_EQ(bound->operStatus(), 3U);
+}
 
+TEST(Sensor, ReadsVoltagesCurrentsAndTemperatures) {
   using Environment::Power::CurrentSensorStatus;
-  Ptr<Orvane::CurrentSensor> const current = sensor<Orvane::CurrentSensor>();
-  Ptr<CurrentSensorStatus> const shunt = make<CurrentSensorStatus>("CurrentSensor1");
-  shunt->hwStatusIs(CurrentSensorStatus::HwStatus::ok);
-  shunt->currentIs(4.25F);
-  current->statusIs(shunt);
-  EXPECT_EQ(answers(*current), text(425, 1, 5000));
-  EXPECT_NEAR(measured(*current), 4.25, 1e-9);
-
-  Ptr<Orvane::TemperatureSensor> const temperature = sensor<Orvane::TemperatureSensor>();
-  Ptr<TempSensorStatus> const probe = make<TempSensorStatus>("TempSensor1");
-  probe->hwStatusIs(TempSensorStatus::HwStatus::ok);
-  probe->temperatureIs(21.5F);
-  temperature->statusIs(probe);
-  EXPECT_EQ(answers(*temperature), text(215, 1, 5000));
-  EXPECT_NEAR(measured(*temperature), 21.5, 1e-9);
+  using Environment::Power::VoltageRailStatus;
+  expectReading<Orvane::VoltageSensor>(&VoltageRailStatus::voltageIs, 3.31F, 331, 3.31);
+  expectReading<Orvane::CurrentSensor>(&CurrentSensorStatus::currentIs, 4.25F, 425, 4.25);
+  expectReading<Orvane::TemperatureSensor>(&TempSensorStatus::temperatureIs, 21.5F, 215, 21.5);
 }
 
 // The rate in milliseconds by the configured interval, of whole seconds.
