@@ -82,8 +82,8 @@ class PythonSubagent(Process):
         self._command = ['/usr/bin/python3', '-B', str(ROOT / 'bench/walk/pyagentx_rows.py'), str(agentx), str(dump)]
         super().__init__('pyagentx')
 
-    def _start(self):
-        self._spawn(self._command, None)
+    def start(self):
+        self._spawn(self._command)
 
 
 def cpu_seconds(process):
