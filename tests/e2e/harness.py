@@ -313,7 +313,7 @@ class Master(Agent):
 
 
 class Daemon(Process):
-    """A running orvaned, which looks for a master at the address `agentx` and asks it every second whether it is there.
+    """A running orvaned, which looks for a master at the address `agentx` and asks every second whether it is there.
 
     `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` a command to run it under.
     """

@@ -9,10 +9,10 @@ import threading
 import time
 import unittest
 
-from described import Switch
+from described import TABLES, Switch, index
 from harness import Daemon, wait_until
-from test_daemon import TABLES, DaemonTest
-from test_notifications import CRITICAL, FAN, INLET, LOCKED, OPER_DISABLED, OPER_ENABLED, OURS, Bench, alarm, state
+from test_daemon import DaemonTest
+from test_notifications import CRITICAL, FAN, INLET, LOCKED, OPER_DISABLED, OPER_ENABLED, Bench, alarm, state
 
 
 class SickMaster:
@@ -168,19 +168,19 @@ class Waiting(DaemonTest):
 
         def told(oid, count, since=0):
             def found():
-                return [int(each.variables[0].oid.rsplit('.', 1)[1]) for each in receiver.notifications(*OURS)[since:] if each.oid == oid]
+                return [index(variables[0].oid) for which, variables in receiver.notifications()[since:] if which == oid]
             wait_until(lambda: len(found()) >= count, f'not all {count} came')
             return found()
 
         # The first look at the parts comes before the master does, and none of it is lost.
         daemon.wait_for_log('took .*switch.json')
         time.sleep(8)  # longer than from one tick to the next
-        self.assertEqual(receiver.notifications(*OURS), [])
-        master.start_again()
+        self.assertEqual(receiver.notifications(), [])
+        master.start()
         self.assertCountEqual(told(OPER_ENABLED, 6), [INLET, *range(INLET + 1, INLET + 5), FAN])
 
         # They leave in the order of the changes; a part that changed again stands where it changed last.
-        before = len(receiver.notifications(*OURS))
+        before = len(receiver.notifications())
         master.end()
         daemon.wait_for_log('has ended the session')
         for number, status in (5, 'failed'), (3, 'failed'), (2, 'failed'), (4, 'failed'), (3, 'ok'), (3, 'failed'):
@@ -189,11 +189,11 @@ class Waiting(DaemonTest):
         switch.inlet['temperature'] = 75.0
         switch.fan['hwStatus'] = 'failed'
         switch.publish(daemon)
-        master.start_again()
+        master.start()
         self.assertEqual(told(OPER_DISABLED, 5, before), [INLET + 4, INLET + 1, INLET + 3, INLET + 2, FAN])
 
         def after():
-            return [(each.oid, tuple(each.variables)) for each in receiver.notifications(*OURS)[before:]]
+            return receiver.notifications()[before:]
         wait_until(lambda: alarm(INLET, 750, CRITICAL) in after(), 'no alarm')
         self.assertEqual(after().count(state(OPER_DISABLED, FAN, LOCKED)), 1)
         self.assertNotIn(OPER_ENABLED, [oid for oid, _ in after()])
