@@ -51,7 +51,7 @@ class Switch:
         wait_until(lambda: self.taken(agent) > before, 'the file was not taken')
 
 
-def index(oid):
+def row_index(oid):
     return int(oid.rpartition('.')[2])
 
 
@@ -59,7 +59,7 @@ def rows(agent, table=ENTRY):
     """A dictionary of columns for each index."""
     found = {}
     for oid, _, value in agent.bulkwalk(table, repetitions=50):
-        found.setdefault(index(oid), {})[int(oid.split('.')[-2])] = value
+        found.setdefault(row_index(oid), {})[int(oid.split('.')[-2])] = value
     return found
 
 

@@ -309,13 +309,13 @@ class Master(Agent):
 
     def __init__(self, directives=(), agentx=None, **options):
         self.agentx = agentx or f'tcp:127.0.0.1:{free_port(socket.SOCK_STREAM)}'
-        super().__init__(module=None, directives=[*directives, 'master agentx', f'agentXSocket {self.agentx}'], **options)
+        super().__init__(None, [*directives, 'master agentx', f'agentXSocket {self.agentx}'], **options)
 
 
 class Daemon(Process):
-    """A running orvaned, which looks for a master at the address `agentx` and asks every second whether it is there.
+    """A running orvaned, which looks for a master at the address `agentx` and pings it every second.
 
-    `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` a command to run it under.
+    `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` as of an Agent.
     """
 
     CONNECTED = 'AgentX subagent connected'

@@ -193,6 +193,9 @@ class ChassisSwitch(Switch):
         del self.content['status']['chassis']['cardSlot'][slot]['card']['xcvrSlot'][port]['xcvr']
         del self.content['xcvrStatusDir']['xcvrStatus'][f'Ethernet{slot}/{port}']
 
+    def port(self, what, name, **attributes):
+        self.content[f'intf{what}Dir'][f'intf{what}'][name].update(attributes)
+
 
 class Chassis(AgentTest):
     def served(self):
@@ -269,10 +272,9 @@ class Chassis(AgentTest):
                 ('a line card', lambda: switch.take_out('3'), True),
                 ('a supervisor', lambda: switch.take_out('1'), True),
                 ('a transceiver', lambda: switch.unplug('3', '5'), True),
-                ('a port goes down',
-                 lambda: switch.content['intfStatusDir']['intfStatus']['Ethernet4/1'].update(operStatus='down'), False),
+                ('a port goes down', lambda: switch.port('Status', 'Ethernet4/1', operStatus='down'), False),
                 ('a port that is down is switched off',
-                 lambda: switch.content['intfConfigDir']['intfConfig']['Ethernet4/14'].update(adminEnabledStateLocal=False), False)):
+                 lambda: switch.port('Config', 'Ethernet4/14', adminEnabledStateLocal=False), False)):
             with self.subTest(name):
                 change()
                 switch.publish(agent)

@@ -12,7 +12,8 @@ import time
 import unittest
 
 from described import CHASSIS, ENTRY, LAST_CHANGE, TABLES, TIMES, Switch, contains, rows
-from harness import DAEMON, ENV, ROOT, SYS_UPTIME, AgentTest, Daemon, SnmpError, meanwhile, oid_key, refusal, wait_until
+from harness import (DAEMON, ENV, ROOT, SYS_UPTIME, AgentTest, Daemon, SnmpError, meanwhile, oid_key, refusal,
+                     wait_until)
 from test_notifications import BENCH, Bench
 
 
@@ -23,7 +24,7 @@ def steady(variables):
 
 
 def answers(agent):
-    """What an agent says to every kind of question about the tables: by GETNEXT, GETBULK and GET, beside them, past them, by SET."""
+    """What an agent says to every kind of question about the tables: GETNEXT, GETBULK and GET, beside them, past them, SET."""
     said = {}
     for table, (*_, last_column) in TABLES.items():
         walked = agent.walk(table)
@@ -131,7 +132,7 @@ class Service(DaemonTest):
 
         first = descriptors()
         with meanwhile(walk):
-            for victim, how in (master, signal.SIGKILL), (daemon, signal.SIGKILL), (master, signal.SIGTERM), (daemon, signal.SIGTERM):
+            for how, victim in itertools.product((signal.SIGKILL, signal.SIGTERM), (master, daemon)):
                 before = whole
                 wait_until(lambda before=before: whole > before, 'no walk runs')
                 status = victim.end(how)

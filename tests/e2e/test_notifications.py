@@ -4,7 +4,7 @@ import re
 import socket
 import unittest
 
-from described import ENTRY, SENSOR, STATE, Switch, index
+from described import ENTRY, SENSOR, STATE, Switch, row_index
 from harness import AgentTest, Receiver, Var, free_port, wait_until
 
 PHYSICAL_DESCR, SENSOR_VALUE, STATE_ADMIN, STATE_ALARM = f'{ENTRY}.2', f'{SENSOR}.4', f'{STATE}.2', f'{STATE}.5'
@@ -137,7 +137,7 @@ class Notifications(AgentTest):
         order = list(dict.fromkeys(reversed(queued)))[::-1]
         self.assertEqual(sorted(order), [100000 + number for number in numbers])
         told = receiver.notifications()
-        self.assertEqual([index(variables[0].oid) for oid, variables in told if oid == OPER_ENABLED], order)
+        self.assertEqual([row_index(variables[0].oid) for oid, variables in told if oid == OPER_ENABLED], order)
         # The change of the inventory is told once, before all else of its tick.
         self.assertEqual([at % 21 for at, (oid, _) in enumerate(told) if oid != OPER_ENABLED], [0])
 
