@@ -5,7 +5,7 @@ import re
 import yamlnode
 from forms import DECLARABLE, FORMS, NO_FLAGS
 from model import (BUILTINS, FIRST_ATTRIBUTE_ID, Attribute, Bounds, Class, Constant, Enum, Enumerator, External, Field, Model,
-                   Number, Parameter, Type, Use, Value)
+                   Number, Parameter, Use, Value)
 from yamlnode import Mapping, ModelError, Scalar, Sequence
 
 KEYWORDS = frozenset('''

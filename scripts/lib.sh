@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # What the scripts beside this file share; they source it. It leaves the working directory at the repository root.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
@@ -14,6 +15,7 @@ with_lists() {
 need_packages() {
   local purpose package missing=()
   for purpose in build "$@"; do
+    # shellcheck disable=SC2013  # words are meant, not lines
     for package in $(sed -n "s/^$purpose: //p" scripts/packages); do
       [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
     done

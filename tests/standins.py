@@ -73,7 +73,7 @@ def syntax(type_):
 
 
 def entity_module(symbols, types):
-    """The body of a module: what it imports, its types, what is shown of its objects. `types` gives the module of each name so far."""
+    """The body of a module: what it imports, its types, what is shown of its objects. `types`: the module of each name so far."""
     own = {name: symbol for name, symbol in symbols.items() if isinstance(symbol, type)}
     identity = symbols['PYSNMP_MODULE_ID']
     label = next(name for name, symbol in symbols.items() if symbol is identity and name != 'PYSNMP_MODULE_ID')

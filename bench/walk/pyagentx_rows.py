@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""pyagentx_rows.py SOCKET DUMP: an AgentX subagent in Python, on Debian's pyagentx, with the rows of entPhysicalTable that the walker
-dumped.
+"""pyagentx_rows.py SOCKET DUMP: an AgentX subagent in Python, on Debian's pyagentx, with the rows of entPhysicalTable that the
+walker dumped.
 
 Its two slow ways are taken out of the library, so that what is measured is a walk at Python's best: it formats every packet for a
 debugging log that nobody reads, and looks for the next OID through all of them.
@@ -34,7 +34,8 @@ class Rows(pyagentx.Updater):
     def update(self):
         setters = {2: lambda oid, text: self.set_INTEGER(oid, struct.unpack('=q', text)[0]),
                    4: lambda oid, text: self.set_OCTETSTRING(oid, text.decode('latin-1')),
-                   6: lambda oid, text: self.set_OBJECTIDENTIFIER(oid, '.'.join(map(str, struct.unpack(f'={len(text) // 8}Q', text))))}
+                   6: lambda oid, text: self.set_OBJECTIDENTIFIER(
+                       oid, '.'.join(map(str, struct.unpack(f'={len(text) // 8}Q', text))))}
         with open(sys.argv[2]) as dump:
             for line in dump:
                 column, index, type_, value = line.split()

@@ -82,8 +82,8 @@ class PythonSubagent(Process):
         self._command = ['/usr/bin/python3', '-B', str(ROOT / 'bench/walk/pyagentx_rows.py'), str(agentx), str(dump)]
         super().__init__('pyagentx')
 
-    def _start(self):
-        self._spawn(self._command, None)
+    def start(self):
+        self._spawn(self._command)
 
 
 def cpu_seconds(process):
@@ -97,7 +97,7 @@ def anonymous_bytes(process):
 
 
 def walk(agent, oid, bulk, dump=(), behind=None):
-    """Walks the table; returns its variables and, for each of them, the processor time of the agent and of the subagent behind it."""
+    """Walks the table; returns its variables and, for each of them, the processor time of the agent and of a subagent behind it."""
     processes = [agent, behind] if behind else [agent]
     before = [cpu_seconds(process) for process in processes]
     count = int(subprocess.check_output([BUILD / 'walker', f'127.0.0.1:{agent.port}', oid, str(bulk), *dump], text=True))
@@ -105,7 +105,7 @@ def walk(agent, oid, bulk, dump=(), behind=None):
 
 
 def medians(repetitions, ways):
-    """Interleaved walks of some ways to ask; each way is (name, count, arguments of walk). The medians of what each costs, by name."""
+    """Interleaved walks of some ways to ask, each of them (name, count, arguments of walk). The medians of their costs, by name."""
     costs = {name: [] for name, *_ in ways}
     for repetition in range(repetitions + 1):
         for name, count, arguments in ways:
@@ -137,7 +137,8 @@ def measure(rows, repetitions, bulk, folder):
         memory[name] = anonymous_bytes(agent) - base
         agent.stop()
 
-    agent = Agent(module=ours, directives=[load['ours'][1], f'dlmod walkbench {comparison}', load['in-memory'][1], load['floor'][1]])
+    agent = Agent(module=ours, directives=[load['ours'][1], f'dlmod walkbench {comparison}', load['in-memory'][1],
+                                           load['floor'][1]])
     tables = {'ours': OURS, 'in-memory': MEMORY, 'floor': BARE}
     costs = medians(repetitions, [(name, count, {'agent': agent, 'oid': oid, 'bulk': bulk}) for name, oid in tables.items()])
     agent.stop()

@@ -1,18 +1,30 @@
-"""Every hand-written C++ source is laid out as .clang-format says; `clang-format -i FILE` mends one."""
+"""Every hand-written source is laid out as .clang-format and .flake8 say, and the linters of Python and of the shell find nothing.
+`clang-format -i FILE` mends the layout of one in C++."""
 
+import pathlib
+import re
 import subprocess
 import unittest
 
-from sources import sources
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+# Which files, by their name or by their first line.
+CHECKS = {
+    r'.*\.(h|cpp)\n': ['clang-format', '--dry-run', '--Werror', '-ferror-limit=1'],
+    r'.*(\.py\n|\n#!.*python)': ['flake8'],
+    r'.*(\.sh\n|\n#!.*sh\b)': ['shellcheck', '--external-sources'],
+}
 
 
 class Format(unittest.TestCase):
-    def test_layout(self):
-        files = sources('.h', '.cpp')
-        self.assertTrue(files)
-        run = subprocess.run(['clang-format', '--dry-run', '--Werror', '-ferror-limit=1', *files],
-                             capture_output=True, text=True)
-        self.assertEqual(run.returncode, 0, run.stderr)
+    def test_nothing_is_found(self):
+        listed = subprocess.check_output(['git', 'ls-files', '--cached', '--others', '--exclude-standard'], cwd=ROOT, text=True)
+        texts = {name: (ROOT / name).read_text(errors='replace') for name in listed.splitlines() if (ROOT / name).is_file()}
+        for pattern, command in CHECKS.items():
+            files = [name for name, text in texts.items() if re.match(pattern, f'{name}\n{text}')]
+            with self.subTest(command[0]):
+                self.assertGreater(len(files), 5)
+                run = subprocess.run([*command, *files], cwd=ROOT, capture_output=True, text=True)
+                self.assertEqual((run.returncode, run.stdout + run.stderr), (0, ''))
 
 
 if __name__ == '__main__':

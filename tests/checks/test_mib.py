@@ -46,15 +46,6 @@ def served():
     return names, functors
 
 
-def sent_with(notification):
-    """The objects that a notification's function adds, in their order."""
-    text = (ROOT / 'mib/Notifications.cpp').read_text()
-    helpers = dict(re.findall(r'^void (\w+)\(Varbinds& varbinds[^{]*{\s*varbinds\.add\((\w+)', text, re.MULTILINE))
-    body = re.search(rf'^int {notification}Notify\(.*?^}}', text, re.MULTILINE | re.DOTALL)[0]
-    return [helpers.get(helper) or column
-            for helper, column in re.findall(r'(add\w+)\(varbinds|varbinds\.add\((\w+)', body)]
-
-
 class Module(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -108,9 +99,8 @@ class Module(unittest.TestCase):
                          [{'module': 'ENTITY-MIB', 'object': 'entPhysicalIndex'}])
 
     def test_the_notification_names_what_it_carries(self):
-        carried = sent_with('kelvraEntSensorAlarm')
-        self.assertEqual(len(carried), 3)
-        self.assertEqual([object_['object'] for object_ in self.compiled()['kelvraEntSensorAlarm']['objects']], carried)
+        carried = [each['object'] for each in self.compiled()['kelvraEntSensorAlarm']['objects']]
+        self.assertEqual(carried, ['entPhysicalDescr', 'entPhySensorValue', 'entStateAlarm'])
 
 
 if __name__ == '__main__':

@@ -1,6 +1,6 @@
-"""clang-tidy finds nothing in the hand-written sources of the system: in those that differ from the upstream's main branch, or whose
-headers do; in all of them with ORVANE_TIDY=all. A source that passed is not read again until it, a header of it, its command line or
-.clang-tidy changes."""
+"""clang-tidy finds nothing in the hand-written sources of the system: in those that differ from the upstream's main branch, or
+whose headers do; in all of them with ORVANE_TIDY=all. A source that passed is not read again until it, a header of it, its command
+line or .clang-tidy changes."""
 
 import collections
 import concurrent.futures
@@ -40,21 +40,22 @@ def fingerprint(command, headers):
 
 
 def tidy(paths, flags):
-    """What is wrong with sources that are compiled alike. Several are read as one, which takes little longer than one of them alone,
+    """What is wrong with sources that are compiled alike. Several are read as one, which takes little longer than one of them,
     since most of it is headers, and misses nothing but unused using declarations; and each by itself where they do not pass so."""
     with tempfile.NamedTemporaryFile('w', suffix='.cpp') as together:
         together.write(''.join(f'#include "{path}"\n' for path in paths))
         together.flush()
+        source = paths[0] if len(paths) == 1 else together.name
         run = subprocess.run(['clang-tidy', '--quiet', f'--config-file={ROOT}/.clang-tidy', '--checks=-bugprone-suspicious-include',
-                              f'--header-filter=^{re.escape(str(ROOT))}/({FOLDERS})/', paths[0] if len(paths) == 1 else together.name,
-                              '--', *flags, '-fsized-deallocation'], capture_output=True, text=True)
+                              f'--header-filter=^{re.escape(str(ROOT))}/({FOLDERS})/', source, '--', *flags,
+                              '-fsized-deallocation'], capture_output=True, text=True)
     if run.returncode == 0:
         return ''
     return run.stdout or run.stderr if len(paths) == 1 else ''.join(tidy([path], flags) for path in paths)
 
 
 def changed():
-    """The files that differ from where this branch left the upstream's main, or, without an upstream, from the last commit but one."""
+    """The files that differ from where this branch left the upstream's main; without an upstream, from the last commit but one."""
     def git(*arguments):
         run = subprocess.run(['git', *arguments], cwd=ROOT, capture_output=True, text=True)
         return run.stdout.splitlines() if run.returncode == 0 else None

@@ -2,7 +2,6 @@
 
 import copy
 import json
-import os
 import pathlib
 import shutil
 import tempfile
@@ -10,31 +9,25 @@ import tempfile
 from harness import ROOT, wait_until
 
 ENTRY = '1.3.6.1.2.1.47.1.1.1.1'
-CONTAINS = '1.3.6.1.2.1.47.1.3.3.1.1'
+CONTAINS = '1.3.6.1.2.1.47.1.3.3.1'
 LAST_CHANGE = '1.3.6.1.2.1.47.1.4.1.0'
-DESCRIPTION, CONTAINED_IN, CLASS, SERIAL = 2, 4, 5, 11
+SENSOR, STATE, THRESHOLD = '1.3.6.1.2.1.99.1.1.1', '1.3.6.1.2.1.131.1.1.1', '1.3.6.1.4.1.59871.3.12.1.1.1'
+TABLES = {ENTRY: range(2, 19), CONTAINS: range(1, 2), SENSOR: range(1, 9), STATE: range(1, 7), THRESHOLD: range(1, 6)}
+# What tells a time of the agent that answers: entPhySensorValueTimeStamp, that of the request; entStateLastChanged.
+TIMES = (f'{SENSOR}.7.', f'{STATE}.1.', LAST_CHANGE)
+DESCRIPTION, CONTAINED_IN, CLASS, POSITION, SERIAL = 2, 4, 5, 6, 11
 
-EXAMPLE = json.loads((ROOT / 'examples/fixed-switch.json').read_text())
-
-
-def in_place(path, text):
-    path.write_text(text)
-
-
-def renamed_over(path, text):
-    beside = path.with_name(f'.{path.name}.new')
-    beside.write_text(text)
-    os.replace(beside, path)
+FIXED, CHASSIS = (json.loads((ROOT / f'examples/{name}-switch.json').read_text()) for name in ('fixed', 'chassis'))
 
 
 class Switch:
     """`content` is the switch as a dictionary, to be changed at will and then saved."""
 
-    def __init__(self, test, content=None):
+    def __init__(self, test, content=FIXED):
         folder = tempfile.mkdtemp(prefix='switch-')
         test.addCleanup(shutil.rmtree, folder)
         self.path = pathlib.Path(folder, 'switch.json')
-        self.content = copy.deepcopy(EXAMPLE if content is None else content)
+        self.content = copy.deepcopy(content)
         self.save()
 
     @property
@@ -45,31 +38,34 @@ class Switch:
     def system(self):
         return self.content['status']['fixedSystem']
 
-    def save(self, how=in_place):
-        how(self.path, json.dumps(self.content, indent=1))
+    def save(self):
+        self.path.write_text(json.dumps(self.content, indent=1))
 
     def taken(self, agent):
         return agent.log().count(f'took {self.path}')
 
-    def publish(self, agent, how=in_place):
+    def publish(self, agent):
         """Saves, and waits until the agent has taken it."""
         before = self.taken(agent)
-        self.save(how)
+        self.save()
         wait_until(lambda: self.taken(agent) > before, 'the file was not taken')
 
 
-def rows(agent):
-    """entPhysicalTable: a dictionary of columns for each index."""
-    table = {}
-    for oid, _, value in agent.bulkwalk(ENTRY, repetitions=50):
-        column, index = map(int, oid[len(ENTRY) + 1:].split('.'))
-        table.setdefault(index, {})[column] = value
-    return table
+def row_index(oid):
+    return int(oid.rpartition('.')[2])
+
+
+def rows(agent, table=ENTRY):
+    """A dictionary of columns for each index."""
+    found = {}
+    for oid, _, value in agent.bulkwalk(table, repetitions=50):
+        found.setdefault(row_index(oid), {})[int(oid.split('.')[-2])] = value
+    return found
 
 
 def contains(agent):
     """entPhysicalContainsTable: (container, contained) pairs."""
-    return {tuple(map(int, var.oid[len(CONTAINS) + 1:].split('.'))) for var in agent.bulkwalk(CONTAINS, repetitions=50)}
+    return {tuple(map(int, var.oid.split('.')[-2:])) for var in agent.bulkwalk(CONTAINS, repetitions=50)}
 
 
 def last_change(agent):

@@ -5,16 +5,16 @@
             agent = self.agent(directives=[f'orvaneInventory {path}'])
             for oid, type, value in agent.walk('1.3.6.1.2.1.47'): ...
 
-Every agent has its own folder and its own free UDP port of 127.0.0.1. When a test ends its agents are stopped, and the test fails if
-one of them died, ended with a status other than 0, or left a sanitizer's report in its log. With a module that is built with
+Every agent has its own folder and its own free UDP port of 127.0.0.1. When a test ends its agents are stopped, and the test fails
+if one of them died, ended with a status other than 0, or left a sanitizer's report in its log. With a module that is built with
 AddressSanitizer that includes every leak that was allocated by the module. A master is an agent without the module, and a daemon
-serves through it; all of this holds for both, and a daemon that is built with AddressSanitizer leaks nothing at all.
+serves through it; all of this holds for both and for receivers, and a daemon that is built with AddressSanitizer leaks nothing.
 
 No test measures how long something takes, and what is waited for may take its time: the machine may be busy.
 """
 
 import collections
-import ctypes
+import contextlib
 import functools
 import os
 import pathlib
@@ -24,25 +24,29 @@ import signal
 import socket
 import subprocess
 import tempfile
+import threading
 import time
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/release'))
 MODULE, DAEMON = BUILD / 'orvane.so', BUILD / 'orvaned'
-ENV = {**os.environ, 'PATH': os.environ['PATH'] + ':/usr/sbin', 'MIBS': '', 'LC_ALL': 'C.UTF-8'}
+# Each frame of a sanitizer's report has the name of its module (%m).
+ENV = {**os.environ, 'PATH': os.environ['PATH'] + ':/usr/sbin', 'MIBS': '', 'LC_ALL': 'C.UTF-8',
+       'UBSAN_OPTIONS': 'print_stacktrace=1', 'ASAN_OPTIONS': 'detect_leaks=1:stack_trace_format="    #%n %p in %f %S (%m)"'}
+SYS_UPTIME, TRAP_OID = '1.3.6.1.2.1.1.3.0', '1.3.6.1.6.3.1.1.4.1.0'
 
-# One variable of a response: the OID without a leading dot; the type as the tools print it (INTEGER, STRING, OID, Timeticks, Gauge32,
-# ...; noSuchObject, noSuchInstance and endOfMibView for the exceptions); the value, an int, bytes (every octet string), or text.
+# One variable of a response: the OID without a leading dot; the type as the tools print it (INTEGER, STRING, OID, Timeticks,
+# Gauge32, ...; noSuchObject, noSuchInstance and endOfMibView for the exceptions); the value, an int, bytes (every octet string),
+# or text.
 Var = collections.namedtuple('Var', 'oid type value')
 
-# One notification: its kind, Receiver.TRAP or another of these; the OID that says which; its other variables in order; the
-# agent's sysUpTime in hundredths of a second at the moment when it was made.
-Notification = collections.namedtuple('Notification', 'kind oid variables uptime')
-
 EXCEPTIONS = {'No Such Object': 'noSuchObject', 'No Such Instance': 'noSuchInstance', 'No more variables left': 'endOfMibView'}
+VALUES = {'Hex-STRING': bytes.fromhex, 'OID': lambda text: text.lstrip('.'), 'INTEGER': int, 'Gauge32': int,
+          'Timeticks': lambda text: int(text[1:text.index(')')])}
 REPORTS = re.compile(r'.*(?:ERROR: AddressSanitizer|runtime error:|AddressSanitizer:DEADLYSIGNAL|AddressSanitizer CHECK failed'
                      r'|LeakSanitizer has encountered a fatal error|terminate called|dlopen\(.*failed).*')
+PRINTED = ['-On', '-Oe', '-OU', '-Ox']  # what parse() reads
 LEAK = re.compile(r'^Direct leak of .*?(?=^$|\Z)', re.MULTILINE | re.DOTALL)
 V3_USER, V3_PASSWORD = 'watcher', 'a long enough password'
 
@@ -70,17 +74,32 @@ def wait_until(condition, message='it did not come about', timeout=60.0):
     return result
 
 
-def die_with_parent():
-    """In the child, before it becomes snmpd: no agent outlives a test that is killed."""
-    pr_set_pdeathsig = 1
-    ctypes.CDLL(None).prctl(pr_set_pdeathsig, signal.SIGKILL)
-
-
 def free_port(kind=socket.SOCK_DGRAM):
     """A free UDP port, or TCP port with SOCK_STREAM. Another process may take it first."""
     with socket.socket(socket.AF_INET, kind) as probe:
         probe.bind(('127.0.0.1', 0))
         return probe.getsockname()[1]
+
+
+@contextlib.contextmanager
+def meanwhile(work):
+    """Does it again and again, in a thread of its own, as long as the block takes."""
+    done = threading.Event()
+    worker = threading.Thread(target=lambda: [work() for _ in iter(done.is_set, True)])
+    worker.start()
+    try:
+        yield
+    finally:
+        done.set()
+        worker.join()
+
+
+def refusal(call, *arguments, **options):
+    """The error status that a call is answered with, or else its answer."""
+    try:
+        return call(*arguments, **options)
+    except SnmpError as error:
+        return error.status
 
 
 def parse_value(text):
@@ -90,15 +109,7 @@ def parse_value(text):
     if text == '""':
         return 'STRING', b''
     type_, _, value = text.partition(': ')
-    if type_ == 'Hex-STRING':
-        return 'STRING', bytes.fromhex(value)
-    if type_ == 'Timeticks':
-        return type_, int(value[1:value.index(')')])
-    if type_ == 'OID':
-        return type_, value.lstrip('.')
-    if type_ in ('INTEGER', 'Gauge32', 'Counter32', 'Counter64'):
-        return type_, int(value)
-    return type_, value
+    return type_.removeprefix('Hex-'), VALUES.get(type_, str)(value)
 
 
 def parse(output):
@@ -113,10 +124,11 @@ def parse(output):
 
 @functools.cache
 def preloaded(module):
-    """What a module with sanitizers needs in snmpd, which is plain C: the sanitizer first, and the C++ library whose throw it intercepts."""
+    """What snmpd, which is C, needs for a module with sanitizers: these first, and the C++ library whose throw they intercept."""
     compiler = os.environ.get('CXX', 'g++')
     return b'libasan.so' in module.read_bytes() and ' '.join(
-        subprocess.check_output([compiler, f'-print-file-name={name}'], text=True).strip() for name in ('libasan.so', 'libstdc++.so'))
+        subprocess.check_output([compiler, f'-print-file-name={name}'], text=True).strip()
+        for name in ('libasan.so', 'libstdc++.so'))
 
 
 class Process:
@@ -127,22 +139,35 @@ class Process:
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f'{name}-'))
         self.folder.chmod(0o755)  # it may run as somebody else
         self.log_path = self.folder / f'{name}.log'
-        self._process, self._ended = None, False
+        self.log_path.touch()
+        self._environment = {**ENV, 'SNMPCONFPATH': str(self.folder), 'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')}
+        self.port, self._process, self._ended = None, None, False
         try:
-            self._start()
+            self.start()
         except BaseException:
             self.kill()
             shutil.rmtree(self.folder)
             raise
 
-    def start_again(self):
-        """After end(): from the same configuration, and an agent on the same port."""
-        self._start()
-
-    def _spawn(self, command, environment):
+    def _spawn(self, command, **environment):
+        """It dies with the test, whatever ends that."""
         with open(self.log_path, 'ab') as log:
-            self._process = subprocess.Popen(command, stdout=log, stderr=log, env=environment, preexec_fn=die_with_parent)
+            self._process = subprocess.Popen(['setpriv', '--pdeathsig=KILL', *command], stdout=log, stderr=log,
+                                             env={**self._environment, **environment})
         self._ended = False
+
+    def _listen(self, command, **environment):
+        """Starts one of Net-SNMP's at the port that it had before, or at a free one, which another process may take first."""
+        given = self.port
+        for _ in range(5):
+            self.port, start = given or free_port(), len(self.log())
+            self._spawn([*command, f'udp:127.0.0.1:{self.port}'], **environment)
+            wait_until(lambda start=start: 'NET-SNMP version' in self.log()[start:] or self._process.poll() is not None)
+            if self._process.poll() is None:
+                return
+            if not re.search("Error opening specified endpoint|couldn't open", self.log()[start:]):
+                break
+        raise AssertionError(f'{self.name} ended with {self._process.returncode} at its start:\n{self.log()}')
 
     def _is_ours(self, leak):
         """Whether a leak counts that was found when it ended."""
@@ -169,13 +194,12 @@ class Process:
         """Ends it by a signal. Returns the exit status; AssertionError when it died before, will not end, or left a report."""
         died = self._process.poll() is not None
         self._ended = True
-        if not died:
-            os.kill(self.pid, how)
-            try:
-                self._process.wait(60)
-            except subprocess.TimeoutExpired:
-                self.kill()
-                raise AssertionError(f'{self.name} did not end:\n{self.log()}') from None
+        self._process.send_signal(how)
+        try:
+            self._process.wait(60)
+        except subprocess.TimeoutExpired:
+            self.kill()
+            raise AssertionError(f'{self.name} did not end:\n{self.log()}') from None
         status, log = self._process.returncode, self.log()
         reports = REPORTS.findall(log) + [leak for leak in LEAK.findall(log) if self._is_ours(leak)]
         if died or reports:
@@ -190,7 +214,7 @@ class Process:
             shutil.rmtree(self.folder)
 
     def kill(self):
-        if self._process and self._process.poll() is None:
+        if self._process:
             self._process.kill()
             self._process.wait()
 
@@ -204,84 +228,47 @@ class Agent(Process):
 
     def __init__(self, module=MODULE, directives=(), wrapper=(), options=()):
         self.module, self.directives = module and pathlib.Path(module), list(directives)
-        self.port = None
         self._wrapper, self._options = wrapper, options
         super().__init__('snmpd')
 
     # Life
 
-    def _start(self):
-        # Another process may take a free port before snmpd has it, hence the attempts.
-        given = self.port
-        for _ in range(5):
-            self.port = given or free_port()
-            self.write_config()
-            (self.folder / 'pid').unlink(missing_ok=True)
-            start = len(self.log()) if self.log_path.exists() else 0
-            self._spawn([*self._wrapper, 'snmpd', '-f', '-Le', '-I', '-smux', '-C', '-c', str(self.folder / 'snmpd.conf'),
-                         '-p', str(self.folder / 'pid'), *self._options], self._environment())
-            wait_until(lambda: self._answers() or self._process.poll() is not None, 'no answer and no end of snmpd')
-            if self._process.poll() is None:
-                return
-            if 'Error opening specified endpoint' not in self.log()[start:]:
-                break
-        raise AssertionError(f'snmpd ended with {self._process.returncode} at its start:\n{self.log()}')
+    def start(self):
+        self.write_config()
+        environment = {}
+        if self.module and (libraries := preloaded(self.module)):
+            # Stock snmpd has leaks of its own, which do not end it badly; those of the module are read from the log.
+            environment = {'LD_PRELOAD': libraries, 'LSAN_OPTIONS': 'exitcode=0'}
+        self._listen([*self._wrapper, 'snmpd', '-f', '-Le', '-I', '-smux', '-C', '-c', self.folder / 'snmpd.conf', *self._options],
+                     **environment)
 
     def write_config(self):
         """Writes snmpd.conf anew from self.directives."""
-        conf = [f'agentaddress udp:127.0.0.1:{self.port}', 'dontLogTCPWrappersConnects yes',
-                'rocommunity public 127.0.0.1', 'rwcommunity private 127.0.0.1',
+        conf = ['dontLogTCPWrappersConnects yes', 'rocommunity public 127.0.0.1', 'rwcommunity private 127.0.0.1',
                 f'createUser {V3_USER} SHA "{V3_PASSWORD}" AES "{V3_PASSWORD}"', f'rouser {V3_USER} priv',
                 *([f'dlmod {self.module.stem} {self.module}'] if self.module else []), *self.directives]
         (self.folder / 'snmpd.conf').write_text('\n'.join(conf) + '\n')
 
-    def _environment(self):
-        env = {**ENV, 'SNMPCONFPATH': str(self.folder), 'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')}
-        if self.module and (libraries := preloaded(self.module)):
-            env['LD_PRELOAD'] = libraries
-            # Stock snmpd has leaks of its own, which do not end it badly; those of the module are read from the log, hence
-            # the module's name (%m) in each frame.
-            env['ASAN_OPTIONS'] = 'detect_leaks=1:stack_trace_format="    #%n %p in %f %S (%m)"'
-            env['LSAN_OPTIONS'] = 'exitcode=0'
-            env['UBSAN_OPTIONS'] = 'print_stacktrace=1'
-        return env
-
-    def _answers(self):
-        if not (self.folder / 'pid').exists():
-            return False
-        try:
-            return self.get('1.3.6.1.2.1.1.3.0', timeout=1)
-        except SnmpError:
-            return False
-
     def _is_ours(self, leak):
         return self.module and self.module.name in leak
 
-    @property
-    def pid(self):
-        return int((self.folder / 'pid').read_text())
-
     def reload(self, *directives):
-        """SIGHUP: the agent reads its configuration again, with these directives if any are given, and its modules are loaded anew."""
+        """SIGHUP: the agent reads its configuration again, with these directives if any are given, and loads its modules anew."""
         if directives:
             self.directives = list(directives)
             self.write_config()
         self.signal_reload()
-        wait_until(self._answers, 'no answer after the reload')
+        self.get(SYS_UPTIME)
 
     # The manager
 
-    def tool(self, name, *arguments, version='2c', community='public', timeout=30):
+    def tool(self, command, *arguments, version='2c', community='public', timeout=30):
         """Runs one of the tools against the agent; returns its variables or raises SnmpError."""
+        who = ['-c', community]
         if version == '3':
             who = ['-u', V3_USER, '-l', 'authPriv', '-a', 'SHA', '-A', V3_PASSWORD, '-x', 'AES', '-X', V3_PASSWORD]
-        else:
-            who = ['-c', community]
-        command = [name, '-v', version, *who, '-On', '-Oe', '-OU', '-Ox', '-r', '0', '-t', str(timeout)]
-        head = [argument for argument in arguments if argument.startswith('-C')]
-        rest = [argument for argument in arguments if not argument.startswith('-C')]
-        run = subprocess.run([*command, *head, f'127.0.0.1:{self.port}', *rest], capture_output=True, text=True,
-                             env={**ENV, 'SNMPCONFPATH': str(self.folder)})
+        run = subprocess.run([*command.split(), '-v', version, *who, *PRINTED, '-r', '0', '-t', str(timeout),
+                              f'127.0.0.1:{self.port}', *arguments], capture_output=True, text=True, env=self._environment)
         if reason := re.search(r'^Reason: \(?(\w+)', run.stderr, re.MULTILINE):
             raise SnmpError(reason[1], run.stderr)
         if run.returncode != 0:
@@ -289,21 +276,21 @@ class Agent(Process):
         return parse(run.stdout)
 
     def get(self, *oids, **options):
-        return self.tool('snmpget', '-Cf', *oids, **options)
+        return self.tool('snmpget -Cf', *oids, **options)
 
     def getnext(self, *oids, **options):
-        return self.tool('snmpgetnext', '-Cf', *oids, **options)
+        return self.tool('snmpgetnext -Cf', *oids, **options)
 
     def getbulk(self, *oids, non_repeaters=0, repetitions=10, **options):
-        return self.tool('snmpbulkget', f'-Cn{non_repeaters}', f'-Cr{repetitions}', *oids, **options)
+        return self.tool(f'snmpbulkget -Cn{non_repeaters} -Cr{repetitions}', *oids, **options)
 
     def walk(self, oid, **options):
         """What GETNEXT finds below oid, in the order in which it came."""
-        return self._below(oid, self.tool('snmpwalk', '-CI', oid, **options))
+        return self._below(oid, self.tool('snmpwalk -CI', oid, **options))
 
     def bulkwalk(self, oid, repetitions=20, **options):
         """What GETBULK finds below oid, in the order in which it came."""
-        return self._below(oid, self.tool('snmpbulkwalk', f'-Cr{repetitions}', oid, **options))
+        return self._below(oid, self.tool(f'snmpbulkwalk -Cr{repetitions}', oid, **options))
 
     @staticmethod
     def _below(oid, variables):
@@ -322,126 +309,74 @@ class Master(Agent):
 
     def __init__(self, directives=(), agentx=None, **options):
         self.agentx = agentx or f'tcp:127.0.0.1:{free_port(socket.SOCK_STREAM)}'
-        super().__init__(module=None, directives=[*directives, 'master agentx', f'agentXSocket {self.agentx}'], **options)
+        super().__init__(None, [*directives, 'master agentx', f'agentXSocket {self.agentx}'], **options)
 
 
 class Daemon(Process):
-    """A running orvaned, which looks for a master at the address `agentx`, and asks it every second whether it still is there.
+    """A running orvaned, which looks for a master at the address `agentx` and pings it every second.
 
-    `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` a command to run it under.
+    `directives` are lines of orvaned.conf, `options` and `environment` what it is started with, `wrapper` as of an Agent.
     """
 
     CONNECTED = 'AgentX subagent connected'
 
     def __init__(self, agentx, directives=(), options=(), environment=(), wrapper=()):
-        self.agentx, self.directives = agentx, list(directives)
-        self._command = [*wrapper, str(DAEMON), *options]
-        self._environment = {**ENV, 'ASAN_OPTIONS': 'detect_leaks=1', 'UBSAN_OPTIONS': 'print_stacktrace=1', **dict(environment)}
+        self._conf = [f'agentXSocket {agentx}', 'agentXPingInterval 1', *directives]
+        self._command, self._given = [*wrapper, DAEMON, *options], dict(environment)
         super().__init__('orvaned')
 
-    def _start(self):
-        self.write_config()
-        self._spawn(self._command, {**self._environment, 'SNMPCONFPATH': str(self.folder),
-                                    'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')})
-
-    def write_config(self):
-        """Writes orvaned.conf anew from self.directives."""
-        conf = [f'agentXSocket {self.agentx}', 'agentXPingInterval 1', *self.directives]
-        (self.folder / 'orvaned.conf').write_text('\n'.join(conf) + '\n')
+    def start(self):
+        (self.folder / 'orvaned.conf').write_text('\n'.join(self._conf) + '\n')
+        self._spawn(self._command, **self._given)
 
 
-class Receiver:
+class Receiver(Process):
     """A running snmptrapd. `trap`, `inform` and `v3_trap` are the lines of snmpd.conf with which an agent sends to it."""
 
     TRAP, INFORM, V3_TRAP = 'TRAP2, SNMP v2c', 'INFORM, SNMP v2c', 'TRAP2, SNMP v3'
+
     ENGINE = '0x80001f8804656e67696e65'
-    SYS_UPTIME, TRAP_OID = '1.3.6.1.2.1.1.3.0', '1.3.6.1.6.3.1.1.4.1.0'
+    OURS = ('1.3.6.1.2.1.47.2.0.', '1.3.6.1.2.1.131.0.', '1.3.6.1.4.1.59871.')
 
     def __init__(self):
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix='receiver-'))
+        super().__init__('snmptrapd')
+
+    def start(self):
         # A v3 trap is authenticated in the name of the sender's engine.
         (self.folder / 'snmptrapd.conf').write_text(
             f'disableAuthorization yes\n'
             f'createUser -e {self.ENGINE} {V3_USER} SHA "{V3_PASSWORD}" AES "{V3_PASSWORD}"\n')
-        environment = {**ENV, 'SNMPCONFPATH': str(self.folder), 'SNMP_PERSISTENT_DIR': str(self.folder / 'persistent')}
-        self._process = None
-        try:
-            for _ in range(5):
-                self.port = free_port()
-                with open(self.folder / 'received', 'wb') as received:
-                    self._process = subprocess.Popen(
-                        ['snmptrapd', '-f', '-Lo', '-n', '-C', '-c', str(self.folder / 'snmptrapd.conf'),
-                         '-On', '-Oe', '-OU', '-Ox', '-F', '#%P\n%V\n%v\n;\n',
-                         f'udp:127.0.0.1:{self.port}'],
-                        stdout=received, stderr=received, env=environment, preexec_fn=die_with_parent)
-                wait_until(lambda: 'NET-SNMP version' in self._received() or self._process.poll() is not None)
-                if self._process.poll() is None:
-                    return
-            raise AssertionError(f'snmptrapd ended with {self._process.returncode} at its start:\n{self._received()}')
-        except BaseException:
-            self.stop()
-            raise
+        self._listen(['snmptrapd', '-f', '-Lo', '-n', '-C', '-c', self.folder / 'snmptrapd.conf', *PRINTED,
+                      '-F', '#%P\n%V\n%v\n;\n'])
+        self.trap, self.inform = (f'{sink} 127.0.0.1:{self.port} public' for sink in ('trap2sink', 'informsink'))
+        self.v3_trap = (f'trapsess -v 3 -e {self.ENGINE} -u {V3_USER} -l authPriv -a SHA -A "{V3_PASSWORD}" -x AES '
+                        f'-X "{V3_PASSWORD}" 127.0.0.1:{self.port}')
 
-    def stop(self):
-        if self._process and self._process.poll() is None:
-            self._process.terminate()
-            self._process.wait(30)
-        shutil.rmtree(self.folder)
-
-    @property
-    def trap(self):
-        return f'trap2sink 127.0.0.1:{self.port} public'
-
-    @property
-    def inform(self):
-        return f'informsink 127.0.0.1:{self.port} public'
-
-    @property
-    def v3_trap(self):
-        return (f'trapsess -v 3 -e {self.ENGINE} -u {V3_USER} -l authPriv -a SHA -A "{V3_PASSWORD}" -x AES -X "{V3_PASSWORD}" '
-                f'127.0.0.1:{self.port}')
-
-    def _received(self):
-        return (self.folder / 'received').read_text(errors='replace')
-
-    def notifications(self, *below):
-        """What has come so far, in its order; with OIDs, only what is below one of them."""
+    def notifications(self, *kinds):
+        """Those of Orvane that have come so far, of these kinds or of all: which, by its OID, and its other variables, in order."""
         found = []
-        for kind, text in re.findall(r'^#(.*)\n([^;]*)\n;$', self._received(), re.MULTILINE):
+        for kind, text in re.findall(r'^#(\w+, SNMP v\w+).*\n([^;]*)\n;$', self.log(), re.MULTILINE):
             uptime, which, *variables = parse(text)
-            if (uptime.oid, which.oid, which.type) != (self.SYS_UPTIME, self.TRAP_OID, 'OID'):
+            if (uptime.oid, which.oid, which.type) != (SYS_UPTIME, TRAP_OID, 'OID'):
                 raise AssertionError(f'no notification begins like this: {uptime} {which}')
-            if not below or any(which.value.startswith(oid + '.') for oid in below):
-                found.append(Notification(re.match(r'\w+, SNMP v\w+', kind)[0], which.value, variables, uptime.value))
+            if which.value.startswith(self.OURS) and (not kinds or kind in kinds):
+                found.append((which.value, tuple(variables)))
         return found
 
 
 class AgentTest(unittest.TestCase):
     """Starts what is stopped, and judged, when the test ends."""
 
-    def agent(self, *arguments, **options):
-        return self._started(Agent(*arguments, **options))
-
-    def master(self, *arguments, **options):
-        return self._started(Master(*arguments, **options))
-
-    def daemon(self, *arguments, **options):
-        return self._started(Daemon(*arguments, **options))
-
-    def _started(self, process):
+    def _started(self, kind, *arguments, **options):
+        process = kind(*arguments, **options)
         self.addCleanup(self._judge, process)
         return process
 
-    def receiver(self):
-        receiver = Receiver()
-        self.addCleanup(receiver.stop)
-        return receiver
+    agent = functools.partialmethod(_started, Agent)
+    master = functools.partialmethod(_started, Master)
+    daemon = functools.partialmethod(_started, Daemon)
+    receiver = functools.partialmethod(_started, Receiver)
 
     def _judge(self, process):
         if process.folder.exists():
             self.assertEqual(process.stop(), 0, f'exit status of {process.name}')
-
-    def assert_error(self, status, call, *arguments, **options):
-        with self.assertRaises(SnmpError) as caught:
-            call(*arguments, **options)
-        self.assertEqual(caught.exception.status, status, str(caught.exception))

@@ -1,18 +1,16 @@
 """The chassis of the examples through a manager, at its start and while it is edited: every row against what the file describes."""
 
 import collections
-import json
+import copy
 import math
 import re
 import struct
 import unittest
 
-from described import CLASS, CONTAINED_IN, DESCRIPTION, Switch, contains, rows
-from harness import ROOT, AgentTest, wait_until
+from described import CHASSIS, CLASS, CONTAINED_IN, DESCRIPTION, POSITION, SENSOR, STATE, THRESHOLD, Switch, contains, rows
+from harness import AgentTest, wait_until
 
-POSITION = 6
-SENSOR, STATE, THRESHOLD = '1.3.6.1.2.1.99.1.1.1', '1.3.6.1.2.1.131.1.1.1', '1.3.6.1.4.1.59871.3.12.1.1.1'
-CHASSIS, SUPERVISORS = 650000001, (10000001, 20000001)
+ROOT, SUPERVISORS = 650000001, (10000001, 20000001)
 
 # entPhysicalClass; below what a collection stands of which a parent makes a group, and that group's position.
 OTHER, CHASSIS_CLASS, CONTAINER, SUPPLY, FAN, SENSOR_CLASS, MODULE, PORT = 1, 3, 5, 6, 7, 8, 9, 10
@@ -59,7 +57,7 @@ def parts(chassis):
             yield fan
             yield from below(fan, 'sensor', lambda key, _: fan.index + key)
 
-    root = Part(CHASSIS, None, 'chassis', 0, chassis, '', None, None)
+    root = Part(ROOT, None, 'chassis', 0, chassis, '', None, None)
     yield root
     yield from single(root, 'cardplane', 1)
     for slot in below(root, 'cardSlot', lambda key, _: 10000000 * key):
@@ -174,41 +172,29 @@ class Described:
 
 def columns(agent, table, numbers):
     """The rows of a table, by index: a tuple of these columns."""
-    found = {number: {int(var.oid.rsplit('.', 1)[1]): var.value for var in agent.bulkwalk(f'{table}.{number}', repetitions=50)}
-             for number in numbers}
-    return {index: tuple(found[number][index] for number in numbers) for index in found[numbers[0]]}
-
-
-def states(agent):
-    return columns(agent, STATE, (2, 3))
+    return {index: tuple(row[number] for number in numbers) for index, row in rows(agent, table).items()}
 
 
 class ChassisSwitch(Switch):
     def __init__(self, test):
-        super().__init__(test, json.loads((ROOT / 'examples/chassis-switch.json').read_text()))
-        self.slots, self.election = self.content['status']['chassis']['cardSlot'], self.content['redundancy']['election']
+        super().__init__(test, CHASSIS)
 
     def take_out(self, slot):
-        """Takes a card out, with all that is published for it and its parts; returns how it is put in again."""
-        card = self.slots[slot].pop('card')
-        undo = [(self.slots[slot], 'card', card)]
+        """Takes a card out, with all that is published for it and its parts."""
+        card = self.content['status']['chassis']['cardSlot'][slot].pop('card')
         own = re.compile(rf'((Ethernet|Management|TempSensor|VoltageSensor|CurrentSensor){slot}/.*|{card["tag"]}{card["label"]})')
         for directory in (content for name, content in self.content.items() if name not in ('status', 'redundancy')):
             for collection in directory.values():
-                undo += [(collection, name, collection.pop(name)) for name in list(collection) if own.fullmatch(name)]
-        return lambda: [owner.update({key: value}) for owner, key, value in undo]
+                for name in filter(own.fullmatch, list(collection)):
+                    del collection[name]
 
     def unplug(self, slot, port):
-        """Takes a transceiver out, with its status; returns how it is plugged in again."""
-        cage, status, name = self.slots[slot]['card']['xcvrSlot'][port], self.content['xcvrStatusDir']['xcvrStatus'], f'Ethernet{slot}/{port}'
-        xcvr, record = cage.pop('xcvr'), status.pop(name)
-        return lambda: (cage.update(xcvr=xcvr), status.update({name: record}))
+        """Takes a transceiver out, with its status."""
+        del self.content['status']['chassis']['cardSlot'][slot]['card']['xcvrSlot'][port]['xcvr']
+        del self.content['xcvrStatusDir']['xcvrStatus'][f'Ethernet{slot}/{port}']
 
-    def set(self, directory, collection, name, attribute, value):
-        """Sets what is published; returns how it is set back."""
-        record = self.content[directory][collection][name]
-        before, record[attribute] = record[attribute], value
-        return lambda: record.update({attribute: before})
+    def port(self, what, name, **attributes):
+        self.content[f'intf{what}Dir'][f'intf{what}'][name].update(attributes)
 
 
 class Chassis(AgentTest):
@@ -234,7 +220,7 @@ class Chassis(AgentTest):
                         groups.get((part.parent.index, GROUPS.get(part.parent.kind, {}).get(part.kind)), part.parent.index),
                         CLASSES.get(part.kind, CONTAINER), part.key, part.described.get('description', '').encode())
             self.assertEqual(tuple(table[index][column] for column in (CONTAINED_IN, CLASS, POSITION, DESCRIPTION)), expected, part)
-        self.assertEqual(pairs, {(row[CONTAINED_IN], index) for index, row in table.items() if index != CHASSIS})
+        self.assertEqual(pairs, {(row[CONTAINED_IN], index) for index, row in table.items() if index != ROOT})
 
     def assert_sensors(self, agent, described):
         sensors = {index: described.sensor(part) for index, part in described.parts.items() if part.kind == 'sensor'}
@@ -246,7 +232,7 @@ class Chassis(AgentTest):
 
     def assert_states(self, agent, described):
         expected = {index: described.states(part) for index, part in described.parts.items() if part.kind in STATEFUL}
-        self.assert_same(states(agent), expected)
+        self.assert_same(columns(agent, STATE, (2, 3)), expected)
 
     def assert_served(self, agent, content):
         described = Described(content)
@@ -270,7 +256,7 @@ class Chassis(AgentTest):
             self.assertEqual(texts[index], b'Sensor value 10 is below the low critical threshold (398)')
         self.assertEqual(texts[34050101], b'Sensor value 348 is within bounds')
         self.assertEqual(texts[651011101], b'No thresholds are defined')
-        alarms = {index: b'\x80' for index in states(agent)}
+        alarms = {index: b'\x80' for index, part in described.parts.items() if part.kind in STATEFUL}
         alarms |= {index: b'\x20' if index in dark else b'\x00' for index, (_, limits) in sensors.items()
                    if limits != (-NONE, NONE, -NONE, NONE)}
         wait_until(lambda: agent.get(f'{STATE}.5.{dark[0]}')[0].value != b'\x80', 'no sensor was classified')
@@ -281,23 +267,21 @@ class Chassis(AgentTest):
     def test_parts_come_and_go(self):
         switch, agent = self.served()
         table, pairs = rows(agent), contains(agent)
-        ports, settings = ('intfStatusDir', 'intfStatus'), ('intfConfigDir', 'intfConfig')
+        whole = copy.deepcopy(switch.content)
         for name, change, is_visible in (
                 ('a line card', lambda: switch.take_out('3'), True),
                 ('a supervisor', lambda: switch.take_out('1'), True),
                 ('a transceiver', lambda: switch.unplug('3', '5'), True),
-                ('a port goes down', lambda: switch.set(*ports, 'Ethernet4/1', 'operStatus', 'down'), False),
+                ('a port goes down', lambda: switch.port('Status', 'Ethernet4/1', operStatus='down'), False),
                 ('a port that is down is switched off',
-                 lambda: switch.set(*settings, 'Ethernet4/14', 'adminEnabledStateLocal', False), False)):
+                 lambda: switch.port('Config', 'Ethernet4/14', adminEnabledStateLocal=False), False)):
             with self.subTest(name):
-                undo = change()
-                try:
-                    switch.publish(agent)
-                    self.assertEqual(len(rows(agent)) < len(table), is_visible)
-                    self.assert_served(agent, switch.content)
-                finally:
-                    undo()
-                    switch.publish(agent)
+                change()
+                switch.publish(agent)
+                self.assertEqual(len(rows(agent)) < len(table), is_visible)
+                self.assert_served(agent, switch.content)
+                switch.content = copy.deepcopy(whole)
+                switch.publish(agent)
                 self.assertEqual((rows(agent), contains(agent)), (table, pairs))
                 self.assert_served(agent, switch.content)
         # The sensors of a transceiver that was plugged in again are watched again.
@@ -305,6 +289,7 @@ class Chassis(AgentTest):
 
     def test_a_switch_over(self):
         switch, agent = self.served()
+        election, whole = switch.content['redundancy']['election'], copy.deepcopy(switch.content)
         active, hot = (*UP, PROVIDING_SERVICE), (*UP, HOT_STANDBY)
 
         def published():
@@ -317,18 +302,18 @@ class Chassis(AgentTest):
 
         self.assertEqual(supervisors(), [active, hot])
         # It gives its work away, and shows its peer as one that was never active would; next time it tells of it again.
-        switch.election.update(redundancyMode='standby', peerRedundancyMode='active')
+        election.update(redundancyMode='standby', peerRedundancyMode='active')
         self.assertEqual(published(), [active, active])
         for mode, row in (('disabled', (*DOWN, 1)), ('standby', hot)):
-            switch.election.update(redundancyMode='active', peerRedundancyMode=mode)
+            election.update(redundancyMode='active', peerRedundancyMode=mode)
             self.assertEqual(published(), [active, row])
         # The peer leaves and comes back, with word of the election before its card is there.
-        put_in = switch.take_out('2')
-        switch.election.update(peerState='absent', peerRedundancyMode='unknown')
+        switch.take_out('2')
+        election.update(peerState='absent', peerRedundancyMode='unknown')
         self.assertEqual(published(), [active, None])
-        switch.election.update(peerState='present', peerRedundancyMode='standby')
+        election.update(peerState='present', peerRedundancyMode='standby')
         switch.publish(agent)
-        put_in()
+        switch.content = {**whole, 'redundancy': switch.content['redundancy']}
         switch.publish(agent)
         wait_until(lambda: supervisors() == [active, hot], 'the peer was not shown as hot standby')
         # The slot is read anew with the configuration: the election speaks for the supervisor that it runs on.

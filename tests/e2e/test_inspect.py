@@ -4,21 +4,20 @@ import json
 import os
 import re
 import shutil
+import signal
 import socket
 import subprocess
-import threading
 import unittest
 
-from described import ENTRY, Switch, rows
-from harness import ROOT, AgentTest, wait_until
+from described import CHASSIS, CONTAINED_IN, ENTRY, FIXED, Switch, rows
+from harness import ROOT, AgentTest, meanwhile, wait_until
 
 TOOL = ROOT / 'tools/orvane-inspect'
 MODEL = 'snmp/fru/entitymib/physicalEntity'
-CHASSIS = json.loads((ROOT / 'examples/chassis-switch.json').read_text())
 
 
 class Inspection(AgentTest):
-    def served(self, content=None):
+    def served(self, content=FIXED):
         self.switch = Switch(self, content)
         self.socket = self.switch.path.parent / 'inspect.sock'
         self.running = self.agent(directives=[self.switch.directive, f'orvaneInspect {self.socket}'])
@@ -46,7 +45,7 @@ class Inspection(AgentTest):
         # Every row's model, by the value that a manager gets too.
         model, table = self.json('--depth', '2', 'snmp/fru/entitymib')['physicalEntity'], rows(self.running)
         self.assertEqual({int(index): entity['containedIn'] for index, entity in model.items()},
-                         {index: row[4] for index, row in table.items()})
+                         {index: row[CONTAINED_IN] for index, row in table.items()})
         # The projection itself, names with a "/", a value within a value.
         root = self.json('--depth', '0', 'root')
         self.assertEqual(int(root['component'].split()[0]), len(self.json('root/component')))
@@ -160,8 +159,7 @@ class Inspection(AgentTest):
         self.running.reload()
         self.assertEqual(self.inspect().returncode, 0)
         # What a killed agent leaves behind is taken over, what another one serves is not.
-        self.running.kill()
-        shutil.rmtree(self.running.folder)
+        self.running.end(signal.SIGKILL)
         self.assertTrue(self.socket.exists())
         self.agent(directives=directives)
         self.assertEqual(self.inspect().returncode, 0)
@@ -183,18 +181,14 @@ class Inspection(AgentTest):
         self.switch.publish(self.running)
         without = ask()
         self.assertGreater(len(whole - without), 10)
-        stop, seen = threading.Event(), []
-        walker = threading.Thread(target=lambda: [self.running.walk(ENTRY + '.5') for _ in iter(stop.is_set, True)])
-        walker.start()
-        self.addCleanup(walker.join)
-        self.addCleanup(stop.set)
-        for _ in range(3):
-            for change, after in (lambda: slots[slot].update(card=card), whole), (lambda: slots[slot].pop('card'), without):
+        with meanwhile(lambda: self.running.walk(ENTRY + '.5')):
+            for change, after in [(lambda: slots[slot].update(card=card), whole), (lambda: slots[slot].pop('card'), without)] * 3:
                 change()
                 self.switch.save()
-                while not seen or seen[-1] != after:  # all of the card or none of it, never a part
-                    seen.append(ask())
-                    self.assertIn(seen[-1], (whole, without))
+                seen = None
+                while seen != after:  # all of the card or none of it, never a part
+                    seen = ask()
+                    self.assertIn(seen, (whole, without))
                     self.json('--depth', '3', f'input/status/chassis/cardSlot/{slot}')  # put together from several answers
 
 

@@ -4,16 +4,13 @@ import re
 import socket
 import unittest
 
-from described import Switch
+from described import ENTRY, SENSOR, STATE, Switch, row_index
 from harness import AgentTest, Receiver, Var, free_port, wait_until
 
-PHYSICAL_DESCR = '1.3.6.1.2.1.47.1.1.1.1.2'
-SENSOR_VALUE = '1.3.6.1.2.1.99.1.1.1.4'
-STATE_OPER, STATE_ADMIN, STATE_ALARM = (f'1.3.6.1.2.1.131.1.1.1.{column}' for column in (3, 2, 5))
+PHYSICAL_DESCR, SENSOR_VALUE, STATE_ADMIN, STATE_ALARM = f'{ENTRY}.2', f'{SENSOR}.4', f'{STATE}.2', f'{STATE}.5'
 CONFIG_CHANGE = '1.3.6.1.2.1.47.2.0.1'
 OPER_ENABLED, OPER_DISABLED = '1.3.6.1.2.1.131.0.1', '1.3.6.1.2.1.131.0.2'
 SENSOR_ALARM = '1.3.6.1.4.1.59871.3.12.0.1'
-OURS = ('1.3.6.1.2.1.47.2.0', '1.3.6.1.2.1.131.0', '1.3.6.1.4.1.59871')
 
 LOCKED, UNLOCKED, GONE = 2, 4, 1  # entStateAdmin; a part that is gone says unknown
 CLEAR, WARNING, CRITICAL, UNKNOWN = b'\x00', b'\x04', b'\x20', b'\x80'  # entStateAlarm
@@ -37,15 +34,15 @@ BENCH = {
 }
 
 
-def state(oid, index, admin):
+def state(oid, part, admin):
     """entStateOperEnabled or entStateOperDisabled, whole. Its alarm status is that of a row which was never classified."""
-    return oid, (Var(f'{STATE_ADMIN}.{index}', 'INTEGER', admin), Var(f'{STATE_ALARM}.{index}', 'STRING', UNKNOWN),
-                 Var(f'{PHYSICAL_DESCR}.{index}', 'STRING', DESCRIPTIONS[index]))
+    return oid, (Var(f'{STATE_ADMIN}.{part}', 'INTEGER', admin), Var(f'{STATE_ALARM}.{part}', 'STRING', UNKNOWN),
+                 Var(f'{PHYSICAL_DESCR}.{part}', 'STRING', DESCRIPTIONS[part]))
 
 
-def alarm(index, value, status):
-    return SENSOR_ALARM, (Var(f'{PHYSICAL_DESCR}.{index}', 'STRING', DESCRIPTIONS[index]),
-                          Var(f'{SENSOR_VALUE}.{index}', 'INTEGER', value), Var(f'{STATE_ALARM}.{index}', 'STRING', status))
+def alarm(part, value, status):
+    return SENSOR_ALARM, (Var(f'{PHYSICAL_DESCR}.{part}', 'STRING', DESCRIPTIONS[part]),
+                          Var(f'{SENSOR_VALUE}.{part}', 'INTEGER', value), Var(f'{STATE_ALARM}.{part}', 'STRING', status))
 
 
 class Bench(Switch):
@@ -64,7 +61,7 @@ class Notifications(AgentTest):
         seen = {kind: 0 for kind in (Receiver.TRAP, Receiver.INFORM, Receiver.V3_TRAP)}
 
         def of(kind):
-            return [(each.oid, tuple(each.variables)) for each in receiver.notifications(*OURS) if each.kind == kind][seen[kind]:]
+            return receiver.notifications(kind)[seen[kind]:]
 
         def expect(*expected):
             """The next ones are these on each road. The order is that of two timers, and not looked at here."""
@@ -102,7 +99,7 @@ class Notifications(AgentTest):
         agent = self.agent(directives=[*enabled, *(f'orvaneNotification {name} disable' for name in names)])
 
         def received():
-            return {each.oid for each in receiver.notifications(*OURS)}
+            return {oid for oid, _ in receiver.notifications()}
 
         switch.inlet['temperature'] = 65.0
         switch.fan['hwStatus'] = 'failed'
@@ -129,19 +126,20 @@ class Notifications(AgentTest):
         silent = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self.addCleanup(silent.close)
         silent.bind(('127.0.0.1', 0))
-        agent = self.agent(directives=[f'trap2sink 127.0.0.1:{free_port()} public', receiver.trap, switch.directive, 'orvaneTrace Orvane/9',
+        agent = self.agent(directives=[switch.directive, 'orvaneTrace Orvane/9', receiver.trap,
+                                       f'trap2sink 127.0.0.1:{free_port()} public',
                                        f'informsink 127.0.0.1:{silent.getsockname()[1]} public'])
-        wait_until(lambda: len(receiver.notifications(*OURS)) > len(numbers), 'not all came')
+        wait_until(lambda: len(receiver.notifications()) > len(numbers), 'not all came')
         silent.settimeout(60)
         self.assertTrue(silent.recv(65536), 'the sink that never answers was never spoken to')
         # The queue is served in its order: a row that was put in twice stands where it was put in last.
-        queued = [int(index) for index in re.findall(r'doAppendStateTrap\( (\d+) \)', agent.log())]
+        queued = [int(row) for row in re.findall(r'doAppendStateTrap\( (\d+) \)', agent.log())]
         order = list(dict.fromkeys(reversed(queued)))[::-1]
         self.assertEqual(sorted(order), [100000 + number for number in numbers])
-        told = receiver.notifications(*OURS)
-        self.assertEqual([int(each.variables[0].oid.rsplit('.', 1)[1]) for each in told if each.oid == OPER_ENABLED], order)
+        told = receiver.notifications()
+        self.assertEqual([row_index(variables[0].oid) for oid, variables in told if oid == OPER_ENABLED], order)
         # The change of the inventory is told once, before all else of its tick.
-        self.assertEqual([at % 21 for at, each in enumerate(told) if each.oid != OPER_ENABLED], [0])
+        self.assertEqual([at % 21 for at, (oid, _) in enumerate(told) if oid != OPER_ENABLED], [0])
 
 
 if __name__ == '__main__':

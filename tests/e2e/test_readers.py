@@ -10,7 +10,8 @@ import unittest
 import urllib.parse
 import urllib.request
 
-from harness import ROOT, AgentTest, die_with_parent, free_port, wait_until
+from described import ENTRY, SENSOR, STATE, THRESHOLD, row_index
+from harness import ROOT, AgentTest, Process, free_port
 
 sys.path.insert(0, str(ROOT / 'tests'))
 
@@ -22,10 +23,29 @@ from pysnmp.smi import builder  # noqa: E402
 
 VENDOR_MIB = 'KELVRA-ENT-SENSOR-MIB'
 EXPORTER, PROMTOOL = ROOT / 'examples/snmp-exporter.yml', ROOT / 'build/promtool'  # which scripts/test leaves there
-ENTRIES = {'ENTITY-MIB': '1.3.6.1.2.1.47.1.1.1.1', 'ENTITY-SENSOR-MIB': '1.3.6.1.2.1.99.1.1.1',
-           'ENTITY-STATE-MIB': '1.3.6.1.2.1.131.1.1.1', VENDOR_MIB: '1.3.6.1.4.1.59871.3.12.1.1.1'}
+ENTRIES = {'ENTITY-MIB': ENTRY, 'ENTITY-SENSOR-MIB': SENSOR, 'ENTITY-STATE-MIB': STATE, VENDOR_MIB: THRESHOLD}
 # What is not compared: it differs from one request to the next, or has no form that is the same everywhere.
 NOT_COMPARED = {'entPhySensorValueTimeStamp', 'entStateLastChanged', 'entPhysicalMfgDate', 'entPhysicalUris'}
+
+
+class Exporter(Process):
+    def __init__(self):
+        super().__init__('exporter')
+
+    def start(self):
+        self.port = free_port(socket.SOCK_STREAM)
+        self._spawn(['prometheus-snmp-exporter', f'--config.file={EXPORTER}', f'--web.listen-address=127.0.0.1:{self.port}'])
+        self.wait_for_log('Listening on')
+
+    def metrics(self, agent):
+        """The values by the metric's name and by all labels."""
+        query, found = urllib.parse.urlencode({'module': 'orvane', 'target': f'127.0.0.1:{agent.port}'}), {}
+        with urllib.request.urlopen(f'http://127.0.0.1:{self.port}/snmp?{query}', timeout=120) as answer:
+            lines = re.findall(r'^(\w+)(?:{(.*)})? (\S+)$', answer.read().decode(), re.MULTILINE)
+        for name, labels, value in lines:
+            pairs = {label: json.loads(f'"{content}"') for label, content in re.findall(r'(\w+)="((?:[^"\\]|\\.)*)"', labels)}
+            found.setdefault(name, {})[frozenset(pairs.items())] = int(float(value))
+        return found
 
 
 class Readers(AgentTest):
@@ -62,7 +82,7 @@ class Readers(AgentTest):
                 variables = agent.bulkwalk(column, repetitions=50)
                 self.assertGreater(len(variables), 20, name)
                 is_text = variables[0].type == 'STRING' and not self.words[name]
-                expected[name] = {int(var.oid.rsplit('.', 1)[1]): var.value.decode() if is_text else var.value for var in variables}
+                expected[name] = {row_index(var.oid): var.value.decode() if is_text else var.value for var in variables}
             yield agent, expected
 
     def test_pysnmp(self):
@@ -113,36 +133,26 @@ class Readers(AgentTest):
                              [found[name] for name in ('entPhysicalClass', 'entPhysicalName', 'entPhysicalContainedIn')])
 
     def test_prometheus(self):
-        address = f'127.0.0.1:{free_port(socket.SOCK_STREAM)}'
-        with open(self.folder / 'exporter.log', 'wb') as log:
-            exporter = subprocess.Popen(['prometheus-snmp-exporter', f'--config.file={EXPORTER}',
-                                         f'--web.listen-address={address}'], stdout=log, stderr=log, preexec_fn=die_with_parent)
-        self.addCleanup(exporter.wait)
-        self.addCleanup(exporter.terminate)
-        wait_until(lambda: self.scraped(address) or exporter.poll() is not None, 'no exporter')
+        exporter = Exporter()
+        self.addCleanup(exporter.stop)
         for agent, expected in self.each_example():
-            query = urllib.parse.urlencode({'module': 'orvane', 'target': f'127.0.0.1:{agent.port}'})
-            metrics = self.metrics(self.scraped(address, f'/snmp?{query}'))
+            metrics = exporter.metrics(agent)
 
             def labels(index, name, **more):
                 units = {'entPhySensorUnitsDisplay': expected['entPhySensorUnitsDisplay'][index]} if 'Sensor' in name else {}
                 part = {which: expected[which][index] for which in ('entPhysicalName', 'entPhysicalDescr')}
-                return {'entPhysicalIndex': str(index), **part, **units, **more}
-
-            def same(metric, samples):
-                def key(sample):
-                    return sorted(sample[0].items())
-                self.assertEqual(sorted(metrics.get(metric, []), key=key), sorted(samples, key=key), metric)
+                return frozenset({'entPhysicalIndex': str(index), **part, **units, **more}.items())
 
             numbers = [name for name in expected if re.match('kelvraEntSensorThreshold|entPhySensor(Scale|Precision|Value)$', name)]
             for name in 'entPhysicalContainedIn', *numbers:
-                same(name, [(labels(index, name), value) for index, value in expected[name].items()])
+                self.assertEqual(metrics[name], {labels(index, name): value for index, value in expected[name].items()})
             for name in 'entPhysicalClass', 'entPhySensorType':
-                same(f'{name}_info', [(labels(index, name, **{name: self.words[name][value]}), 1)
-                                      for index, value in expected[name].items()])
+                self.assertEqual(metrics[f'{name}_info'], {labels(index, name, **{name: self.words[name][value]}): 1
+                                                           for index, value in expected[name].items()})
             for name in 'entStateOper', 'entPhySensorOperStatus', 'entStateAlarm':
-                same(name, [(labels(index, name, **{name: word}), number == value if isinstance(value, int) else value[0] >> (7 - number) & 1)
-                            for index, value in expected[name].items() for number, word in self.words[name].items()])
+                self.assertEqual(metrics[name], {
+                    labels(index, name, **{name: word}): number == value if isinstance(value, int) else value[0] >> (7 - number) & 1
+                    for index, value in expected[name].items() for number, word in self.words[name].items()})
             self.assertEqual(len(metrics['entLastChangeTime']), 1)
             # The formulas of its comment. After a minute all values are above their limits.
             reading, above = re.findall(r'^#   (entPhySensorValue .*)', EXPORTER.read_text(), re.MULTILINE)
@@ -151,16 +161,17 @@ class Readers(AgentTest):
             self.evaluate(metrics, {'entPhySensorValue': rise}, {
                 (0, reading): [(labels(index, reading), value / 10 ** precision[index] * 1000 ** (scale[index] - 9))
                                for index, value in values.items()],
-                (1, above): [(labels(index, above, __name__='entPhySensorValue'), value + rise) for index, value in values.items()]})
+                (1, above): [(labels(index, above, __name__='entPhySensorValue'), value + rise)
+                             for index, value in values.items()]})
 
     def evaluate(self, metrics, rises, expected):
         """`rises`: by how much a metric rises in a minute; `expected`: (labels, value) for each (minute, PromQL)."""
         def written(labels):
-            return '{' + ', '.join(f'{name}={json.dumps(value)}' for name, value in labels.items() if value) + '}'
+            return '{' + ', '.join(f'{name}={json.dumps(value)}' for name, value in labels if value) + '}'
 
         test = {'interval': '1m',
                 'input_series': [{'series': name + written(labels), 'values': f'{value}+{rises.get(name, 0)}x1'}
-                                 for name, entries in metrics.items() for labels, value in entries],
+                                 for name, entries in metrics.items() for labels, value in entries.items()],
                 'promql_expr_test': [{'expr': formula, 'eval_time': f'{minute}m',
                                       'exp_samples': [{'labels': written(labels), 'value': value} for labels, value in samples]}
                                      for (minute, formula), samples in expected.items()]}
@@ -168,25 +179,6 @@ class Readers(AgentTest):
         file.write_text(json.dumps({'rule_files': [], 'tests': [test]}))
         run = subprocess.run([PROMTOOL, 'test', 'rules', file], capture_output=True, text=True)
         self.assertEqual(run.returncode, 0, run.stdout + run.stderr)
-
-    @staticmethod
-    def scraped(address, path='/'):
-        try:
-            with urllib.request.urlopen(f'http://{address}{path}', timeout=120) as answer:
-                return answer.read().decode()
-        except urllib.error.HTTPError as error:
-            raise AssertionError(error.read().decode()) from error
-        except OSError:
-            return ''
-
-    @staticmethod
-    def metrics(text):
-        """(labels, value) by the metric's name."""
-        found = {}
-        for name, labels, value in re.findall(r'^(\w+)(?:{(.*)})? (\S+)$', text, re.MULTILINE):
-            pairs = {label: json.loads(f'"{content}"') for label, content in re.findall(r'(\w+)="((?:[^"\\]|\\.)*)"', labels)}
-            found.setdefault(name, []).append((pairs, int(float(value))))
-        return found
 
 
 if __name__ == '__main__':

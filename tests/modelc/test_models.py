@@ -76,11 +76,13 @@ FAULTS = [
      '      watts: {type: U32, default: Limits::least}', 6, '`Limits` has no constant `least`'),
     ('a constant of another type', '  Limits: {kind: record, constants: {most: 9}}\n  Lamp:\n    attributes:\n'
      '      watts: {type: U8, default: Limits::most}', 6, 'is a U32, and a value of U8 is needed'),
-    ('a key that can change', '  Lamp:\n    key: watts\n    attributes:\n      watts: U32', 4, 'must be an attribute that is `fixed`'),
+    ('a key that can change', '  Lamp:\n    key: watts\n    attributes:\n      watts: U32', 4,
+     'must be an attribute that is `fixed`'),
     ('a part of nothing', LAMP + '      half: {type: U32, of: whole}', 6, '`Lamp` has no attribute `whole` above it'),
     ('a default of no base', LAMP + '  Spot:\n    base: Lamp\n    defaults: {lumen: 7}', 8, '`lumen` is no attribute'),
     ('a queue of values', LAMP + '      waiting: {queue: U32}', 6, 'members of a collection are entities or records'),
-    ('a queue by what can change', LAMP + '      order: {queue: Lamp, by: watts}', 6, '`watts` is no fixed attribute of `Shop::Lamp`'),
+    ('a queue by what can change', LAMP + '      order: {queue: Lamp, by: watts}', 6,
+     '`watts` is no fixed attribute of `Shop::Lamp`'),
     ('a function that is none', LAMP + '      blink: {function: false}', 6, '`function` is true or not there'),
 ]
 
@@ -159,7 +161,8 @@ class ModelTest(unittest.TestCase):
     def test_a_change_touches_what_rests_on_it_and_nothing_else(self):
         models = 'Base.yaml', 'User.yaml', 'Other.yaml'
         self.write('Base.yaml', HEAD + LAMP)
-        self.write('User.yaml', 'uses: [Base.yaml]\nnamespace: User\ntypes:\n  Owner: {attributes: {lamp: Ptr<Shop::Lamp const>}}\n')
+        self.write('User.yaml',
+                   'uses: [Base.yaml]\nnamespace: User\ntypes:\n  Owner: {attributes: {lamp: Ptr<Shop::Lamp const>}}\n')
         self.write('Other.yaml', 'namespace: Other\ntypes:\n  Thing: {}\n')
         self.compile(*models)
         self.assertIn('Base.yaml', self.read('out/User.d'))

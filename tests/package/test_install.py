@@ -22,12 +22,13 @@ from deb import DAEMON_CONF, DEB, MODULE_CONF, ROOT, SWITCH_CONF
 
 sys.path.insert(0, str(ROOT / 'tests/e2e'))
 
-from harness import die_with_parent, parse, wait_until  # noqa: E402
+from harness import PRINTED, AgentTest, Process, parse, wait_until  # noqa: E402
 
 CLONE_NEWNS, CLONE_NEWNET = 0x00020000, 0x40000000
 OWN_CONF = '/etc/snmp/snmpd.conf'
 SYSTEM, ENTITY = '1.3.6.1.2.1.1', '1.3.6.1.2.1.47.1.1.1.1'
 TABLES = ['1.3.6.1.2.1.47.1.3.3', '1.3.6.1.2.1.99', '1.3.6.1.2.1.131', '1.3.6.1.4.1.59871']
+ENVIRONMENT = {'PATH': '/usr/sbin:/usr/bin:/sbin:/bin', 'LC_ALL': 'C.UTF-8', 'DEBIAN_FRONTEND': 'noninteractive', 'HOME': '/root'}
 
 
 class Machine:
@@ -56,9 +57,7 @@ class Machine:
         os.rmdir(self.base)
 
     def run(self, *command, check=True):
-        environment = {'PATH': '/usr/sbin:/usr/bin:/sbin:/bin', 'LC_ALL': 'C.UTF-8', 'DEBIAN_FRONTEND': 'noninteractive',
-                       'HOME': '/root'}
-        run = subprocess.run(['chroot', str(self.root), *command], capture_output=True, text=True, env=environment)
+        run = subprocess.run(['chroot', str(self.root), *command], capture_output=True, text=True, env=ENVIRONMENT)
         if check and run.returncode != 0:
             raise AssertionError(f'{command}: {run.returncode}\n{run.stdout}{run.stderr}')
         return run
@@ -66,37 +65,24 @@ class Machine:
     def path(self, inside):
         return self.root / inside.lstrip('/')
 
-    def walk(self, oid):
-        run = self.run('snmpbulkwalk', '-v2c', '-cpublic', '-On', '-Oe', '-OU', '-Ox', '127.0.0.1', oid)
+    def walk(self, oid, check=True):
+        run = self.run('snmpbulkwalk', '-v2c', '-cpublic', *PRINTED, '127.0.0.1', oid, check=check)
         return {var.oid: var.value for var in parse(run.stdout) if not var.type.startswith(('no', 'end'))}
 
 
-class Snmpd:
-    """Debian's snmpd, as its unit starts it."""
+class Service(Process):
+    """What runs on the machine as its unit starts it."""
 
-    def __init__(self, machine):
+    def __init__(self, machine, name):
         self.machine = machine
-        unit = machine.path('/lib/systemd/system/snmpd.service').read_text()
-        command = shlex.split(re.search(r'^ExecStart=(.*)$', unit, re.MULTILINE)[1])
-        self.log_path = machine.path('/tmp/snmpd.log')
-        with open(self.log_path, 'wb') as log:
-            self.process = subprocess.Popen(['chroot', str(machine.root), *command], stdout=log, stderr=log,
-                                            preexec_fn=die_with_parent)
-        wait_until(self.answers, 'snmpd does not answer')
+        super().__init__(name)
 
-    def answers(self):
-        if self.process.poll() is not None:
-            raise AssertionError(f'snmpd ended:\n{self.log()}')
-        asked = self.machine.run('snmpget', '-v2c', '-cpublic', '-t1', '-r0', '127.0.0.1', f'{SYSTEM}.5.0', check=False)
-        return asked.returncode == 0
-
-    def log(self):
-        return self.log_path.read_text(errors='replace')
-
-    def stop(self):
-        if self.process.poll() is None:
-            self.process.send_signal(signal.SIGTERM)
-        return self.process.wait(60)
+    def start(self):
+        unit = self.machine.path(f'/lib/systemd/system/{self.name}.service').read_text()
+        said = dict(re.findall(r'^(User|ExecStart)=(.*)$', unit, re.MULTILINE))
+        user = said.get('User', 'root')
+        self._spawn(['chroot', self.machine.root, 'setpriv', f'--reuid={user}', f'--regid={user}', '--init-groups',
+                     '--pdeathsig=KILL', *shlex.split(said['ExecStart'])], **ENVIRONMENT)
 
 
 def steady(answers):
@@ -104,7 +90,7 @@ def steady(answers):
     return {oid: value for oid, value in answers.items() if not oid.startswith((f'{SYSTEM}.3.', f'{SYSTEM}.8', f'{SYSTEM}.9.1.4'))}
 
 
-class Install(unittest.TestCase):
+class Install(AgentTest):
     @classmethod
     def setUpClass(cls):
         if os.geteuid() != 0:
@@ -116,8 +102,8 @@ class Install(unittest.TestCase):
         shutil.copy(DEB, cls.machine.path('/tmp/orvane.deb'))
 
     def snmpd(self):
-        agent = Snmpd(self.machine)
-        self.addCleanup(agent.stop)
+        agent = self._started(Service, self.machine, 'snmpd')
+        wait_until(lambda: self.machine.walk(f'{SYSTEM}.5', check=False), 'snmpd does not answer')
         return agent
 
     def installed(self):
@@ -147,13 +133,12 @@ class Install(unittest.TestCase):
 
         self.installed()
         self.assertEqual(self.own_files(), own)
-        self.assertIsNone(agent.process.poll())
         self.assertEqual(steady(self.machine.walk(SYSTEM)), before, 'the running agent')
         self.assertEqual(agent.stop(), 0)
         agent = self.snmpd()
         self.assertEqual(steady(self.machine.walk(SYSTEM)), before, 'an agent that was started with the package installed')
         self.assertNotIn('orvane', agent.log())
-        agent.stop()
+        self.assertEqual(agent.stop(), 0)
 
         self.uncomment(SWITCH_CONF, 'includeFile /etc/snmp/orvane/module.conf')
         self.uncomment(MODULE_CONF, 'orvaneInventory ')
@@ -164,7 +149,7 @@ class Install(unittest.TestCase):
         for table in TABLES:
             self.assertGreater(len(self.machine.walk(table)), 50, table)
         self.uncomment(MODULE_CONF, 'orvaneInspect ')
-        agent.process.send_signal(signal.SIGHUP)
+        os.kill(agent.pid, signal.SIGHUP)
         socket_path = self.machine.path('/run/orvane/inspect.sock')
         wait_until(socket_path.exists, 'there is no socket')
         self.assertEqual(socket_path.owner(), 'Debian-snmp')
@@ -176,8 +161,7 @@ class Install(unittest.TestCase):
         link.parent.mkdir(parents=True, exist_ok=True)
         link.symlink_to('/lib/systemd/system/orvaned.service')
         self.machine.run('dpkg', '--remove', 'orvane')
-        self.assertIsNone(agent.process.poll(), 'the running agent outlives the package')
-        self.assertEqual(self.machine.walk(ENTITY).keys(), rows.keys(), 'and answers')
+        self.assertEqual(self.machine.walk(ENTITY).keys(), rows.keys(), 'the running agent outlives the package')
         self.assertEqual(agent.stop(), 0)
         for step in ('--remove', '--purge'):
             self.machine.run('dpkg', step, 'orvane')
@@ -232,13 +216,7 @@ class Install(unittest.TestCase):
         self.uncomment(DAEMON_CONF, 'orvaneInventory ')
         self.let_subagents_in()
         self.snmpd()
-        unit = self.machine.path('/lib/systemd/system/orvaned.service').read_text()
-        user, command = (re.search(rf'^{key}=(.*)$', unit, re.MULTILINE)[1] for key in ('User', 'ExecStart'))
-        become = ['setpriv', f'--reuid={user}', f'--regid={user}', '--init-groups', '--pdeathsig=KILL']
-        daemon = subprocess.Popen(['chroot', str(self.machine.root), *become, *shlex.split(command)],
-                                  preexec_fn=die_with_parent, stderr=subprocess.DEVNULL)
-        self.addCleanup(daemon.wait, 60)
-        self.addCleanup(daemon.terminate)
+        self._started(Service, self.machine, 'orvaned')
         wait_until(lambda: len(self.machine.walk(ENTITY)) > 1000, 'the master agent does not show the rows')
 
 
