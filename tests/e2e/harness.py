@@ -1,10 +1,5 @@
 """A stock snmpd with the module in it, a manager to question it, a receiver of what it notifies: all real, nothing between.
 
-    class Walks(AgentTest):
-        def test_walk(self):
-            agent = self.agent(directives=[f'orvaneInventory {path}'])
-            for oid, type, value in agent.walk('1.3.6.1.2.1.47'): ...
-
 Every agent has its own folder and its own free UDP port of 127.0.0.1. When a test ends its agents are stopped, and the test fails
 if one of them died, ended with a status other than 0, or left a sanitizer's report in its log. With a module that is built with
 AddressSanitizer that includes every leak that was allocated by the module. A master is an agent without the module, and a daemon

@@ -17,11 +17,6 @@ class Lifecycle(AgentTest):
         for table in TABLES:
             self.assertEqual(agent.walk(table), [], table)
 
-    def test_without_an_inventory(self):
-        agent = self.agent()
-        self.assert_empty(agent)
-        self.assertEqual(agent.get(LAST_CHANGE)[0][1:], ('Timeticks', 0))
-
     def test_bad_directives_are_told_and_the_others_hold(self):
         switch = Switch(self)
         bad = {
@@ -53,7 +48,10 @@ class Lifecycle(AgentTest):
 
     def test_directives_that_are_gone_lose_their_effect(self):
         switch = Switch(self)
-        agent = self.agent(directives=[switch.directive])
+        agent = self.agent()
+        self.assert_empty(agent)
+        self.assertEqual(agent.get(LAST_CHANGE)[0][1:], ('Timeticks', 0))
+        agent.reload(switch.directive)
         full = rows(agent)
         agent.reload('# none')
         self.assert_empty(agent)

@@ -54,43 +54,48 @@ class Bench(Switch):
         self.fan = self.content['coolingStatus']['fan']['Fan2/1']
 
 
+def assert_told(test, switch, agent, receiver, kinds):
+    """What an agent that serves the bench tells of it, and of each change, in notifications of these kinds."""
+    seen = {kind: 0 for kind in kinds}
+
+    def of(kind):
+        return receiver.notifications(kind)[seen[kind]:]
+
+    def expect(*expected):
+        """The next ones are these on each road. The order is that of two timers, and not looked at here."""
+        wait_until(lambda: all(len(of(kind)) >= len(expected) for kind in seen), f'not all of {expected} came')
+        for kind in seen:
+            test.assertCountEqual(of(kind), expected, kind)
+            seen[kind] += len(expected)
+
+    expect(state(OPER_ENABLED, INLET, UNLOCKED), state(OPER_ENABLED, FAN, UNLOCKED))
+    # A port that is down is a fault while it is wanted up.
+    switch.inlet['temperature'] = 65.0
+    switch.fan['hwStatus'] = 'failed'
+    switch.content['intfStatusDir']['intfStatus']['Ethernet1'] = {'operStatus': 'down'}
+    switch.publish(agent)
+    expect((CONFIG_CHANGE, ()), alarm(INLET, 650, WARNING), state(OPER_DISABLED, FAN, LOCKED),
+           state(OPER_DISABLED, PORT, UNLOCKED))
+    # What flaps between two ticks is told once, as it is at the end.
+    switch.inlet['temperature'] = 75.25
+    for status in 'ok', 'failed', 'ok':
+        switch.fan['hwStatus'] = status
+        switch.publish(agent)
+    switch.content['intfConfigDir']['intfConfig']['Ethernet1']['adminEnabledStateLocal'] = False
+    switch.publish(agent)
+    expect(alarm(INLET, 753, CRITICAL), state(OPER_ENABLED, FAN, UNLOCKED), state(OPER_ENABLED, PORT, LOCKED))
+    # Every part that goes and had a state says so, each by itself.
+    switch.inlet['temperature'] = 30.0
+    del switch.system['fanTraySlot']['2']['fanTray']
+    switch.publish(agent)
+    expect(alarm(INLET, 300, CLEAR), state(OPER_DISABLED, FAN, GONE), state(OPER_DISABLED, FAN_SENSOR, GONE))
+
+
 class Notifications(AgentTest):
     def test_what_each_one_says_by_every_road(self):
         switch, receiver = Bench(self), self.receiver()
         agent = self.agent(directives=[receiver.trap, receiver.inform, receiver.v3_trap, switch.directive])
-        seen = {kind: 0 for kind in (Receiver.TRAP, Receiver.INFORM, Receiver.V3_TRAP)}
-
-        def of(kind):
-            return receiver.notifications(kind)[seen[kind]:]
-
-        def expect(*expected):
-            """The next ones are these on each road. The order is that of two timers, and not looked at here."""
-            wait_until(lambda: all(len(of(kind)) >= len(expected) for kind in seen), f'not all of {expected} came')
-            for kind in seen:
-                self.assertCountEqual(of(kind), expected, kind)
-                seen[kind] += len(expected)
-
-        expect(state(OPER_ENABLED, INLET, UNLOCKED), state(OPER_ENABLED, FAN, UNLOCKED))
-        # A port that is down is a fault while it is wanted up.
-        switch.inlet['temperature'] = 65.0
-        switch.fan['hwStatus'] = 'failed'
-        switch.content['intfStatusDir']['intfStatus']['Ethernet1'] = {'operStatus': 'down'}
-        switch.publish(agent)
-        expect((CONFIG_CHANGE, ()), alarm(INLET, 650, WARNING), state(OPER_DISABLED, FAN, LOCKED),
-               state(OPER_DISABLED, PORT, UNLOCKED))
-        # What flaps between two ticks is told once, as it is at the end.
-        switch.inlet['temperature'] = 75.25
-        for status in 'ok', 'failed', 'ok':
-            switch.fan['hwStatus'] = status
-            switch.publish(agent)
-        switch.content['intfConfigDir']['intfConfig']['Ethernet1']['adminEnabledStateLocal'] = False
-        switch.publish(agent)
-        expect(alarm(INLET, 753, CRITICAL), state(OPER_ENABLED, FAN, UNLOCKED), state(OPER_ENABLED, PORT, LOCKED))
-        # Every part that goes and had a state says so, each by itself.
-        switch.inlet['temperature'] = 30.0
-        del switch.system['fanTraySlot']['2']['fanTray']
-        switch.publish(agent)
-        expect(alarm(INLET, 300, CLEAR), state(OPER_DISABLED, FAN, GONE), state(OPER_DISABLED, FAN_SENSOR, GONE))
+        assert_told(self, switch, agent, receiver, (Receiver.TRAP, Receiver.INFORM, Receiver.V3_TRAP))
 
     def test_disabled_ones_stay_away_until_they_are_enabled(self):
         switch, receiver = Bench(self), self.receiver()

@@ -36,15 +36,17 @@ def field(name):
     return subprocess.check_output(['dpkg-deb', '--field', DEB, name], text=True).strip()
 
 
+def unpacked(what):
+    """The members by path, and the contents of those that are files."""
+    with tarfile.open(fileobj=io.BytesIO(subprocess.check_output(['dpkg-deb', what, DEB]))) as archive:
+        members = {member.name.removeprefix('.'): member for member in archive}
+        return members, {path: archive.extractfile(member).read() for path, member in members.items() if member.isfile()}
+
+
 class Contents(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        with tarfile.open(fileobj=io.BytesIO(subprocess.check_output(['dpkg-deb', '--fsys-tarfile', DEB]))) as archive:
-            cls.members = {member.name.removeprefix('.'): member for member in archive}
-            cls.contents = {path: archive.extractfile(member).read() for path, member in cls.members.items() if member.isfile()}
-        with tarfile.open(fileobj=io.BytesIO(subprocess.check_output(['dpkg-deb', '--ctrl-tarfile', DEB]))) as archive:
-            cls.control = {member.name.removeprefix('./'): archive.extractfile(member).read().decode()
-                           for member in archive if member.isfile()}
+        (cls.members, cls.contents), (_, cls.control) = unpacked('--fsys-tarfile'), unpacked('--ctrl-tarfile')
 
     def test_files(self):
         self.assertEqual(set(self.contents), set(FILES))
@@ -54,8 +56,7 @@ class Contents(unittest.TestCase):
                 self.assertEqual((member.mode, member.uname, member.gname), (mode, 'root', 'root'))
                 if source:
                     self.assertEqual(self.contents[path], (ROOT / source).read_bytes())
-        folders = {path: member.mode for path, member in self.members.items() if member.isdir()}
-        self.assertEqual({mode for mode in folders.values()}, {0o755})
+        self.assertEqual({member.mode for member in self.members.values() if member.isdir()}, {0o755})
 
     def test_pages_are_filled_in(self):
         for path, content in self.contents.items():
@@ -72,7 +73,7 @@ class Contents(unittest.TestCase):
         self.assertIn(f'orvane ({VERSION}) ', gzip.decompress(self.contents[f'{DOC}/changelog.gz']).decode())
 
     def test_it_serves_nothing_by_itself(self):
-        self.assertEqual(set(self.control['conffiles'].split()), CONFFILES)
+        self.assertEqual(set(self.control['/conffiles'].decode().split()), CONFFILES)
         # What snmpd and the daemon read of themselves; the files in /etc/snmp/orvane are for lines in these.
         said = {path: re.findall(r'^[^#\n].*', self.contents[path].decode(), re.MULTILINE) for path in CONFFILES}
         self.assertEqual(said[SWITCH_CONF] + said[DAEMON_CONF], [])
@@ -83,7 +84,7 @@ class Contents(unittest.TestCase):
                 self.assertNotIn(b'/usr/share/doc', content, path)
         self.assertEqual({path for path in self.members if '/systemd/' in path and '.wants' in path}, set())
         for name in ('postinst', 'prerm', 'postrm'):
-            commands = re.sub(r'^ *#.*', '', self.control[name], flags=re.MULTILINE)
+            commands = re.sub(r'^ *#.*', '', self.control[f'/{name}'].decode(), flags=re.MULTILINE)
             self.assertNotRegex(commands, r'snmpd|(?<![\w-])(enable|start|restart|reload)\b', name)
             subprocess.run(['sh', '-n'], input=commands, text=True, check=True)
 
