@@ -32,6 +32,7 @@ void HashMapGeneric::link(VTable const& table, HashMapLink* member, U32 hash) {
 }
 
 void HashMapGeneric::newMember(VTable const& table, HashMapLink* t, U32 hash) {
+  // The text is what log readers match, though the last of a chain has no next either and a flag is asked.
   if (t->fwkHmLinked()) assertionFailed("t->fwkHmNext() == 0", __FILE__, __LINE__, __PRETTY_FUNCTION__);
   t->fwkHmLinkedIs(true);
   link(table, t, hash);
