@@ -226,8 +226,6 @@ class Agent(Process):
         self._wrapper, self._options = wrapper, options
         super().__init__('snmpd')
 
-    # Life
-
     def start(self):
         self.write_config()
         environment = {}
@@ -254,8 +252,6 @@ class Agent(Process):
             self.write_config()
         self.signal_reload()
         self.get(SYS_UPTIME)
-
-    # The manager
 
     def tool(self, command, *arguments, version='2c', community='public', timeout=30):
         """Runs one of the tools against the agent; returns its variables or raises SnmpError."""
@@ -333,9 +329,6 @@ class Receiver(Process):
     ENGINE = '0x80001f8804656e67696e65'
     OURS = ('1.3.6.1.2.1.47.2.0.', '1.3.6.1.2.1.131.0.', '1.3.6.1.4.1.59871.')
 
-    def __init__(self):
-        super().__init__('snmptrapd')
-
     def start(self):
         # A v3 trap is authenticated in the name of the sender's engine.
         (self.folder / 'snmptrapd.conf').write_text(
@@ -370,7 +363,7 @@ class AgentTest(unittest.TestCase):
     agent = functools.partialmethod(_started, Agent)
     master = functools.partialmethod(_started, Master)
     daemon = functools.partialmethod(_started, Daemon)
-    receiver = functools.partialmethod(_started, Receiver)
+    receiver = functools.partialmethod(_started, Receiver, 'snmptrapd')
 
     def _judge(self, process):
         if process.folder.exists():

@@ -176,9 +176,6 @@ def columns(agent, table, numbers):
 
 
 class ChassisSwitch(Switch):
-    def __init__(self, test):
-        super().__init__(test, CHASSIS)
-
     def take_out(self, slot):
         """Takes a card out, with all that is published for it and its parts."""
         card = self.content['status']['chassis']['cardSlot'][slot].pop('card')
@@ -199,7 +196,7 @@ class ChassisSwitch(Switch):
 
 class Chassis(AgentTest):
     def served(self):
-        switch = ChassisSwitch(self)
+        switch = ChassisSwitch(self, CHASSIS)
         return switch, self.agent(directives=[switch.directive, 'orvaneSupervisorSlot 1'])
 
     def assert_same(self, found, expected):

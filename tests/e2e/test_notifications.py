@@ -128,8 +128,7 @@ class Notifications(AgentTest):
             'status': {'fixedSystem': {'tag': 'FixedSystem', 'label': '1', 'sensor': {
                 str(number): {'tag': 'TempSensor', 'label': str(number)} for number in numbers}}},
             'tempStatus': {'tempSensor': {f'TempSensor{number}': {'hwStatus': 'ok'} for number in numbers}}}), self.receiver()
-        silent = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-        self.addCleanup(silent.close)
+        silent = self.enterContext(socket.socket(socket.AF_INET, socket.SOCK_DGRAM))
         silent.bind(('127.0.0.1', 0))
         agent = self.agent(directives=[switch.directive, 'orvaneTrace Orvane/9', receiver.trap,
                                        f'trap2sink 127.0.0.1:{free_port()} public',

@@ -29,9 +29,6 @@ NOT_COMPARED = {'entPhySensorValueTimeStamp', 'entStateLastChanged', 'entPhysica
 
 
 class Exporter(Process):
-    def __init__(self):
-        super().__init__('exporter')
-
     def start(self):
         self.port = free_port(socket.SOCK_STREAM)
         self._spawn(['prometheus-snmp-exporter', f'--config.file={EXPORTER}', f'--web.listen-address=127.0.0.1:{self.port}'])
@@ -133,7 +130,7 @@ class Readers(AgentTest):
                              [found[name] for name in ('entPhysicalClass', 'entPhysicalName', 'entPhysicalContainedIn')])
 
     def test_prometheus(self):
-        exporter = Exporter()
+        exporter = Exporter('exporter')
         self.addCleanup(exporter.stop)
         for agent, expected in self.each_example():
             metrics = exporter.metrics(agent)
