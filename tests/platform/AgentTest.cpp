@@ -7,8 +7,6 @@
 #include <optional>
 
 #include "platform/agent/Conversion.h"
-#include "platform/agent/Registration.h"
-#include "platform/agent/SnmpUtil.h"
 #include "tests/Support.h"
 #include "tests/Varbinds.h"
 
@@ -51,15 +49,6 @@ long convertedLong(auto value) {
   EXPECT_EQ(bytes.size(), sizeof number);
   std::copy(bytes.begin(), bytes.end(), reinterpret_cast<unsigned char*>(&number));
   return number;
-}
-
-TEST(Conversion, NumbersAreLongs) {
-  EXPECT_EQ(convertedLong<S32ToAsnIntegerF>(-1000000000), -1000000000L);
-  EXPECT_EQ(convertedLong<S32ToAsnIntegerF>(std::numeric_limits<S32>::max()), 2147483647L);
-  EXPECT_EQ(convertedLong<U32ToAsnUnsignedF>(4294967295U), 4294967295L);
-  EXPECT_EQ(convertedLong<BoolToAsnIntegerF>(true), 1L);
-  EXPECT_EQ(convertedLong<BoolToAsnIntegerF>(false), 2L);
-  EXPECT_FALSE((converted<S32ToAsnIntegerF>(1, sizeof(long) - 1)));
 }
 
 TEST(Conversion, TextIsCutInTheBufferAndCountedWhole) {
@@ -168,55 +157,6 @@ TEST_F(TimeTicks, AreNeverNegativeNorOfAWallClockThatWasSet) {
     starttime.tv_sec += step;
     EXPECT_EQ(ticks(now()), static_cast<long>(netsnmp_get_agent_uptime()));
   }
-}
-
-TEST(Conversion, IntegerOfAVarbind) {
-  for (long const fits : {0L, -5L, 2147483647L, -2147483648L}) EXPECT_EQ(AsnIntegerToS32(&fits), fits);
-  for (long const tooWide : {2147483648L, 4294967295L, -2147483649L}) {
-    EXPECT_EQ(refusal([&] { AsnIntegerToS32(&tooWide); }, Zef::RangeException::id),
-              std::to_string(tooWide) + " does not fit into 32 bits");
-  }
-}
-
-TEST(AppendToOid, FillsTheArrayAndNoMore) {
-  unsigned long oid[3] = {1, 3, 99};
-  EXPECT_EQ(Snmp::AppendToOid(oid, 2, sizeof oid, -1), 3);
-  EXPECT_EQ(oid[2], 4294967295UL);
-  EXPECT_THROW(Snmp::AppendToOid(oid, 3, sizeof oid, 1), Zef::RangeException);
-}
-
-TEST(SnmpUtil, EntitiesByPath) {
-  auto const root = Zef::make<Zef::Dir>("vorlin");
-  auto const snmp = Zef::make<Zef::Dir>("snmp");
-  root->entityIs(snmp);
-  snmp->entityIs(Zef::make<Zef::Entity>("leaf"));
-  for (bool const there : {false, true, false}) {
-    SnmpUtil::systemRootIs(there ? root : nullptr);
-    EXPECT_EQ(SnmpUtil::getEntityRelative("snmp"), there ? snmp.get() : nullptr);
-    EXPECT_EQ(SnmpUtil::getEntityRelative("snmp/leaf"), there ? snmp->entity("leaf").get() : nullptr);
-    for (char const* path : {"", "/snmp", "snmp/", "snmp/other", "snmp/leaf/below", "leaf"}) {
-      EXPECT_FALSE(SnmpUtil::getEntityRelative(path)) << path;
-    }
-  }
-}
-
-TEST(AutoRegistree, EachIsInitialisedOnceWhileItIsListed) {
-  struct Registration : Snmp::HandlerRegistration {
-    explicit Registration(std::string& theLog, char theMark) : log(theLog), mark(theMark) {}
-    void init() override { log += mark; }
-    std::string& log;
-    char mark;
-  };
-  std::string log;
-  Registration a(log, 'a'), b(log, 'b'), c(log, 'c'), d(log, 'd');
-  Snmp::AutoRegistree const first(&a);
-  auto gone = std::make_optional<Snmp::AutoRegistree>(&b);
-  Snmp::AutoRegistree const second(&c);
-  gone.reset();
-  for (int i = 0; i < 2; ++i) Snmp::AutoRegistree::initAll();
-  Snmp::AutoRegistree const late(&d);
-  Snmp::AutoRegistree::initAll();
-  EXPECT_EQ(log, "acd");
 }
 
 }  // namespace

@@ -44,15 +44,6 @@ struct Clocks : testing::Test {
   Ptr<Clock> clock = make<Clock>("clock");
 };
 
-TEST_F(Clocks, ReadTheTimeAnew) {
-  time.seconds = 1000.25;
-  EXPECT_EQ(clock->time(), 1000.25);
-  EXPECT_EQ(Zef::System::currentTimeUtc(), 1.0e9 + 1000.25);
-  Zef::System::timeSourceIs(nullptr);
-  EXPECT_NE(clock->time(), 1000.25);
-  EXPECT_GT(Zef::System::currentTimeUtc(), 1.7e9);
-}
-
 TEST_F(Clocks, FireOnceWhenTheTimeIsReached) {
   auto const t = make<Timer>("t", log);
   t->start(clock);

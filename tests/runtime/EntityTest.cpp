@@ -44,15 +44,6 @@ TEST(Directories, HoldEntitiesByName) {
   EXPECT_FALSE(lower->entityDel("entitymib"));
 }
 
-TEST(Entities, NameTheirAttributes) {
-  auto const dir = make<Dir>("d");
-  EXPECT_EQ(dir->attributeString(Zef::isNondestructingAttr), "isNondestructing");
-  EXPECT_EQ(dir->attributeId("isNondestructing"), Zef::isNondestructingAttr);
-  for (Zef::AttributeId const unknown : {0, -1, 256, 258}) EXPECT_EQ(dir->attributeString(unknown), "unknown");
-  EXPECT_EQ(dir->attributeId("unknown"), 0);
-  EXPECT_EQ(dir->parentAttr(), "");
-}
-
 TEST(Singletons, AreMadeOnce) {
   auto const* const type = Zef::ActivityManagerConfig::_fwkType();
   EXPECT_FALSE(Entity::singletonExists("Zef::NoSuchType"));

@@ -218,28 +218,6 @@ TEST_F(Deferral, OnePendingIdTurnsIntoAllAttributes) {
   EXPECT_EQ(a->pendingAttribute(), 0);
 }
 
-TEST_F(Deferral, WhatNoHandlerTakesEndsInTheDefault) {
-  using Said = std::vector<std::pair<Zef::AttributeId, bool>>;
-  struct Plain final : Zef::Reactor<Shelf> {
-    std::span<Slot const> slots() const override {
-      return watching<Slot{Shelf::levelAttr, &Shelf::NotifieeConst::onLevel}>().first(slotCount);
-    }
-    void handleDefault(Zef::ActivityConfig* /*activity*/, Zef::AttributeId attribute, bool flag) override {
-      said.emplace_back(attribute, flag);
-    }
-    std::size_t slotCount = 0;
-    Said said;
-  } plain;
-  for (std::size_t const count : {0U, 1U}) {
-    plain.slotCount = count;
-    for (Zef::AttributeId const pending : {Zef::allAttributes, Zef::allAttributesAlso, Shelf::lidAttr}) {
-      plain.pendingAttributeIs(pending);
-      plain.handleNotification(nullptr);
-    }
-  }
-  EXPECT_EQ(plain.said, (Said{{-1, true}, {-2, false}, {260, false}, {-1, false}, {-2, false}, {260, true}}));
-}
-
 TEST_F(Deferral, BetweenTwoOfAllAttributesRunsWhatIsPending) {
   auto const config = make<Zef::ActivityConfig>("config");
   c->start(other, c->zefActivitySmFor(config));

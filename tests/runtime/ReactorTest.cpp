@@ -3,7 +3,6 @@
 #include <map>
 #include <stdexcept>
 
-#include "tests/Support.h"
 #include "tests/runtime/Keeper.h"
 
 namespace {
@@ -261,23 +260,6 @@ TEST_F(Reactors, ZombiesRunNoHandler) {
   EXPECT_EQ(poke(), (Lines{"level 1", "colour 1", "a weighs 1", "c weighs 1", "b weighs 1"}));
 }
 
-TEST_F(Reactors, AQueuedNotificationThatReachesADroppedChildRunsNothing) {
-  for (bool const all : {false, true}) {
-    SCOPED_TRACE(all);
-    startAnew();
-    start();
-    auto const watched = reactor().lid.get();  // so that the object itself stays
-    batched([&] {
-      EXPECT_EQ(poke(), Lines());
-      shelf->newBox("c");
-      EXPECT_GE(Zef::ActivitySm::process().pendingCount(), 5U);
-      drop(all);
-    });
-    EXPECT_EQ(heard(), Lines());
-    EXPECT_TRUE(watched->zefMarkedForDeletion());
-  }
-}
-
 TEST_F(Reactors, AHandlerMayDropItsOwnReactorAndItsMachine) {
   auto const next = stocked();
   next->levelIs(50);
@@ -357,12 +339,6 @@ TEST_F(Reactors, AChildThatItsOwnHandlerDropsStaysDropped) {
   EXPECT_TRUE(dropped->zefMarkedForDeletion());
   heard();
   EXPECT_EQ(poke(), (Lines{"level 1", "a weighs 1"}));
-}
-
-TEST_F(Reactors, ANullMemberIsRefused) {
-  start();
-  EXPECT_EQ(refusal([&] { reactor().box.is(nullptr); }),
-            "null _box parameter to mutator for Depot::Stocktaking::ZefShelf::box not allowed\"");
 }
 
 }  // namespace

@@ -4,9 +4,10 @@
 
 #include <functional>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "runtime/kit/Ptr.h"
-#include "tests/Support.h"
 
 namespace {
 
@@ -140,16 +141,6 @@ TEST_F(References, AssignmentTakesTheNewBeforeItDropsTheOld) {
   Ptr<Probe> const& self = head;
   head = self;
   EXPECT_EQ(head->word(), 1U);
-}
-
-TEST_F(References, ConvertOrRefuse) {
-  struct Other : PtrInterface {};
-  Ptr<PtrInterface> const probe = make<Probe>(log);
-  EXPECT_EQ(Zef::dynamicCast<Probe>(probe), probe);
-  EXPECT_EQ(probe->word(), 1U);
-  EXPECT_FALSE(Zef::dynamicCast<Other>(probe));
-  EXPECT_EQ(Ptr<PtrInterface>(Zef::ValidPtr<PtrInterface>(probe)), probe);
-  EXPECT_EQ(refusal([] { Zef::ValidPtr<Probe>(Ptr<Probe>()); }), "null ValidPtr");
 }
 
 }  // namespace

@@ -116,24 +116,4 @@ TEST(Exceptions, CarryTheirText) {
   EXPECT_EQ(refusal<Zef::NameInUseException>([] { Zef::throwNameInUseException("taken"); }), "taken");
 }
 
-TEST(Exceptions, AreExpectedWithinTheScopeThatSaysSo) {
-  Zef::Exception const none("");
-  Zef::Exception const first("", Zef::Exception::IdBitArray().add(12));
-  Zef::Exception const both("", Zef::Exception::IdBitArray().add(12).add(63));
-  auto const expected = [&](bool isFirst, bool isBoth) {
-    EXPECT_FALSE(Zef::Expect::isExpected(none));
-    EXPECT_EQ(Zef::Expect::isExpected(first), isFirst);
-    EXPECT_EQ(Zef::Expect::isExpected(both), isBoth);
-  };
-  expected(false, false);
-  auto outer = std::make_optional<Zef::Expect>(63);
-  expected(false, true);
-  auto inner = std::make_optional<Zef::Expect>(12);
-  expected(true, true);
-  inner.reset();
-  expected(false, true);
-  outer.reset();
-  expected(false, false);
-}
-
 }  // namespace
