@@ -142,25 +142,6 @@ TEST_P(Walk, RowsComeAndGoInMidWalk) {
               testing::ElementsAre(instance(2), instance(3), table.instance(table.columns[0], ahead), instance(4)));
 }
 
-// The last columns beside each other, and on into what follows the table. At the end of everything a name stays.
-TEST_P(Walk, ManyRepetitionsOfManyNames) {
-  std::vector<Oid> asked;
-  for (oid const column : table.columns) asked.push_back(table.instance(column, {}));
-  if (asked.size() > 4) asked.erase(asked.begin(), asked.end() - 4);
-  std::size_t const repetitions = table.indexes().size() + 1;
-  auto const response = agent.bulk(asked, static_cast<int>(repetitions));
-  EXPECT_EQ(response.error, SNMP_ERR_NOERROR);
-  std::vector<Oid> expected;
-  for (std::size_t row = 0; row < repetitions; ++row) {
-    for (Oid& name : asked) {
-      Oid const following = next(name);
-      if (!following.empty()) name = following;
-      expected.push_back(name);
-    }
-  }
-  EXPECT_EQ(names(response.answers), expected);
-}
-
 // A manager that may not see all of a table sees the rest, however it asks.
 TEST_P(Walk, WhatIsOutOfViewIsLeftOut) {
   auto const whole = names(agent.walk(table.root));

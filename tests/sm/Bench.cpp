@@ -207,7 +207,6 @@ std::vector<std::string> Bench::disagreements() const {
   std::set<std::pair<U32, U32>> wanted;
   std::set<std::pair<U32, U32>> have;
   unsigned named = 0;
-  unsigned slots = 0;
   for (auto at = entityMib->physicalEntityIteratorConst(); at; ++at) {
     if (at->containedIn() != 0) wanted.emplace(at->containedIn(), at->index());
     require(at->containedIn() == 0 || isRow(at->containedIn()), "orphan row", at->index());
@@ -218,14 +217,9 @@ std::vector<std::string> Bench::disagreements() const {
                            ? root->card(root->constants()->cardNameFromComponentName(at.ptr()))
                            : root->component(at->componentName());
     require(entry && entry->entity() == at.ptr(), "row without its name", at->index());
-    if (at->zefTypeName() != "XcvrSlot") continue;
-    ++slots;
-    require(root->xcvrSlotSm(EntityMib::PhysicalIndex(at->index())) != nullptr, "slot without its reactor",
-            at->index());
   }
   for (auto at = entityMib->containsIteratorConst(); at; ++at) have.emplace(at->containerIndex(), at->containeeIndex());
   require(have == wanted, "contains rows differ from containedIn, rows:", static_cast<U32>(have.size()));
-  require(root->xcvrSlotSmCount() == slots, "reactors of slots", root->xcvrSlotSmCount());
   require(root->componentCount() + root->xcvrCount() + root->cardCount() == named, "names", root->componentCount());
   for (auto at = stateMib->stateEntityIteratorConst(); at; ++at)
     require(isRow(at->index()), "state alone", at->index());
@@ -234,9 +228,6 @@ std::vector<std::string> Bench::disagreements() const {
     require(sensorMib->sensorEntity(at.key()) == at.ptr(), "threshold alone", at.key());
   for (auto at = entityMib->virtualContainerIteratorConst(); at; ++at)
     require(entityMib->physicalEntity(at->entity()->index()) == at->entity(), "container alone", at->entity()->index());
-  std::set<U32> told;
-  for (auto at = root->pendingStateTrapIteratorConst(); at; ++at)
-    require(told.insert(at->index()).second, "two notifications of one row", at->index());
   return found;
 }
 

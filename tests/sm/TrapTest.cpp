@@ -46,24 +46,6 @@ class Traps : public testing::Test {
   Bench bench;
 };
 
-TEST_F(Traps, SpeakOfARowOnceWithItsLastState) {
-  report(0, 3);
-  report(1, 3);
-  report(0, 2);
-  auto const& queue = bench.root->pendingStateTrapMetadata();
-  EXPECT_EQ(queue.next - queue.head, 2U);
-  bench.pass(6);
-  ASSERT_EQ(bench.sent.size(), 2U);
-  std::vector<std::string> last;
-  for (auto const& [name, type, value] : bench.sent.back()) last.push_back(text(name) + " " + value);
-  EXPECT_THAT(last,
-              ElementsAre(std::string("1.3.6.1.6.3.1.1.4.1.0 ") + operDisabled, "1.3.6.1.2.1.131.1.1.1.2.200001 4",
-                          "1.3.6.1.2.1.131.1.1.1.5.200001 \x80", "1.3.6.1.2.1.47.1.1.1.1.2.200001 Ethernet 1"));
-  EXPECT_THAT(take(), ElementsAre(std::string(operEnabled) + " 200002", std::string(operDisabled) + " 200001"));
-  EXPECT_EQ(bench.root->lastStateTrap()->index(), firstPort);
-  EXPECT_DEATH(bench.root->doAppendStateTrap(999999, 3, 4), "physEntity");
-}
-
 // Random reports, changes of the configuration and pauses, against a model of queue, budget and quiet period that knows
 // nothing of the code: every notification must leave at the tick, and in the order, that the model says.
 TEST_F(Traps, FollowTheModelForHours) {
@@ -218,15 +200,6 @@ TEST_F(Alarms, ComeAndGoWithTheThresholds) {
   bench.put("fixedSystem.sensor.1", "TempSensor");
   EXPECT_TRUE(isMember()) << "a new row looks for itself";
   EXPECT_THAT(at(61), ElementsAre(32));
-}
-
-TEST_F(Alarms, KeepThePeriodThatTheyAreGiven) {
-  bench.root->entitySm()->sensorPollIntervalIs(0.5);
-  bench.pass(5);
-  take();
-  status->temperatureIs(100);
-  bench.pass(0.5);
-  EXPECT_THAT(take(), ElementsAre(32));
 }
 
 }  // namespace
