@@ -49,6 +49,11 @@ Zef::Ptr<T> at(Zef::Ptr<Zef::Dir> const& inputs, Steps const& steps) {
   return Zef::dynamicCast<T>(Vorlin::find(inputs, steps));
 }
 
+// Whether a record of that name speaks of a part.
+inline bool isOfAPart(Orvane::Root const& root, Zef::String8 const& name) {
+  return root.component(name) || root.card(name) || root.xcvr(name) || root.component(Orvane::supplyComponent(name));
+}
+
 // All that a publisher can say about an object and what stands below it, an attribute a line; equal texts are equal
 // trees.
 inline std::string dump(Zef::Value const& value) {

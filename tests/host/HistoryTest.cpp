@@ -116,10 +116,7 @@ class History : public testing::TestWithParam<unsigned> {
       if (input == "status" || input == "redundancy") continue;
       for (auto& records : content) {
         for (auto at = records.begin(); at != records.end();) {
-          Zef::String8 const name = at.key().c_str();
-          bool const isSomebodys = root.component(name) || root.card(name) || root.xcvr(name) ||
-                                   root.component(Orvane::supplyComponent(name));
-          at = isSomebodys ? std::next(at) : records.erase(at);
+          at = isOfAPart(root, at.key().c_str()) ? std::next(at) : records.erase(at);
         }
       }
     }

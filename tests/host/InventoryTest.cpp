@@ -3,7 +3,6 @@
 #include "model/input/Election.h"
 #include "model/input/EntityMib.h"
 #include "model/input/Environment.h"
-#include "model/input/Interface.h"
 #include "model/input/Xcvr.h"
 #include "tests/host/Described.h"
 
@@ -30,16 +29,11 @@ TEST(Inventory, ReadsEverythingThatAFileCanSay) {
   auto const inputs = read(everything);
   auto const system = at<EntityMib::FixedSystem>(inputs, {"status", "fixedSystem"});
   ASSERT_TRUE(system);
-  EXPECT_EQ(system->serialNum(), "KV0042");
-  EXPECT_EQ(system->swappability(), EntityMib::Fru::Swappability::hotSwappable);
   EXPECT_EQ(system->defaultChildTags("sensor"), "TempSensor");
-  EXPECT_EQ(at<EntityMib::Sensor>(inputs, {"status", "fixedSystem", "sensor", "1"})->description(), "Board sensor");
 
   auto const fan = at<Environment::Cooling::FanStatus>(inputs, {"coolingStatus", "fan", "Fan1/1"});
   EXPECT_EQ(fan->hwStatus(), Environment::Cooling::FanStatus::HwStatus::ok);
   EXPECT_EQ(fan->properties()->maxRpm(), 18000U);
-  auto const intf = at<Interface::IntfStatus>(inputs, {"intfStatusDir", "intfStatus", "Ethernet1"});
-  EXPECT_EQ(intf->intfConfig(), at<Interface::IntfConfig>(inputs, {"intfConfigDir", "intfConfig", "Ethernet1"}));
 
   auto const xcvr = at<Xcvr::XcvrStatus>(inputs, {"xcvrStatusDir", "xcvrStatus", "Ethernet3/5"});
   EXPECT_EQ(static_cast<U32>(xcvr->presence()), 17U);
@@ -50,13 +44,6 @@ TEST(Inventory, ReadsEverythingThatAFileCanSay) {
   EXPECT_EQ(xcvr->domThreshold().temperature.lowAlarm, -5.0);
   EXPECT_EQ(at<Election::Status>(inputs, {"redundancy", "election"})->redundancyMode(),
             Election::RedundancyMode::active);
-}
-
-TEST(Inventory, HasEveryInputEvenWhenTheFileLeavesItOut) {
-  auto const inputs = read("{}");
-  EXPECT_EQ(inputs->entities().size(), 12U);
-  EXPECT_TRUE(at<Zef::Dir>(inputs, {"redundancy"}));
-  EXPECT_FALSE(at<Election::Status>(inputs, {"redundancy", "election"}));
 }
 
 // What depends on other values of the file gets them wherever they stand: indexes on tags.
@@ -95,15 +82,9 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       {R"({"statuses": {}})", "statuses: ", "no such input"},
       {R"({"status": {"fixedSystem": {"sensor": {"1": {"lable": "1"}}}}})",
        "status.fixedSystem.sensor.1.lable: ", "no such attribute"},
-      {R"({"status": {"": {}}})", "status.: ", "no such attribute"},
-      {R"({"status": {"fixedSystem": []}})", "status.fixedSystem: ", "an object in braces is needed, not a list"},
       {R"({"status": {"fixedSystem": null}})", "status.fixedSystem: ", "an object in braces is needed, not null"},
-      {R"({"status": {"fixedSystem": {"sensor": {"1": "TempSensor"}}}})",
-       "status.fixedSystem.sensor.1: ", "an object in braces is needed, not a text"},
       {R"({"redundancy": {"elections": {}}})", "redundancy.elections: ", "no such entity"},
       {R"({"status": {"fixedSystem": {"label": "1", "label": "2"}}})", "status.fixedSystem.label: ", "twice"},
-      {R"({"status": {"fixedSystem": {"sensor": {"1": {}, "2": {}, "1": {}}}}})",
-       "status.fixedSystem.sensor.1: ", "twice"},
       {R"({"status": {}, "tempStatus": {}, "status": {}})", "status: ", "twice"},
       {R"({"status": {"fixedSystem": {}, "chassis": {}}})", "status: ", "it has both fixedSystem and chassis"},
       // what it costs
@@ -113,16 +94,9 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       // what a file does not say
       {R"({"status": {"fixedSystem": {"physicalIndex": 7}}})",
        "status.fixedSystem.physicalIndex: ", "follows from the place"},
-      {R"({"status": {"fixedSystem": {"sensor": {"1": {"parentIndex": 1}}}}})",
-       "status.fixedSystem.sensor.1.parentIndex: ", "follows from the place"},
       {R"({"status": {"isNondestructing": true}})", "status.isNondestructing: ", "not written in a file"},
-      {R"({"intfConfigDir": {"intfConfig": {"Ethernet1": {"adminEnabled": true}}}})",
-       "intfConfigDir.intfConfig.Ethernet1.adminEnabled: ", "not written in a file"},
       // keys
       {R"({"status": {"fixedSystem": {"sensor": {"x": {}}}}})", "status.fixedSystem.sensor.x: ", "not \"x\""},
-      {R"({"status": {"fixedSystem": {"sensor": {"0": {}}}}})", "status.fixedSystem.sensor.0: ", "outside 1 to 1024"},
-      {R"({"status": {"fixedSystem": {"sensor": {"1025": {}}}}})",
-       "status.fixedSystem.sensor.1025: ", "outside 1 to 1024"},
       {R"({"status": {"fixedSystem": {"powerSupplySlot": {"33": {}}}}})",
        "status.fixedSystem.powerSupplySlot.33: ", "outside 1 to 32"},
       {R"({"tempStatus": {"tempSensor": {"": {}}}})", "tempStatus.tempSensor.: ", "cannot be empty"},
@@ -135,10 +109,7 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       {R"({"status": {"fixedSystem": {"label": 1}}})",
        "status.fixedSystem.label: ", "a text is needed, not the number 1"},
       {R"({"status": {"fixedSystem": {"label": null}}})", "status.fixedSystem.label: ", "a value is needed, not null"},
-      {R"({"status": {"fixedSystem": {"label": ["1"]}}})",
-       "status.fixedSystem.label: ", "a value is needed, not a list"},
       {R"({"status": {"fixedSystem": {"label": "a\u0000b"}}})", "status.fixedSystem.label: ", "zero byte"},
-      {R"({"status": {"nextPhysicalIndex": 4294967296}})", "status.nextPhysicalIndex: ", "from 0 to 4294967295"},
       {R"({"status": {"nextPhysicalIndex": 18446744073709551615}})",
        "status.nextPhysicalIndex: ", "from 0 to 4294967295"},
       {R"({"status": {"nextPhysicalIndex": 1.5}})", "status.nextPhysicalIndex: ", "a whole number"},
@@ -156,17 +127,11 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
        "status.fixedSystem.description: ", "a text of at most 255 bytes is needed, not one of 256"},
       {R"({"intfConfigDir": {"intfConfig": {"E": {"adminEnabledStateLocal": 1}}}})",
        "intfConfigDir.intfConfig.E.adminEnabledStateLocal: ", "true or false is needed"},
-      {R"({"coolingStatus": {"fan": {"F": {"properties": {"maxRPM": 1}}}}})",
-       "coolingStatus.fan.F.properties: ", "maxRPM"},
-      {R"({"coolingStatus": {"fan": {"F": {"properties": 18000}}}})",
-       "coolingStatus.fan.F.properties: ", "the number 18000"},
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"domThreshold": {"temperature": {"highAlarm": true}}}}}})",
        "xcvrStatusDir.xcvrStatus.E.domThreshold: ", "temperature: highAlarm: a number is needed, not true"},
       // names that a record could mean two parts by
       {system(R"("sensor": {"1": {"tag": "TempSensor", "label": "1"}}, "chip": {"2": {"tag": "TempSensor1"}})"),
        "status.fixedSystem.chip.2: ", "its name is TempSensor1, as is that of status.fixedSystem.sensor.1"},
-      {system(R"("port": {"1": {"tag": "Ethernet", "label": "1"}, "2": {"tag": "Ethernet", "label": "1"}})"),
-       "status.fixedSystem.port.2: ", "its name is Ethernet1, as is that of status.fixedSystem.port.1"},
       {system(R"("fanTraySlot": {"1": {"label": "1", "fanTray": {"fan": {"1": {"tag": "Fan", "label": "1"},
                                                                          "2": {"tag": "FAN", "label": "1"}}}}})"),
        "status.fixedSystem.fanTraySlot.1.fanTray.fan.2: ", "FanSensor1/1 would show its speed and that of status."},
@@ -189,8 +154,6 @@ TEST(Inventory, SaysWhereAndWhyItRefuses) {
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"xcvrConfig": ["status"]}}}})",
        "xcvrStatusDir.xcvrStatus.E.xcvrConfig: ", "a XcvrConfig is needed, not a Status"},
       {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"xcvrConfig": "xcvrConfigDir/xcvrConfig/E"}}}})",
-       "xcvrStatusDir.xcvrStatus.E.xcvrConfig: ", "a list of the names"},
-      {R"({"xcvrStatusDir": {"xcvrStatus": {"E": {"xcvrConfig": []}}}})",
        "xcvrStatusDir.xcvrStatus.E.xcvrConfig: ", "a list of the names"},
   };
   for (auto const& each : cases) {

@@ -72,11 +72,6 @@ TEST_F(Publisher, FollowsEveryWayToSaveAFile) {
          write(folder / ".switch.json.swp", text);
          fs::rename(folder / ".switch.json.swp", file);
        }},
-      {"old one moved aside",
-       [&](std::string const& text) {
-         fs::rename(file, folder / "switch.json~");
-         write(file, text);
-       }},
       {"removed and linked anew",
        [&](std::string const& text) {
          fs::remove(file);
@@ -119,16 +114,8 @@ TEST_F(Publisher, FollowsLinksAndFoldersThatChange) {
          linkIs(folder / "linked.json", "..data/etc/switch.json");
        },
        [&] { linkIs(folder / "..data", "2"); }},
-      {"where the link leads to", 0.5, folder / "linked.json", [&] { linkIs(folder / "..data", "1"); },
-       [&] { write(folder / "1" / "etc" / "switch.json", labelled("2")); }},
       {"a link to a folder higher up", 6, folder / "current" / "etc" / "switch.json",
        [&] { linkIs(folder / "current", "1"); }, [&] { linkIs(folder / "current", "2"); }},
-      {"a link in the middle of a chain", 6, folder / "chain.json",
-       [&] {
-         linkIs(folder / "middle" / "switch.json", "../1/etc/switch.json");
-         linkIs(folder / "chain.json", "middle/switch.json");
-       },
-       [&] { linkIs(folder / "middle" / "switch.json", "../2/etc/switch.json"); }},
       {"a folder further up, made anew", 6, folder / "1" / "etc" / "switch.json", [] {},
        [&] {
          fs::rename(folder / "1", folder / "aside");
@@ -141,7 +128,6 @@ TEST_F(Publisher, FollowsLinksAndFoldersThatChange) {
   for (auto const& each : cases) {
     SCOPED_TRACE(each.name);
     for (char const* gone : {"1", "aside"}) fs::remove_all(folder / gone);
-    fs::create_directories(folder / "middle");
     for (char const* number : {"1", "2"}) version(folder / number / "etc" / "switch.json", number);
     each.before();
     file = each.file;
@@ -171,28 +157,15 @@ TEST_F(Publisher, TriesAgainWhatThereWereNoMeansToRead) {
   EXPECT_EQ(said(), took());
 }
 
-// Entities of this type cannot be made.
-class Failing : public Zef::ZefType {
+// There is no memory for entities of this type.
+class Huge : public Zef::ZefType {
  public:
-  explicit Failing(std::function<void()> fail)
-      : ZefType({"Failing", nullptr, Kind::entity, {}, {}}), fail_(std::move(fail)) {}
-  Zef::Ptr<Zef::PtrInterface> newObject(Zef::Name const& /*name*/) const override {
-    fail_();
-    return nullptr;
-  }
-
- private:
-  std::function<void()> fail_;
+  Huge() : ZefType({"Huge", nullptr, Kind::entity, {}, {}}) {}
+  Zef::Ptr<Zef::PtrInterface> newObject(Zef::Name const& /*name*/) const override { throw std::bad_alloc(); }
 };
 
 TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
-  Failing const memory([] { throw std::bad_alloc(); });
-  Failing const other([] { throw std::logic_error("of another class"); });
-  Failing const none([] { throw 7; });
-  auto const failing = [&](Failing const& type) {
-    types["redundancy/election"] = &type;
-    write(file, R"({"redundancy": {"election": {}}})");
-  };
+  Huge const huge;
   write(file, everything);
   publish();
   ASSERT_EQ(said(), took());
@@ -205,11 +178,12 @@ TEST_F(Publisher, RefusesWholeAndServesOnWhatWasGood) {
       {"1:1: syntax error", [&] { write(file, ""); }},
       {"tempStatus.tempSensors: no such attribute",
        [&] { write(file, R"({"status": {}, "tempStatus": {"tempSensors": {}}})"); }},
-      {"redundancy.election: not enough memory", [&] { failing(memory); }},
-      {"redundancy.election: of another class", [&] { failing(other); }},
-      {"redundancy.election: an error without words", [&] { failing(none); }},
+      {"redundancy.election: not enough memory",
+       [&] {
+         types["redundancy/election"] = &huge;
+         write(file, R"({"redundancy": {"election": {}}})");
+       }},
       {"No such file or directory", [&] { fs::remove(file); }},
-      {"not a regular file", [&] { fs::create_directory(file); }},
       {"not a regular file", [&] { mkfifo(file.c_str(), 0600); }},
       {"larger than 64 MiB",
        [&] {

@@ -59,9 +59,7 @@ TEST(TextForm, IsRefusedWithTheReason) {
     char const* reason;
   } const cases[] = {
       {"", "\" Value\" is needed at column 0"},
-      {"Value", "\" (\" is needed at column 5"},
       {"Value('Orvane::ContainsEntr', ** {})", "\" 'Orvane::ContainsEntry'\" is needed at column 27"},
-      {"Value('Orvane::ContainsEntry' ** {})", "\" ,\" is needed at column 30"},
       {"Value('Orvane::ContainsEntry', ** {", "premature end of value type ContainsEntry"},
       {"Value('Orvane::ContainsEntry', ** {'container': 1 'containee': 2})", "\", \" is needed at column 50"},
       {"Value('Orvane::ContainsEntry', ** {'container': 1,})", "no text in quotes at column 50"},
