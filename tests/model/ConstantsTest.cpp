@@ -12,7 +12,6 @@
 
 namespace {
 
-using EntityMib::PhysicalEntity;
 using Orvane::Constants;
 using testing::ElementsAre;
 using Zef::make;

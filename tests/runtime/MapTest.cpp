@@ -99,6 +99,18 @@ TEST(Hashes, AreReversed) {
   EXPECT_EQ(Zef::hashOf(Zef::Name("a")), Zef::bitReverse(Zef::String8("a").hash()));
 }
 
+TEST(HashDeathTest, AMemberIsNotInsertedTwice) {
+  Hash map;
+  Hash other;
+  for (int i = 0; i < 2; ++i) map.insert(make<Hash::Member>(Token{0, i}));
+  EXPECT_EQ(map.bucketCount(), 2U);
+  for (int i = 0; i < 2; ++i) {  // the second is the last of its chain
+    for (Hash* into : {&map, &other}) {
+      EXPECT_DEATH(into->insert(map.find(Token{0, i})), "Assertion `t->fwkHmNext\\(\\) == 0' failed");
+    }
+  }
+}
+
 template <class Map>
 struct Maps : testing::Test {
   using Keys = std::vector<typename Map::Key>;

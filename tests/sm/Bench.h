@@ -98,7 +98,7 @@ struct Bench {
   // Every row in words: index, parent, class, position, name, and which of state, sensor, threshold and mirrors it has.
   std::vector<std::string> rows() const;
   // All that must agree with one another: contains with containedIn, name maps with rows, state and sensor rows with
-  // physical ones, mirrors with live rows. Empty when it does.
+  // physical ones, containers with live rows. Empty when it does.
   std::vector<std::string> disagreements() const;
 
  private:

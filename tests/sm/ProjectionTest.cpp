@@ -203,6 +203,37 @@ TEST(Start, FollowsOneSystemAfterTheOther) {
   }
 }
 
+TEST(Start, ASystemWhoseProjectionThrowsLeavesNothingBehindThatIsDead) {
+  Bench bench;
+  bench.start();
+  {
+    Zef::Batch const batch;
+    bench.put({{"fixedSystem", "FixedSystem"}, {"fixedSystem.xcvrSlot.1", ""}, {"fixedSystem.xcvrSlot.2", ""}});
+    // Stands in the way of the second slot's reactor; the first one's holds the system's by then.
+    auto at = bench.status->fixedSystem()->xcvrSlotIteratorConst();
+    bench.root->xcvrSlotSmIs(nullptr, bench.root, (++at).ptr(), nullptr, nullptr);
+  }
+  EXPECT_FALSE(bench.root->entitySm()->fixedSystemSm());
+  ASSERT_EQ(bench.root->xcvrSlotSmCount(), 2U);
+  auto const first = bench.status->fixedSystem()->xcvrSlotIteratorConst();
+  EXPECT_TRUE(bench.root->xcvrSlotSm(first->physicalIndex())->fixedSystemSm()->zefIsZombie());
+}
+
+TEST_P(Projection, RefusesANullSlotAndAReactorOfAnotherInput) {
+  std::string const type = GetParam() ? "ChassisSm" : "FixedSystemSm";
+  EXPECT_EQ(refusal([&] { bench.systemSm().fanTraySlotIs(nullptr); }),
+            "null _fanTraySlot parameter to mutator for Orvane::" + type + "::fanTraySlot not allowed\"");
+  Zef::Ptr<EntityMib::PhysicalEntity const> const other = bench.part<EntityMib::Sensor>(bench.board() + "sensor.1");
+  auto const row = bench.entityMib->physicalEntity(bench.entityMib->physicalEntityIteratorConst().key());
+  EXPECT_THROW(bench.systemSm().physicalAttributesIs(nullptr, row->index(), row, other, *bench.root),
+               Zef::NameInUseException);
+  Zef::Ptr<EntityMib::XcvrSlot const> const slot = bench.part<EntityMib::XcvrSlot>(bench.xcvrSlot());
+  EXPECT_THAT(
+      refusal<Zef::NameInUseException>([&] { bench.root->xcvrSlotSmIs(nullptr, bench.root, slot, nullptr, nullptr); }),
+      HasSubstr((GetParam() ? "attribute _chassisSm" : "attribute _fixedSystemSm") +
+                std::string(" has a different value of None than the current value of 0x")));
+}
+
 TEST_F(FixedProjection, ChangesNothingWithoutNeed) {
   auto const rows = bench.rows();
   bench.put("fixedSystem.storageDevices.9", "Flash");
