@@ -159,4 +159,11 @@ TEST_F(TimeTicks, AreNeverNegativeNorOfAWallClockThatWasSet) {
   }
 }
 
+TEST(AppendToOid, FillsTheArrayAndNoMore) {
+  unsigned long oid[3] = {1, 3, 99};
+  EXPECT_EQ(Snmp::AppendToOid(oid, 2, sizeof oid, -1), 3);
+  EXPECT_EQ(oid[2], 4294967295UL);
+  EXPECT_THROW(Snmp::AppendToOid(oid, 3, sizeof oid, 1), Zef::RangeException);
+}
+
 }  // namespace
