@@ -1,7 +1,6 @@
 #include "host/publishers/Offers.h"
 
 #include <algorithm>
-#include <array>
 #include <initializer_list>
 
 #include "model/Constants.h"
