@@ -80,23 +80,44 @@ void Bootstrap::serve() {
   Snmp::AutoRegistree::initAll();
 }
 
-std::string Bootstrap::publish(Zef::Dir const& wanted) {
+Vorlin::Merge Bootstrap::planned(Zef::Dir const& wanted, Vorlin::Scope const& scope) {
+  // The hardware before its statuses: some of these find their part only when they come behind it.
+  Vorlin::Merge merge(*inputs_, wanted, scope, changes_, "status");
+  names_.check(merge);
+  return merge;
+}
+
+std::string Bootstrap::publish(Vorlin::Merge& merge, Zef::Dir const& wanted, Vorlin::Scope const& scope) {
   std::string trouble;
   auto const exceptions = PtrInterface::NotifieeConst::zefNotificationExceptions();
   try {
     bool anything = false;
     for (auto const& input : inputs_->entities()) anything = anything || holdsAnything(*input);
     offers_.begin(anything);
-    // The hardware before its statuses: some of these find their part only when they come behind it.
-    Vorlin::merge(*inputs_, wanted, "status", &offers_);
+    merge.apply();
+    names_.settle();
     followElection(offers_.run(*root_));
   } catch (std::exception const& error) {
     trouble = error.what();
   }
   if (trouble.empty() && PtrInterface::NotifieeConst::zefNotificationExceptions() != exceptions)
     trouble = "a reaction to it failed";
-  if (!trouble.empty()) rebuild(wanted);
+  if (trouble.empty()) return trouble;
+  root_ = nullptr;
+  Vorlin::Merge(*inputs_, wanted, scope, listeners_).make();
+  rebuild();
   return trouble;
+}
+
+std::string Bootstrap::publish(Zef::Dir const& wanted) {
+  Vorlin::Scope const whole;
+  auto merge = planned(wanted, whole);
+  return publish(merge, wanted, whole);
+}
+
+void Bootstrap::listenerIs(Vorlin::Changes& listener) {
+  changes_.push_back(&listener);
+  listeners_.push_back(&listener);
 }
 
 void Bootstrap::followElection(bool anew) {
@@ -120,18 +141,17 @@ void Bootstrap::followElection(bool anew) {
   }
 }
 
-// From the inputs alone, as at the start. The rows that stand are given up first, and with them what waits to be told:
-// all is told anew.
-void Bootstrap::rebuild(Zef::Dir const& wanted) {
+// As at the start. The rows that stand are given up first, and with them what waits to be told: all is told anew.
+void Bootstrap::rebuild() {
   auto const exceptions = PtrInterface::NotifieeConst::zefNotificationExceptions();
   root_ = nullptr;
-  Vorlin::merge(*inputs_, wanted);
   entityMib_->physicalEntityDelAll();
   entityMib_->containsDelAll();
   entityMib_->virtualContainerDelAll();
   sensorMib_->thresholdEntityDelAll();
   sensorMib_->sensorEntityDelAll();
   stateMib_->stateEntityDelAll();
+  names_.rebuild(*inputs_->entity("status"));
   start();
   followElection(false);
   if (PtrInterface::NotifieeConst::zefNotificationExceptions() != exceptions)

@@ -1,305 +1,345 @@
 #include "host/publishers/Inventory.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
-#include <variant>
-#include <vector>
+#include <optional>
+#include <span>
 
-#include "host/Printable.h"
-#include "host/publishers/OneSwitch.h"
+#include "host/publishers/Names.h"
 #include "platform/store/Vorlin.h"
 
 namespace Host {
 
 namespace {
 
-using nlohmann::json;
+using Vorlin::Scope;
+using Vorlin::Slot;
 using Zef::Ptr;
 using Zef::PtrInterface;
 using Zef::String8;
+using Zef::Value;
 using Zef::ZefAttr;
 using Kind = ZefAttr::Kind;
+using Word = Saying::Word;
 
-std::string joined(std::string const& above, std::string_view step) {
-  return (above.empty() ? above : above + ".") + std::string(step);
+bool isDir(PtrInterface const& object) { return dynamic_cast<Zef::Dir const*>(&object) != nullptr; }
+
+// The next slot on the way, which it takes off the steps; none when no object of that type has one there.
+std::optional<Slot> nextSlot(PtrInterface const& owner, std::span<String8 const>& steps) {
+  String8 const name = steps.front();
+  steps = steps.subspan(1);
+  if (isDir(owner)) return Slot{nullptr, name};
+  ZefAttr const* const attribute = owner.fwkType()->attr(Zef::Name(name));
+  if (attribute == nullptr) return std::nullopt;
+  if (attribute->kind() == Kind::entity) return Slot{attribute, {}};
+  if (attribute->kind() != Kind::collection || steps.empty()) return std::nullopt;
+  String8 const key = steps.front();
+  steps = steps.subspan(1);
+  return Slot{attribute, key};
 }
 
-// The way to a place in the file.
-class Place {
- public:
-  Place() = default;
-  Place(Place const& above, std::string_view step) : above_(&above), step_(step) {}
-
-  std::string text() const { return above_ == nullptr ? std::string() : joined(above_->text(), step_); }
-  [[noreturn]] void refuse(std::string const& reason) const { throw InventoryError(text(), reason); }
-
- private:
-  Place const* above_ = nullptr;
-  std::string_view step_;
-};
-
-// Has whatever goes wrong refused, with the innermost place that it passed.
-template <class At, class Call>
-auto guarded(At const& place, Call&& call) {
-  try {
-    return call();
-  } catch (InventoryError const&) {
-    throw;
-  } catch (...) {
-    place.refuse(reasonCaught());
-  }
-}
-
-// What was read. It can be dropped without memory, as it must be when there is none left.
-struct Node;
-struct Member;
-using Members = std::vector<Member>;  // in the order of their names
-using List = std::vector<Node>;
-struct Node {
-  std::variant<std::monostate, bool, std::int64_t, double, String8, Members, List> value;
-
-  template <class T>
-  T const* get() const {
-    return std::get_if<T>(&value);
-  }
-};
-
-struct Member {
-  String8 name;
-  Node node;
-};
-
-// Line and column of the last byte that the parser took.
-std::string position(std::string_view text, std::size_t byte) {
-  std::string_view const taken = text.substr(0, byte == 0 ? 0 : byte - 1);
-  std::size_t const lineStart = taken.rfind('\n') + 1;  // 0 when there is none
-  return std::to_string(std::count(taken.begin(), taken.end(), '\n') + 1) + ":" +
-         std::to_string(taken.size() - lineStart + 1);
-}
-
-// The library's messages begin with its own name for them and, for syntax, the position in words.
-std::string reasonOf(json::exception const& error) {
-  std::string_view text = error.what();
-  for (std::string_view const end : {"] ", ": "}) {
-    std::size_t const at = text.find(end);
-    bool const isPrefix = end == "] " || text.starts_with("parse error");
-    if (at != std::string_view::npos && isPrefix) text.remove_prefix(at + end.size());
-  }
-  return std::string(text);
-}
-
-// Builds the document from what the parser meets. The library's own builder would keep the last of several equal keys,
-// take twice the memory, and need more of it to let go of what it has.
-class Builder final : public nlohmann::json_sax<json> {
- public:
-  Builder(std::string_view text, InventoryLimits const& limits) : text_(text), limits_(limits) {}
-
-  Node take() {
-    guarded(*this, [this] { json::sax_parse(text_, this); });
-    return std::move(document_);
-  }
-
-  bool null() override { return enter({}); }
-  bool boolean(bool value) override { return enter({value}); }
-  bool number_integer(std::int64_t value) override { return enter({value}); }
-  bool number_unsigned(std::uint64_t value) override {
-    if (value > std::uint64_t{INT64_MAX}) return enter({static_cast<double>(value)});
-    return enter({static_cast<std::int64_t>(value)});
-  }
-  bool number_float(double value, std::string const& /*spelling*/) override { return enter({value}); }
-  bool string(std::string& value) override { return enter({textOf(value)}); }
-  bool binary(json::binary_t& /*value*/) override { return false; }  // not in a text
-  bool start_object(std::size_t /*size*/) override { return open({Members()}); }
-  bool start_array(std::size_t /*size*/) override { return open({List()}); }
-  bool end_array() override {
-    open_.pop_back();
-    return true;
-  }
-
-  bool key(std::string& name) override {
-    std::get<Members>(open_.back()->value).push_back({String8(std::string_view(name)), Node()});
-    textOf(name);  // which names the key, when it refuses it
-    return true;
-  }
-  bool end_object() override {
-    auto& members = std::get<Members>(open_.back()->value);
-    open_.pop_back();
-    std::sort(members.begin(), members.end(),
-              [](Member const& one, Member const& other) { return one.name < other.name; });
-    auto const twice = std::adjacent_find(
-        members.begin(), members.end(), [](Member const& one, Member const& other) { return one.name == other.name; });
-    if (twice != members.end()) throw InventoryError(joined(place(), twice->name.view()), "it stands there twice");
-    return true;
-  }
-
-  bool parse_error(std::size_t byte, std::string const& /*token*/, json::exception const& error) override {
-    throw InventoryError(position(text_, byte), reasonOf(error));
-  }
-
-  [[noreturn]] void refuse(std::string const& reason) const {
-    std::vector<char>().swap(spare_);
-    throw InventoryError(place(), reason);
-  }
-
- private:
-  // Where the parser is: at the last key of each object that has not ended.
-  std::string place() const {
-    std::string text;
-    for (Node const* node : open_) {
-      auto const* members = node->get<Members>();
-      if (members != nullptr && !members->empty()) text = joined(text, members->back().name.view());
+// The counterpart of an object on the way, as it is.
+Ptr<PtrInterface> passed(PtrInterface& owner, Slot const& slot, PtrInterface const& live) {
+  Ptr<PtrInterface> object = Vorlin::at(owner, slot);
+  if (object) return object;
+  object = Vorlin::atIs(owner, slot, *live.fwkType());
+  if (!isDir(live)) {
+    Vorlin::copyValues(*object, live, true);
+    for (ZefAttr const* attribute : live.fwkType()->allAttributes()) {
+      if (attribute->kind() == Kind::reference && attribute->access() != ZefAttr::Access::readOnly)
+        attribute->set(*object, attribute->get(live));
     }
-    return text;
   }
-  String8 textOf(std::string const& text) const {
-    if (text.find('\0') != std::string::npos) refuse("a text cannot hold a zero byte");
-    return String8(std::string_view(text));
-  }
-
-  bool enter(Node node) {
-    entered(std::move(node));
-    return true;
-  }
-  bool open(Node node) {
-    if (open_.size() == limits_.levels) refuse("nested deeper than " + std::to_string(limits_.levels) + " levels");
-    open_.push_back(&entered(std::move(node)));
-    return true;
-  }
-  Node& entered(Node node) {
-    if (++values_ > limits_.values) refuse("more than " + std::to_string(limits_.values) + " values");
-    if (open_.empty()) return document_ = std::move(node);
-    if (auto* const list = std::get_if<List>(&open_.back()->value)) return list->emplace_back(std::move(node));
-    return std::get<Members>(open_.back()->value).back().node = std::move(node);
-  }
-
-  std::string_view text_;
-  InventoryLimits limits_;
-  Node document_;
-  std::vector<Node*> open_;  // the objects and lists that have not ended; each stays where it is until then
-  std::size_t values_ = 0;
-  mutable std::vector<char> spare_ = std::vector<char>(16'384);  // to refuse with, when there is no memory left
-};
-
-char const* kindOf(Node const& node) {
-  if (node.get<List>() != nullptr) return "a list";
-  if (node.get<Members>() != nullptr) return "an object in braces";
-  if (node.get<String8>() != nullptr) return "a text";
-  if (node.get<bool>() != nullptr) return "true or false";
-  return node.get<std::monostate>() != nullptr ? "null" : "a number";
+  return object;
 }
 
-Members const& membersOf(Node const& node, Place const& place) {
-  auto const* members = node.get<Members>();
-  if (members == nullptr) place.refuse(std::string("an object in braces is needed, not ") + kindOf(node));
-  return *members;
+// A merge patch of a value; what it leaves out of a group stays.
+Value patched(Value const& current, Node const& node, Place const& place) {
+  if (node.get<Members>() == nullptr) return valueOf(node, place);
+  Value::Record record;
+  if (auto const* now = current.get<Value::Record>()) record = *now;
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    auto const at = std::find_if(record.begin(), record.end(), [&](auto const& field) { return field.first == name; });
+    if (below.isNull()) {
+      if (at != record.end()) record.erase(at);
+    } else if (at != record.end()) {
+      at->second = patched(at->second, below, there);
+    } else {
+      record.emplace_back(name, patched({}, below, there));
+    }
+  });
+  return record;
 }
 
-// Calls back with the name, the node and the place of each member of an object.
-template <class Call>
-void forEachMember(Node const& node, Place const& place, Call const& call) {
-  for (Member const& member : membersOf(node, place)) {
-    Place const there(place, member.name.view());
-    guarded(there, [&] { call(member.name, member.node, there); });
-  }
-}
-
-Zef::Value valueOf(Node const& node, Place const& place) {
-  if (auto const* flag = node.get<bool>()) return *flag;
-  if (auto const* number = node.get<std::int64_t>()) return *number;
-  if (auto const* number = node.get<double>()) return *number;
-  if (auto const* text = node.get<String8>()) return *text;
-  if (node.get<Members>() != nullptr) {
-    Zef::Value::Record record;
-    forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
-      record.emplace_back(name, valueOf(below, there));
-    });
-    return record;
-  }
-  if (node.get<List>() != nullptr) place.refuse(std::string("a value is needed, not ") + kindOf(node));
-  place.refuse("a value is needed, not null; leave the name out for none");
+// Null when the object has no member of that name.
+Node const* memberOf(Node const& node, String8 const& name) {
+  auto const* const members = node.get<Members>();
+  if (members == nullptr) return nullptr;
+  auto const found = std::lower_bound(members->begin(), members->end(), name,
+                                      [](Member const& member, String8 const& wanted) { return member.name < wanted; });
+  return found != members->end() && found->name == name ? &found->node : nullptr;
 }
 
 class Reader {
  public:
-  explicit Reader(EntityTypes const& types) : types_(types) {}
+  // Without a saying: all of a directory in which nobody claims anything.
+  Reader(EntityTypes const& types, Saying const* saying, Change& change)
+      : types_(types), saying_(saying), change_(change) {}
 
-  Ptr<Zef::Dir> read(Node const& document);
+  void read(Node const& document);
 
  private:
-  // Places outlive nothing but the walk, so a reference that waits for its end keeps the text.
-  struct Reference {
-    Ptr<PtrInterface> from;
-    ZefAttr const* attribute;
-    std::vector<String8> steps;
-    std::string place;
+  using Claimed = Claims::Node const*;
 
-    [[noreturn]] void refuse(std::string const& reason) const { throw InventoryError(place, reason); }
-  };
+  // On the way to the speaker's claims, which is not his.
+  void pass(PtrInterface const& base, PtrInterface& wanted, Claims::Node const& claims, std::string const& entity,
+            Node const* node, Scope& scope, Place const& place);
+  void passMember(PtrInterface const& base, PtrInterface& wanted, Slot const& slot, Claims::Node const& claims,
+                  std::string const& entity, Node const* node, Scope& scope, Place const& place);
+  void passCollection(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute,
+                      Claims::Node const& claims, Node const* node, Scope& scope, Place const& place);
+  // Something stands in the document that no claim of the speaker's lies at or below.
+  void refuseOutside(Claimed claims, Place const& place);
 
-  void directory(Zef::Dir& dir, std::string const& path, Node const& node, Place const& place);
-  void fill(PtrInterface& object, std::string const& path, Node const& node, Place const& place);
+  // A slot that is his, or a member of a collection that is: with what the document has for it, or nothing.
+  void own(PtrInterface const& base, PtrInterface& wanted, Slot const& slot, Claimed claims, std::string const& entity,
+           Node const* node, Scope& scope, Place const& place);
+  void ownCollection(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute, Claimed claims,
+                     Node const* node, Scope& scope, Place const& place);
+  // All that the speaker owns from an object down.
+  Scope all(PtrInterface const& object, Claimed claims) const;
+  bool isAnothers(Claimed claims) const;
+  // The same, and the place is refused or left out.
+  bool refuseAnothers(Claimed claims, Place const& place);
+
+  // Into an object that has nothing yet.
+  void fill(PtrInterface& object, std::string const& entity, Node const& node, Claimed claims, Place const& place);
+  void directory(Zef::Dir& dir, std::string const& path, Node const& node, Claimed claims, Place const& place);
   void attributes(PtrInterface& object, Node const& node, Place const& place);
-  void own(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place);
-  void children(PtrInterface& object, Node const& node, Place const& place);
-  void collection(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place);
+  void value(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place);
+  void children(PtrInterface& object, Node const& node, Claimed claims, Place const& place);
+  void collection(PtrInterface& object, ZefAttr const& attribute, Node const& node, Claimed claims, Place const& place);
   void reference(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place);
-  void refer(Ptr<Zef::Dir> const& inputs) const;
+
+  // Into an object that stands for a live one.
+  void patch(PtrInterface const& base, PtrInterface& wanted, std::string const& entity, Node const& node,
+             Claimed claims, Scope& scope, Place const& place);
+  void patchValue(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute, Node const& node,
+                  Place const& place);
+
+  // The attribute of that name that can be written.
+  static ZefAttr const& attributeOf(PtrInterface const& object, String8 const& name, Place const& place);
+  // The type of an entity in a directory; where there is none, the place is refused.
+  Zef::ZefType const& entityType(std::string const& entity, Place const& place) const;
+  bool isPatch() const { return saying_ != nullptr && saying_->word == Word::patch; }
 
   EntityTypes const& types_;
-  std::vector<Reference> references_;
+  Saying const* saying_;
+  Change& change_;
 };
 
-Ptr<Zef::Dir> Reader::read(Node const& document) {
-  auto inputs = Zef::make<Zef::Dir>("input");
-  for (auto const& [path, type] : types_) {
-    if (path.find('/') == std::string::npos) type->newEntity(Zef::Name(path.c_str()), inputs.get());
+void Reader::read(Node const& document) {
+  if (saying_ == nullptr) {
+    directory(*change_.wanted, "", document, nullptr, Place());
+  } else {
+    change_.scope = Scope::none();
+    pass(*saying_->inputs, *change_.wanted, saying_->claims.top(), "", &document, change_.scope, Place());
   }
-  directory(*inputs, "", document, Place());
-  refer(inputs);
-  return inputs;
 }
 
-void Reader::directory(Zef::Dir& dir, std::string const& path, Node const& node, Place const& place) {
-  std::string const prefix = path.empty() ? "" : path + "/";
-  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
-    auto const type = types_.find(std::string(prefix).append(name.view()));
-    if (type == types_.end()) there.refuse(path.empty() ? "no such input" : "no such entity");
-    Ptr<Zef::Entity> entity = dir.entity(name);
-    if (!entity) entity = type->second->newEntity(name, &dir);
-    fill(*entity, type->first, below, there);
+void Reader::pass(PtrInterface const& base, PtrInterface& wanted, Claims::Node const& claims, std::string const& entity,
+                  Node const* node, Scope& scope, Place const& place) {
+  auto const leads = [&](Claimed below) { return below != nullptr && below->leadsTo(saying_->speaker); };
+  bool const inDir = isDir(base);
+  auto const entityOf = [&](std::string_view name) {
+    return inDir ? (entity.empty() ? "" : entity + "/") + std::string(name) : std::string();
+  };
+  if (node != nullptr) {
+    forEachMember(*node, place, [&](String8 const& name, Node const& /*below*/, Place const& there) {
+      if (inDir) {
+        entityType(entityOf(name.view()), there);
+      } else {
+        attributeOf(base, name, there);
+      }
+      if (!leads(claims.at(name))) refuseOutside(claims.at(name), there);
+    });
+  }
+  for (auto const& [step, below] : claims.below) {
+    if (!leads(below.get())) continue;
+    Node const* const said = node == nullptr ? nullptr : memberOf(*node, step);
+    if (said == nullptr && isPatch()) continue;
+    Place const there(place, step.view());
+    guarded(there, [&] {
+      ZefAttr const* const attribute = inDir ? nullptr : base.fwkType()->attr(Zef::Name(step));
+      if (attribute != nullptr && attribute->kind() == Kind::collection) {
+        passCollection(base, wanted, *attribute, *below, said, scope, there);
+      } else {
+        Slot const slot = inDir ? Slot{nullptr, step} : Slot{attribute, {}};
+        passMember(base, wanted, slot, *below, entityOf(step.view()), said, scope, there);
+      }
+    });
+  }
+}
+
+void Reader::passMember(PtrInterface const& base, PtrInterface& wanted, Slot const& slot, Claims::Node const& claims,
+                        std::string const& entity, Node const* node, Scope& scope, Place const& place) {
+  if (claims.owner == &saying_->speaker) {
+    if (claims.waits == saying_->toWaiting) own(base, wanted, slot, &claims, entity, node, scope, place);
+    return;
+  }
+  Ptr<PtrInterface> const object = Vorlin::at(base, slot);
+  if (!object) return;  // what is claimed below waits
+  auto const counterpart = passed(wanted, slot, *object);
+  pass(*object, *counterpart, claims, entity, node, scope.slots.try_emplace(slot, Scope::none()).first->second, place);
+}
+
+void Reader::passCollection(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute,
+                            Claims::Node const& claims, Node const* node, Scope& scope, Place const& place) {
+  if (claims.owner == &saying_->speaker) {
+    if (claims.waits == saying_->toWaiting) ownCollection(base, wanted, attribute, &claims, node, scope, place);
+    return;
+  }
+  std::map<String8, Node const*> said;
+  if (node != nullptr) {
+    forEachMember(*node, place, [&](String8 const& name, Node const& below, Place const& there) {
+      String8 const key = attribute.key(name);
+      Claimed const at = claims.at(key);
+      if (at == nullptr || !at->leadsTo(saying_->speaker)) {
+        refuseOutside(at, there);
+      } else if (!said.emplace(key, &below).second) {
+        there.refuse("it is another spelling of a key that stands there already");
+      }
+    });
+  }
+  for (auto const& [key, below] : claims.below) {
+    if (!below->leadsTo(saying_->speaker)) continue;
+    auto const found = said.find(key);
+    if (found == said.end() && isPatch()) continue;
+    Place const there(place, key.view());
+    guarded(there, [&] {
+      passMember(base, wanted, {&attribute, key}, *below, "", found == said.end() ? nullptr : found->second, scope,
+                 there);
+    });
+  }
+}
+
+void Reader::refuseOutside(Claimed claims, Place const& place) {
+  if (saying_->word == Word::file) {
+    change_.leftOut.push_back(place.text());
+  } else if (claims != nullptr && claims->owner != nullptr) {
+    place.refuse(claims->owner->name() + " speaks for it");
+  } else {
+    place.refuse("it is in no claim of " + saying_->speaker.name());
+  }
+}
+
+void Reader::own(PtrInterface const& base, PtrInterface& wanted, Slot const& slot, Claimed claims,
+                 std::string const& entity, Node const* node, Scope& scope, Place const& place) {
+  auto const object = Vorlin::at(base, slot);
+  // An input is always there, if only empty.
+  bool const stays = slot.attribute == nullptr && entity.find('/') == std::string::npos;
+  bool const isWanted = node != nullptr && !(node->isNull() && isPatch());
+  Scope& below = scope.slots[slot];
+  below = object ? all(*object, claims) : Scope();
+  if (!isWanted) Vorlin::atDel(wanted, slot);
+  if (!isWanted && !stays) return;
+  Zef::ZefType const& type = slot.attribute == nullptr ? entityType(entity, place) : *slot.attribute->objectType();
+  auto const counterpart = Vorlin::atIs(wanted, slot, type);
+  if (!isWanted) return;
+  if (isPatch() && object) {
+    patch(*object, *counterpart, entity, *node, claims, below, place);
+  } else {
+    fill(*counterpart, entity, *node, claims, place);
+  }
+}
+
+void Reader::ownCollection(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute, Claimed claims,
+                           Node const* node, Scope& scope, Place const& place) {
+  auto const at = [&](String8 const& key) { return claims == nullptr ? nullptr : claims->at(key); };
+  bool const isGiven = node != nullptr && !(node->isNull() && isPatch());
+  if (!isPatch() || !isGiven) {
+    for (String8 const& key : attribute.keys(base)) {
+      if (!isAnothers(at(key))) own(base, wanted, {&attribute, key}, at(key), "", nullptr, scope, place);
+    }
+  }
+  if (!isGiven) return;
+  std::set<String8> said;
+  forEachMember(*node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    String8 const key = attribute.key(name);
+    if (refuseAnothers(at(key), there)) return;
+    if (!said.insert(key).second) there.refuse("it is another spelling of a key that stands there already");
+    own(base, wanted, {&attribute, key}, at(key), "", &below, scope, there);
   });
 }
 
-void Reader::fill(PtrInterface& object, std::string const& path, Node const& node, Place const& place) {
+Scope Reader::all(PtrInterface const& object, Claimed claims) const {
+  Scope scope;
+  if (claims == nullptr) return scope;
+  for (auto const& [step, below] : claims->below) {
+    ZefAttr const* const attribute = isDir(object) ? nullptr : object.fwkType()->attr(Zef::Name(step));
+    auto const enter = [&](Slot const& slot, Claims::Node const& at) {
+      auto const child = Vorlin::at(object, slot);
+      scope.slots[slot] = isAnothers(&at) ? Scope::none() : child ? all(*child, &at) : Scope();
+    };
+    if (attribute == nullptr || attribute->kind() == Kind::entity) {
+      enter(attribute == nullptr ? Slot{nullptr, step} : Slot{attribute, {}}, *below);
+    } else if (isAnothers(below.get())) {
+      scope.closed.insert(attribute);
+    } else {
+      for (auto const& [key, member] : below->below) enter({attribute, key}, *member);
+    }
+  }
+  return scope;
+}
+
+bool Reader::isAnothers(Claimed claims) const {
+  return claims != nullptr && claims->owner != nullptr && claims->owner != &saying_->speaker;
+}
+
+bool Reader::refuseAnothers(Claimed claims, Place const& place) {
+  if (!isAnothers(claims)) return false;
+  refuseOutside(claims, place);
+  return true;
+}
+
+void Reader::fill(PtrInterface& object, std::string const& entity, Node const& node, Claimed claims,
+                  Place const& place) {
   if (auto* const dir = dynamic_cast<Zef::Dir*>(&object)) {
-    directory(*dir, path, node, place);
+    directory(*dir, entity, node, claims, place);
     return;
   }
   // What stands below an object may take its place from the object's own values.
   attributes(object, node, place);
-  children(object, node, place);
+  children(object, node, claims, place);
+}
+
+void Reader::directory(Zef::Dir& dir, std::string const& path, Node const& node, Claimed claims, Place const& place) {
+  std::string const prefix = path.empty() ? "" : path + "/";
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    if (isPatch() && below.isNull()) return;
+    std::string const entity = std::string(prefix).append(name.view());
+    Zef::ZefType const& type = entityType(entity, there);
+    Claimed const at = claims == nullptr ? nullptr : claims->at(name);
+    if (!refuseAnothers(at, there)) fill(*Vorlin::atIs(dir, {nullptr, name}, type), entity, below, at, there);
+  });
 }
 
 void Reader::attributes(PtrInterface& object, Node const& node, Place const& place) {
   forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
-    ZefAttr const* const attribute = object.fwkType()->attr(Zef::Name(name));
-    if (attribute == nullptr || attribute->kind() == Kind::function) there.refuse("no such attribute");
-    if (attribute->access() == ZefAttr::Access::readOnly) {
-      there.refuse("it follows from the place in the tree or from other values, and is not written in a file");
-    }
-    own(object, *attribute, below, there);
+    ZefAttr const& attribute = attributeOf(object, name, there);
+    if (!isPatch() || !below.isNull()) value(object, attribute, below, there);
   });
 }
 
-void Reader::own(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
+void Reader::value(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
   switch (attribute.kind()) {
     case Kind::value:
     case Kind::optional:
-      attribute.set(object, valueOf(node, place));
+      attribute.set(object, isPatch() ? patched({}, node, place) : valueOf(node, place));
       break;
     case Kind::valueMap:
       forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
-        attribute.entryIs(object, attribute.key(name), valueOf(below, there));
+        if (isPatch() && below.isNull()) return;
+        attribute.entryIs(object, attribute.key(name), isPatch() ? patched({}, below, there) : valueOf(below, there));
       });
       break;
     case Kind::reference:
@@ -313,72 +353,194 @@ void Reader::own(PtrInterface& object, ZefAttr const& attribute, Node const& nod
 }
 
 void Reader::reference(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
-  Reference reference{&object, &attribute, {}, place.text()};
+  Change::Reference reference{{}, &attribute, {}, place.text()};
+  Vorlin::stepsTo(dynamic_cast<Zef::Entity const&>(object), change_.wanted.get(), reference.from);
   if (auto const* list = node.get<List>()) {
     for (Node const& step : *list) {
       auto const* text = step.get<String8>();
       if (text == nullptr) place.refuse(std::string("a list of names is needed, not one with ") + kindOf(step));
-      reference.steps.push_back(*text);
+      reference.to.push_back(*text);
     }
   }
-  if (reference.steps.empty()) place.refuse("a list of the names that lead to an object is needed");
-  references_.push_back(std::move(reference));
+  if (reference.to.empty()) place.refuse("a list of the names that lead to an object is needed");
+  change_.references.push_back(std::move(reference));
 }
 
-void Reader::children(PtrInterface& object, Node const& node, Place const& place) {
+void Reader::children(PtrInterface& object, Node const& node, Claimed claims, Place const& place) {
   forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
     ZefAttr const& attribute = *object.fwkType()->attr(Zef::Name(name));
-    if (attribute.kind() == Kind::entity) {
-      fill(*attribute.childIs(object), "", below, there);
-    } else if (attribute.kind() == Kind::collection) {
-      collection(object, attribute, below, there);
+    bool const isCollection = attribute.kind() == Kind::collection;
+    if ((!isCollection && attribute.kind() != Kind::entity) || (isPatch() && below.isNull())) return;
+    Claimed const at = claims == nullptr ? nullptr : claims->at(attribute.name());
+    if (refuseAnothers(at, there)) return;
+    if (isCollection) {
+      collection(object, attribute, below, at, there);
+    } else {
+      fill(*attribute.childIs(object), "", below, at, there);
     }
   });
 }
 
-void Reader::collection(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
+void Reader::collection(PtrInterface& object, ZefAttr const& attribute, Node const& node, Claimed claims,
+                        Place const& place) {
   forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
     String8 const key = attribute.key(name);
+    Claimed const at = claims == nullptr ? nullptr : claims->at(key);
+    if (refuseAnothers(at, there) || (isPatch() && below.isNull())) return;
     if (attribute.member(object, key)) there.refuse("it is another spelling of a key that stands there already");
-    fill(*attribute.memberIs(object, key), "", below, there);
+    fill(*attribute.memberIs(object, key), "", below, at, there);
   });
 }
 
-void Reader::refer(Ptr<Zef::Dir> const& inputs) const {
-  for (Reference const& reference : references_) {
-    guarded(reference, [&] {
-      auto const object = Vorlin::find(inputs, reference.steps);
-      if (!object) {
-        std::string steps;
-        for (String8 const& step : reference.steps) steps += (steps.empty() ? "" : ", ") + std::string(step.view());
-        reference.refuse("there is nothing at " + steps);
-      }
-      reference.attribute->set(*reference.from, object);
+void Reader::patch(PtrInterface const& base, PtrInterface& wanted, std::string const& entity, Node const& node,
+                   Claimed claims, Scope& scope, Place const& place) {
+  scope = {true, false, {}, {}};
+  auto const at = [&](String8 const& step) { return claims == nullptr ? nullptr : claims->at(step); };
+  if (isDir(base)) {
+    forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+      std::string const path = entity + "/" + name.charPtr();
+      entityType(path, there);
+      if (!refuseAnothers(at(name), there)) own(base, wanted, {nullptr, name}, at(name), path, &below, scope, there);
     });
+    return;
   }
+  Vorlin::copyValues(wanted, base, true);
+  for (ZefAttr const* attribute : base.fwkType()->allAttributes()) {
+    if (attribute->kind() == Kind::reference && attribute->access() != ZefAttr::Access::readOnly)
+      attribute->set(wanted, attribute->get(base));
+  }
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    patchValue(base, wanted, attributeOf(base, name, there), below, there);
+  });
+  if (!Vorlin::isSameThing(base, wanted, saying_->changes)) {
+    // Another thing comes in its place, and has all that this one has.
+    Scope owned = all(base, claims);
+    owned.itself = false;
+    Vorlin::Merge(wanted, base, owned).make();
+  }
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    ZefAttr const& attribute = *base.fwkType()->attr(Zef::Name(name));
+    bool const isCollection = attribute.kind() == Kind::collection;
+    if ((!isCollection && attribute.kind() != Kind::entity) || refuseAnothers(at(attribute.name()), there)) return;
+    if (isCollection) {
+      ownCollection(base, wanted, attribute, at(attribute.name()), &below, scope, there);
+    } else {
+      own(base, wanted, {&attribute, {}}, at(attribute.name()), "", &below, scope, there);
+    }
+  });
+}
+
+void Reader::patchValue(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute, Node const& node,
+                        Place const& place) {
+  if (attribute.kind() == Kind::valueMap) {
+    if (node.isNull()) {
+      for (String8 const& key : attribute.keys(base)) attribute.entryDel(wanted, key);
+      return;
+    }
+    forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+      String8 const key = attribute.key(name);
+      if (below.isNull()) {
+        attribute.entryDel(wanted, key);
+      } else {
+        attribute.entryIs(wanted, key, patched(attribute.entry(base, key), below, there));
+      }
+    });
+  } else if (attribute.kind() == Kind::reference && !node.isNull()) {
+    reference(wanted, attribute, node, place);
+  } else if (attribute.kind() == Kind::value || attribute.kind() == Kind::optional ||
+             attribute.kind() == Kind::reference) {
+    if (node.isNull()) {
+      auto const& name = dynamic_cast<Zef::Entity const&>(base).name();
+      attribute.set(wanted, attribute.get(*base.fwkType()->newObject(name)));
+    } else {
+      attribute.set(wanted, patched(attribute.get(base), node, place));
+    }
+  }
+}
+
+ZefAttr const& Reader::attributeOf(PtrInterface const& object, String8 const& name, Place const& place) {
+  ZefAttr const* const attribute = object.fwkType()->attr(Zef::Name(name));
+  if (attribute == nullptr || attribute->kind() == Kind::function) place.refuse("no such attribute");
+  if (attribute->access() == ZefAttr::Access::readOnly)
+    place.refuse("it follows from the place in the tree or from other values, and is not written in a file");
+  return *attribute;
+}
+
+Zef::ZefType const& Reader::entityType(std::string const& entity, Place const& place) const {
+  auto const found = types_.find(entity);
+  if (found == types_.end()) place.refuse(entity.find('/') == std::string::npos ? "no such input" : "no such entity");
+  return *found->second;
 }
 
 }  // namespace
 
-InventoryError::InventoryError(std::string const& place, std::string const& reason)
-    : std::runtime_error(place.empty() ? printable(reason) : printable(place) + ": " + printable(reason)) {}
+void Change::Reference::refuse() const {
+  std::string steps;
+  for (String8 const& step : to) steps += (steps.empty() ? "" : ", ") + std::string(step.view());
+  throw InventoryError(place, "there is nothing at " + steps);
+}
 
-std::string reasonCaught() {
-  try {
-    throw;
-  } catch (std::bad_alloc const&) {
-    return "not enough memory";
-  } catch (std::exception const& error) {
-    return error.what();
-  } catch (...) {
-    return "an error without words";
+Ptr<PtrInterface> Change::passTo(Ptr<Zef::Dir> const& live, Claims::Steps const& steps, Scope*& meant) {
+  Ptr<PtrInterface> from = live;
+  Ptr<PtrInterface> to = wanted;
+  meant = &scope;
+  for (std::span<String8 const> left = steps; !left.empty();) {
+    auto const slot = nextSlot(*from, left);
+    from = slot ? Vorlin::at(*from, *slot) : nullptr;
+    if (!from) return nullptr;
+    to = passed(*to, *slot, *from);
+    meant = &meant->slots.try_emplace(*slot, Scope::none()).first->second;
+  }
+  return to;
+}
+
+Change readChange(Node const& document, EntityTypes const& types, Saying const& saying) {
+  Change change{Zef::make<Zef::Dir>("input"), Scope::none(), {}, {}};
+  Reader(types, &saying, change).read(document);
+  return change;
+}
+
+void refer(Change const& change, Ptr<Zef::Dir> const& inputs) {
+  for (Change::Reference const& reference : change.references) {
+    auto target = Vorlin::find(change.wanted, reference.to);
+    if (!target) target = Vorlin::find(inputs, reference.to);
+    if (!target) reference.refuse();
+    try {
+      reference.attribute->set(*Vorlin::find(change.wanted, reference.from), target);
+    } catch (Zef::RangeException const& error) {
+      throw InventoryError(reference.place, error.what());
+    }
   }
 }
 
-Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types, InventoryLimits const& limits) {
-  auto inputs = Reader(types).read(Builder(text, limits).take());
-  requireOneSwitch(*inputs);
+void requireReferences(Change const& change, Vorlin::Merge const& merge, Ptr<Zef::Dir> const& inputs) {
+  if (change.references.empty() || merge.removals().empty()) return;
+  std::set<PtrInterface const*> going;
+  for (auto const& removal : merge.removals()) going.insert(removal.object.get());
+  for (Change::Reference const& reference : change.references) {
+    if (Vorlin::find(change.wanted, reference.to)) continue;
+    for (auto at = Zef::dynamicCast<Zef::Entity>(Vorlin::find(inputs, reference.to)); at; at = at->parent()) {
+      if (going.contains(at.get())) reference.refuse();
+    }
+  }
+}
+
+Ptr<Zef::Dir> emptyInputs(EntityTypes const& types) {
+  auto inputs = Zef::make<Zef::Dir>("input");
+  for (auto const& [path, type] : types) {
+    if (path.find('/') == std::string::npos) type->newEntity(Zef::Name(path.c_str()), inputs.get());
+  }
   return inputs;
+}
+
+Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types, InventoryLimits const& limits) {
+  Change change{emptyInputs(types), {}, {}, {}};
+  Reader(types, nullptr, change).read(readDocument(text, limits));
+  auto const none = emptyInputs(types);
+  refer(change, none);
+  Vorlin::Merge const merge(*none, *change.wanted, change.scope);
+  Names().check(merge);
+  return change.wanted;
 }
 
 }  // namespace Host

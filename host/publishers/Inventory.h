@@ -1,37 +1,72 @@
 #pragma once
 
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "runtime/reflection/Type.h"
+#include "host/publishers/Claims.h"
+#include "host/publishers/Document.h"
+#include "platform/store/Merge.h"
 
-// The text of a described switch: a JSON file that mirrors the model. Its top-level keys name the inputs; below them
-// stand attribute names, and a collection is an object keyed by the text of its keys.
+// What publishers write about a switch, as live objects: JSON that mirrors the model. Its top-level keys name the
+// inputs; below them stand attribute names, and a collection is an object keyed by the text of its keys.
 namespace Host {
 
-// Which entities a directory may hold, by their path from the directory of the inputs ("status",
-// "redundancy/election"). Those at the top are always there, empty when the file leaves them out.
-using EntityTypes = std::map<std::string, Zef::ZefType const*>;
+// What a publisher wants, in no tree: a directory of inputs with what it speaks of and all on the way to it, and how
+// much of that is meant.
+struct Change {
+  // A reference that was read, and where it leads.
+  struct Reference {
+    Claims::Steps from;
+    Zef::ZefAttr const* attribute = nullptr;
+    Claims::Steps to;
+    std::string place;
 
-// What is wrong with a described switch, and where: "3:14: ..." is a line and a column, "status.fixedSystem.label: ..."
-// the names that lead to the place.
-class InventoryError : public std::runtime_error {
- public:
-  InventoryError(std::string const& place, std::string const& reason);
+    [[noreturn]] void refuse() const;
+  };
+
+  Zef::Ptr<Zef::Dir> wanted;
+  Vorlin::Scope scope;
+  std::vector<Reference> references;
+  // Places that were left out, since other publishers speak for them.
+  std::vector<std::string> leftOut;
+
+  // The counterpart of what stands at the steps, as it is, in a change that means nothing on the way there; `meant` is
+  // what it means of it. Null when nothing stands there.
+  Zef::Ptr<Zef::PtrInterface> passTo(Zef::Ptr<Zef::Dir> const& live, Claims::Steps const& steps,
+                                     Vorlin::Scope*& meant);
 };
 
-// To be called where something has been caught: what it says, in words for the log, whatever its class.
-std::string reasonCaught();
+// Who says something, and to what.
+struct Saying {
+  enum class Word {
+    file,   // all of its claims, less what others claim in them
+    set,    // all of its claims
+    patch,  // a merge patch (RFC 7396)
+  };
 
-// What one text may cost, besides its size.
-struct InventoryLimits {
-  std::size_t levels = 64;  // of objects and lists in one another
-  std::size_t values = 8'000'000;
+  Word word = Word::set;
+  Claims const& claims;
+  Claims::Owner const& speaker;
+  Zef::Ptr<Zef::Dir> const& inputs;   // as they are
+  bool toWaiting = false;             // for the claims that wait, and not for those that are live
+  Vorlin::ChangesList changes = {};   // who knows which part is another one
 };
 
-// The directory of the inputs as the text describes them, in no tree. InventoryError when any of it does not fit.
+// What a document means. InventoryError when any of it does not fit, or is not the speaker's to say.
+Change readChange(Node const& document, EntityTypes const& types, Saying const& saying);
+
+// Sets the references of what is wanted, to what is wanted or there. InventoryError when one leads nowhere.
+void refer(Change const& change, Zef::Ptr<Zef::Dir> const& inputs);
+// InventoryError when one leads to what goes with the change.
+void requireReferences(Change const& change, Vorlin::Merge const& merge, Zef::Ptr<Zef::Dir> const& inputs);
+
+// The directory of the inputs as a text describes them by itself, in no tree, with all inputs in it. InventoryError when
+// any of it does not fit.
 Zef::Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types, InventoryLimits const& limits = {});
+
+// An empty directory of inputs: with those entities that stand at its top.
+Zef::Ptr<Zef::Dir> emptyInputs(EntityTypes const& types);
 
 }  // namespace Host

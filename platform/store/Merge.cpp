@@ -1,11 +1,10 @@
 #include "platform/store/Merge.h"
 
 #include <algorithm>
-#include <unordered_map>
-#include <vector>
+#include <functional>
 
+#include "platform/store/Vorlin.h"
 #include "runtime/reactors/Activity.h"
-#include "runtime/reflection/Type.h"
 
 namespace Vorlin {
 
@@ -13,6 +12,7 @@ namespace {
 
 using Zef::PtrInterface;
 using Zef::String8;
+using Zef::Value;
 using Zef::ZefAttr;
 template <class T>
 using Ptr = Zef::Ptr<T>;
@@ -21,23 +21,18 @@ using Kind = ZefAttr::Kind;
 // Who reads a part takes its tag for what kind of part it is, once and for all.
 bool makesIdentity(ZefAttr const& attribute) { return attribute.isFixed() || attribute.name() == "tag"; }
 
-// The objects that an object owns through its attributes or, a directory, by their names.
-struct Slot {
-  ZefAttr const* attribute;  // null: a directory's entity
-  String8 key;               // or the entity's name; empty for a single child
-};
-
-std::vector<Slot> slotsOf(PtrInterface const& owner) {
-  std::vector<Slot> slots;
+// Calls back for each object that another one owns, in order; for one of a directory, without an attribute.
+void forEachSlot(PtrInterface const& owner, std::function<void(PtrInterface& object, Slot const& slot)> const& call) {
   if (auto const* dir = dynamic_cast<Zef::Dir const*>(&owner)) {
-    for (auto const& entity : dir->entities()) slots.push_back({nullptr, entity->name()});
-    return slots;
+    for (auto const& entity : dir->entities()) call(*entity, {nullptr, entity->name()});
+    return;
   }
-  Zef::forEachChild(owner, [&slots](PtrInterface&, ZefAttr const& attribute, String8 const& key) {
-    slots.push_back({&attribute, key});
+  Zef::forEachChild(owner, [&call](PtrInterface& object, ZefAttr const& attribute, String8 const& key) {
+    call(object, {&attribute, key});
   });
-  return slots;
 }
+
+}  // namespace
 
 Ptr<PtrInterface> at(PtrInterface const& owner, Slot const& slot) {
   if (slot.attribute == nullptr) return static_cast<Zef::Dir const&>(owner).entity(slot.key);
@@ -45,7 +40,17 @@ Ptr<PtrInterface> at(PtrInterface const& owner, Slot const& slot) {
   return slot.attribute->member(owner, slot.key);
 }
 
-void removeAt(PtrInterface& owner, Slot const& slot) {
+Ptr<PtrInterface> atIs(PtrInterface& owner, Slot const& slot, Zef::ZefType const& type) {
+  if (slot.attribute == nullptr) {
+    auto& dir = static_cast<Zef::Dir&>(owner);
+    Ptr<Zef::Entity> const entity = dir.entity(slot.key);
+    return entity ? entity : type.newEntity(slot.key, &dir);
+  }
+  if (slot.attribute->kind() == Kind::entity) return slot.attribute->childIs(owner);
+  return slot.attribute->memberIs(owner, slot.key);
+}
+
+void atDel(PtrInterface& owner, Slot const& slot) {
   if (slot.attribute == nullptr) {
     static_cast<Zef::Dir&>(owner).entityDel(slot.key);
   } else if (slot.attribute->kind() == Kind::entity) {
@@ -55,135 +60,173 @@ void removeAt(PtrInterface& owner, Slot const& slot) {
   }
 }
 
-Ptr<PtrInterface> createAt(PtrInterface& owner, Slot const& slot, Zef::ZefType const& type) {
-  if (slot.attribute == nullptr) return type.newEntity(slot.key, &static_cast<Zef::Dir&>(owner));
-  if (slot.attribute->kind() == Kind::entity) return slot.attribute->childIs(owner);
-  return slot.attribute->memberIs(owner, slot.key);
+void copyValues(PtrInterface& to, PtrInterface const& from, bool isNew) {
+  if (from.fwkType() == nullptr) return;
+  for (ZefAttr const* attribute : from.fwkType()->allAttributes()) {
+    if (attribute->kind() == Kind::value || attribute->kind() == Kind::optional) {
+      if (attribute->access() == ZefAttr::Access::writable || (attribute->isFixed() && isNew))
+        attribute->set(to, attribute->get(from));
+    } else if (attribute->kind() == Kind::valueMap) {
+      for (String8 const& key : attribute->keys(to)) {
+        if (attribute->entry(from, key).isNull()) attribute->entryDel(to, key);
+      }
+      for (String8 const& key : attribute->keys(from)) attribute->entryIs(to, key, attribute->entry(from, key));
+    }
+  }
 }
 
-class Merge {
- public:
-  Merge(Zef::Name first, Changes* changes) : first_(std::move(first)), changes_(changes) {}
-
-  // Takes out what is not wanted, here and below; whether there was any.
-  bool remove(PtrInterface& live, PtrInterface const& wanted);
-  // Brings in and sets all else.
-  void complete(PtrInterface& live, PtrInterface const& wanted, bool isNew);
-  // Points references at the counterparts of what they are wanted to point at, once all of these are there.
-  void refer();
-
- private:
-  struct Reference {
-    Ptr<PtrInterface> from;
-    ZefAttr const* attribute;
-    Zef::Value wanted;
-  };
-
-  bool sameThing(PtrInterface const& live, PtrInterface const& wanted) const;
-  void copyAttribute(PtrInterface& live, PtrInterface const& wanted, ZefAttr const& attribute, bool isNew);
-
-  Zef::Name first_;
-  Changes* changes_;
-  std::unordered_map<PtrInterface const*, Ptr<PtrInterface>> counterparts_;
-  std::vector<Reference> references_;
-};
-
-bool Merge::sameThing(PtrInterface const& live, PtrInterface const& wanted) const {
+bool isSameThing(PtrInterface const& live, PtrInterface const& wanted, ChangesList const& changes) {
   if (live.fwkType() != wanted.fwkType()) return false;
   if (live.fwkType() == nullptr) return true;
   for (ZefAttr const* attribute : live.fwkType()->allAttributes()) {
     if (makesIdentity(*attribute) && !(attribute->get(live) == attribute->get(wanted))) return false;
   }
-  return changes_ == nullptr || !changes_->isAnother(live, wanted);
+  return std::none_of(changes.begin(), changes.end(),
+                      [&](Changes const* each) { return each->isAnother(live, wanted); });
 }
 
-bool Merge::remove(PtrInterface& live, PtrInterface const& wanted) {
-  bool removed = false;
-  for (Slot const& slot : slotsOf(live)) {
-    auto const object = at(live, slot);
-    if (!object) continue;
-    auto const counterpart = at(wanted, slot);
-    if (counterpart && sameThing(*object, *counterpart)) {
-      removed = remove(*object, *counterpart) || removed;
-    } else {
-      if (changes_ != nullptr) changes_->going(*object);
-      removeAt(live, slot);
-      removed = true;
-    }
-  }
-  return removed;
+Merge::Merge(PtrInterface& live, PtrInterface const& wanted, Scope const& scope, ChangesList changes,
+             Zef::Name const& first)
+    : live_(&live), wanted_(&wanted), changes_(std::move(changes)), first_(first) {
+  compare(live, wanted, scope);
 }
 
-void Merge::complete(PtrInterface& live, PtrInterface const& wanted, bool isNew) {
-  counterparts_.emplace(&wanted, &live);
-  if (changes_ != nullptr && !isNew) changes_->staying(live, wanted);
-  if (wanted.fwkType() != nullptr) {
-    for (ZefAttr const* attribute : wanted.fwkType()->allAttributes()) copyAttribute(live, wanted, *attribute, isNew);
+void Merge::compare(PtrInterface& live, PtrInterface const& wanted, Scope const& scope) {
+  if (scope.itself) compareValues(live, wanted);
+  if (!scope.children) {
+    for (auto const& [slot, below] : scope.slots) compare(live, wanted, below, slot);
+    return;
   }
-  auto slots = slotsOf(wanted);
-  std::stable_partition(slots.begin(), slots.end(), [&](Slot const& slot) {
-    return slot.attribute == nullptr && slot.key == first_.stringValue();
+  static Scope const whole;
+  auto const scopeOf = [&scope](Slot const& slot) -> Scope const& {
+    auto const found = scope.slots.find(slot);
+    return found == scope.slots.end() ? whole : found->second;
+  };
+  auto const isOpen = [&scope](Slot const& slot) { return !scope.closed.contains(slot.attribute); };
+  auto const arrive = [&](bool isFirst) {
+    forEachSlot(wanted, [&](PtrInterface& /*object*/, Slot const& slot) {
+      bool const isIt = slot.attribute == nullptr && slot.key == first_.stringValue();
+      if (isIt == isFirst && isOpen(slot)) compare(live, wanted, scopeOf(slot), slot);
+    });
+  };
+  if (!first_.empty()) arrive(true);
+  arrive(false);
+  forEachSlot(live, [&](PtrInterface& object, Slot const& slot) {
+    if (isOpen(slot) && scopeOf(slot).itself && !at(wanted, slot)) removals_.push_back({&live, slot, &object});
   });
-  for (Slot const& slot : slots) {
-    auto const counterpart = at(wanted, slot);
-    if (!counterpart) continue;
-    auto const object = at(live, slot);
-    complete(object ? *object : *createAt(live, slot, *counterpart->fwkType()), *counterpart, !object);
-  }
-  if (changes_ != nullptr && isNew) changes_->came(live);
 }
 
-void Merge::copyAttribute(PtrInterface& live, PtrInterface const& wanted, ZefAttr const& attribute, bool isNew) {
+void Merge::compare(PtrInterface& live, PtrInterface const& wanted, Scope const& scope, Slot const& slot) {
+  auto const object = at(live, slot);
+  auto const counterpart = at(wanted, slot);
+  if (object && counterpart && (!scope.itself || isSameThing(*object, *counterpart, changes_))) {
+    compare(*object, *counterpart, scope);
+    return;
+  }
+  if (!scope.itself) return;
+  if (object) removals_.push_back({&live, slot, object});
+  if (counterpart) steps_.push_back({&live, counterpart, slot, true});
+}
+
+void Merge::compareValues(PtrInterface& live, PtrInterface const& wanted) {
+  if (wanted.fwkType() == nullptr) return;
+  auto const& attributes = wanted.fwkType()->allAttributes();
+  if (std::any_of(attributes.begin(), attributes.end(),
+                  [&](ZefAttr const* attribute) { return differs(live, wanted, *attribute); })) {
+    steps_.push_back({&live, &wanted, {}, false});
+  }
+  refer(live, wanted);  // what it points at may be replaced
+}
+
+void Merge::refer(PtrInterface& live, PtrInterface const& wanted) {
+  if (wanted.fwkType() == nullptr) return;
+  for (ZefAttr const* attribute : wanted.fwkType()->allAttributes()) {
+    if (attribute->kind() == Kind::reference && attribute->access() != ZefAttr::Access::readOnly)
+      references_.push_back({&live, attribute, attribute->get(wanted)});
+  }
+}
+
+bool Merge::differs(PtrInterface const& live, PtrInterface const& wanted, ZefAttr const& attribute) const {
   switch (attribute.kind()) {
     case Kind::value:
     case Kind::optional:
-      if (attribute.access() == ZefAttr::Access::writable || (attribute.isFixed() && isNew)) {
-        attribute.set(live, attribute.get(wanted));
+      return attribute.access() == ZefAttr::Access::writable && !(attribute.get(live) == attribute.get(wanted));
+    case Kind::reference: {
+      if (attribute.access() == ZefAttr::Access::readOnly) return false;
+      Value const given = attribute.get(wanted);
+      Value const target = counterpart(given);
+      return !(attribute.get(live) == target) || (target.isNull() && !given.isNull());  // it comes with this merge
+    }
+    case Kind::valueMap: {
+      auto one = attribute.walk(live);
+      auto other = attribute.walk(wanted);
+      for (; one->more() && other->more(); one->advance(), other->advance()) {
+        if (!(one->key() == other->key()) || !(one->value() == other->value())) return true;
       }
-      break;
-    case Kind::reference:
-      if (attribute.access() != ZefAttr::Access::readOnly)
-        references_.push_back({&live, &attribute, attribute.get(wanted)});
-      break;
-    case Kind::valueMap:
-      for (String8 const& key : attribute.keys(live)) {
-        if (attribute.entry(wanted, key).isNull()) attribute.entryDel(live, key);
-      }
-      for (String8 const& key : attribute.keys(wanted)) attribute.entryIs(live, key, attribute.entry(wanted, key));
-      break;
+      return one->more() || other->more();
+    }
     case Kind::entity:
     case Kind::collection:
     case Kind::function:
       break;
   }
+  return false;
 }
 
-void Merge::refer() {
-  for (Reference const& reference : references_) {
-    auto const* object = reference.wanted.get<Ptr<PtrInterface>>();
-    auto const found = object == nullptr ? counterparts_.end() : counterparts_.find(object->get());
-    reference.attribute->set(*reference.from,
-                             found == counterparts_.end() ? reference.wanted : Zef::Value(found->second));
-  }
-}
-
-}  // namespace
-
-void merge(Zef::Dir& live, Zef::Dir const& wanted, Zef::Name const& first, Changes* changes) {
-  Merge merge(first, changes);
-  bool removed = false;
-  {
+void Merge::apply() {
+  if (!removals_.empty()) {
     Zef::Batch const batch;
-    removed = merge.remove(live, wanted);
+    remove();
   }
   // Within a handler, such as a timer's, the end of a batch leaves delivery to the handler's end.
-  if (removed) Zef::ActivitySm::process().run();
+  if (!removals_.empty()) Zef::ActivitySm::process().run();
   {
     Zef::Batch const batch;
-    merge.complete(live, wanted, false);
-    merge.refer();
+    complete();
   }
   Zef::ActivitySm::process().run();
+}
+
+void Merge::make() {
+  remove();
+  complete();
+}
+
+void Merge::remove() {
+  for (Removal const& removal : removals_) {
+    for (Changes* each : changes_) each->going(*removal.object);
+    atDel(*removal.owner, removal.slot);
+  }
+}
+
+void Merge::complete() {
+  for (Step const& step : steps_) {
+    if (step.isNew) {
+      complete(*atIs(*step.live, step.slot, *step.wanted->fwkType()), *step.wanted);
+    } else {
+      for (Changes* each : changes_) each->staying(*step.live, *step.wanted);
+      copyValues(*step.live, *step.wanted, false);
+    }
+  }
+  for (Reference const& reference : references_) reference.attribute->set(*reference.from, counterpart(reference.wanted));
+}
+
+void Merge::complete(PtrInterface& made, PtrInterface const& wanted) {
+  copyValues(made, wanted, true);
+  refer(made, wanted);
+  forEachSlot(wanted, [&](PtrInterface& object, Slot const& slot) {
+    complete(*atIs(made, slot, *object.fwkType()), object);
+  });
+  for (Changes* each : changes_) each->came(made);
+}
+
+Value Merge::counterpart(Value const& wanted) const {
+  auto const* const object = wanted.get<Ptr<PtrInterface>>();
+  auto const* const entity = object == nullptr ? nullptr : dynamic_cast<Zef::Entity const*>(object->get());
+  std::vector<String8> steps;
+  if (entity == nullptr || !stepsTo(*entity, dynamic_cast<Zef::Entity const*>(wanted_.get()), steps)) return wanted;
+  auto const found = find(live_, steps);
+  return found ? Value(found) : Value();
 }
 
 }  // namespace Vorlin

@@ -35,6 +35,18 @@ Ptr<Zef::PtrInterface> find(Ptr<Zef::PtrInterface> from, std::span<String8 const
   return from;
 }
 
+bool stepsTo(Zef::Entity const& entity, Zef::Entity const* top, std::vector<String8>& steps) {
+  if (&entity == top) return true;
+  auto const parent = entity.parent();
+  if (!parent || !stepsTo(*parent, top, steps)) return false;
+  Zef::ZefAttr const* const attribute =
+      entity.parentAttrId() == 0 ? nullptr : parent->fwkType()->attr(entity.parentAttrId());
+  if (attribute != nullptr) steps.push_back(attribute->name());
+  // A single child is named by its attribute alone.
+  if (attribute == nullptr || attribute->kind() == Zef::ZefAttr::Kind::collection) steps.push_back(entity.name());
+  return true;
+}
+
 Store::Store() : top_(Zef::make<Zef::Dir>("vx")), root_(Zef::make<Zef::Dir>("Vorlin")) { top_->entityIs(root_); }
 
 Ptr<Zef::Dir> Store::dirIs(std::string_view path) {

@@ -2,6 +2,7 @@
 
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "runtime/kit/String8.h"
 #include "runtime/reflection/Entity.h"
@@ -13,6 +14,9 @@ namespace Vorlin {
 // The object that the steps lead to from an object: names of entities in a directory, an attribute that holds an
 // object, or a collection and the text of a key. Null when they lead nowhere.
 Zef::Ptr<Zef::PtrInterface> find(Zef::Ptr<Zef::PtrInterface> from, std::span<Zef::String8 const> steps);
+
+// The steps that lead from `top` to an entity, behind those that are there; false when it does not stand below.
+bool stepsTo(Zef::Entity const& entity, Zef::Entity const* top, std::vector<Zef::String8>& steps);
 
 class Store {
  public:

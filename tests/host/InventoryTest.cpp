@@ -196,7 +196,7 @@ TEST(Inventory, TakesTimeInProportionToTheFile) {
     text += "}}}";
     auto const live = read("{}");
     std::clock_t const start = std::clock();
-    Vorlin::merge(*live, *read(text));
+    Vorlin::Merge(*live, *read(text), {}).apply();
     return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
   };
   // Eight times the records: about eight times the time, and sixty-four for what goes with the square.

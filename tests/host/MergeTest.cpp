@@ -33,7 +33,7 @@ class Watcher : public Zef::Reactor<FixedSystem> {
 };
 
 struct Merge : testing::Test {
-  void take(std::string const& text) { Vorlin::merge(*live, *read(text)); }
+  void take(std::string const& text) { Vorlin::Merge(*live, *read(text), {}).apply(); }
   void takeSystem(std::string const& members) { take(R"({"status": {"fixedSystem": {)" + members + "}}}"); }
   template <class T = EntityMib::PhysicalEntity>
   Zef::Ptr<T> part(Steps const& below) const {

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 struct Publisher : Looping {
   void publish() {
     publisher = std::make_unique<Host::FilePublisher>(loop, clock, types, file, log, [this](Zef::Dir const& wanted) {
-      Vorlin::merge(*live, wanted);
+      Vorlin::Merge(*live, wanted, {}).apply();
       return failure;
     });
   }

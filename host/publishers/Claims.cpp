@@ -1,0 +1,122 @@
+#include "host/publishers/Claims.h"
+
+#include <algorithm>
+
+#include "host/Path.h"
+#include "host/publishers/Document.h"
+
+namespace Host {
+
+namespace {
+
+using Kind = Zef::ZefAttr::Kind;
+using Zef::String8;
+
+// The steps joined, each in its spelling.
+template <class Spelling>
+std::string joined(Claims::Steps const& steps, char separator, Spelling const& spelling) {
+  std::string text;
+  for (String8 const& step : steps) {
+    if (!text.empty()) text += separator;
+    text += spelling(step.view());
+  }
+  return text;
+}
+
+}  // namespace
+
+Claims::Node* Claims::Node::at(String8 const& step) const {
+  auto const found = below.find(step);
+  return found == below.end() ? nullptr : found->second.get();
+}
+
+bool Claims::Node::leadsTo(Owner const& wanted) const {
+  return owner == &wanted ||
+         std::any_of(below.begin(), below.end(), [&](auto const& each) { return each.second->leadsTo(wanted); });
+}
+
+Claims::Steps Claims::stepsOf(std::string_view path) const {
+  auto const refuse = [&path](std::string const& reason) { throw InventoryError(std::string(path), reason); };
+  Steps const spelled = Host::stepsOf(path);
+  if (spelled.empty()) refuse("a claim is the path of an object or a collection, such as tempStatus/tempSensor");
+  Steps steps;
+  auto at = spelled.begin();
+  // Directories and the entities in them first, and then what these own. Objects that stand alone tell what can be.
+  std::string entity;
+  Zef::Ptr<Zef::PtrInterface> object;
+  do {
+    entity += (entity.empty() ? "" : "/") + std::string(at->view());
+    auto const found = types_.find(entity);
+    if (found == types_.end()) refuse(steps.empty() ? "no such input" : "no such entity");
+    object = found->second->newObject(Zef::Name(*at));
+    steps.push_back(*at++);
+  } while (at != spelled.end() && dynamic_cast<Zef::Dir const*>(object.get()) != nullptr);
+  while (at != spelled.end()) {
+    Zef::ZefAttr const* const attribute = object->fwkType()->attr(Zef::Name(*at));
+    if (attribute == nullptr) refuse("no such attribute: " + std::string(at->view()));
+    bool const isCollection = attribute->kind() == Kind::collection;
+    if (!isCollection && attribute->kind() != Kind::entity)
+      refuse(std::string(at->view()) + " is a value, which is claimed with the object that has it");
+    steps.push_back(*at++);
+    if (!isCollection) {
+      object = attribute->childIs(*object);
+    } else if (at != spelled.end()) {
+      try {
+        steps.push_back(attribute->key(*at++));
+        object = attribute->memberIs(*object, steps.back());
+      } catch (Zef::RangeException const& error) {
+        refuse(error.what());
+      }
+    }
+  }
+  return steps;
+}
+
+std::string Claims::pathOf(Steps const& steps) { return joined(steps, '/', &stepOf); }
+
+std::string Claims::placeOf(Steps const& steps) {
+  return joined(steps, '.', [](std::string_view step) { return step; });
+}
+
+Claims::Node* Claims::at(Steps const& steps) {
+  Node* node = &top_;
+  for (String8 const& step : steps) {
+    node = node->at(step);
+    if (node == nullptr) return nullptr;
+  }
+  return node;
+}
+
+Claims::Owner const* Claims::ownerAt(Steps const& steps) {
+  Node const* const node = at(steps);
+  return node == nullptr ? nullptr : node->owner;
+}
+
+void Claims::ownerIs(Steps const& steps, Owner const& owner) {
+  Node* node = &top_;
+  for (String8 const& step : steps) {
+    auto& below = node->below[step];
+    if (!below) below = std::make_unique<Node>();
+    node = below.get();
+  }
+  node->owner = &owner;
+}
+
+void Claims::ownerDel(Steps const& steps) {
+  std::vector<Node*> way{&top_};
+  for (String8 const& step : steps) {
+    Node* const next = way.back()->at(step);
+    if (next == nullptr) return;
+    way.push_back(next);
+  }
+  way.back()->owner = nullptr;
+  way.back()->waits = false;
+  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
+    Node const& last = *way.back();
+    way.pop_back();
+    if (last.owner != nullptr || !last.below.empty()) return;
+    way.back()->below.erase(*step);
+  }
+}
+
+}  // namespace Host
