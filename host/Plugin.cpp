@@ -28,6 +28,7 @@ Plugin::Plugin()
       hostAlarm_(std::make_unique<ClockAlarm>(hostClock_)),
       projectionAlarm_(std::make_unique<ClockAlarm>(Zef::processClock())),
       system_(std::make_unique<Bootstrap>()),
+      publishers_(std::make_unique<Publishers>(inputTypes(), *system_, hostClock_, agentLog)),
       directives_(std::make_unique<Directives>([this](Settings const& settings) { settingsAre(settings); })) {
   system_->serve();
   for (char const* name : notificationNames) Snmp::theConfig()->notificationConfigIs("entity")->notificationIs(name);
@@ -40,9 +41,9 @@ void Plugin::settingsAre(Settings const& settings) {
         settings.notificationEnabled(name) ? "" : "orvaneNotification disables it in the agent's configuration");
   }
   if (settings.supervisorSlot != Fru::slotId()) {
-    // What the supervisors' rows show rests on it, so all is built anew.
-    withdraw();
+    // What the supervisors' rows show rests on it.
     Fru::slotIdIs(settings.supervisorSlot);
+    publishers_->rebuild();
   }
   auto const files = [this, inventory = loaded_ ? settings.inventory : std::filesystem::path(),
                       inspect = loaded_ ? settings.inspect : std::filesystem::path()] { filesAre(inventory, inspect); };
@@ -59,14 +60,18 @@ void Plugin::settingsAre(Settings const& settings) {
 
 void Plugin::filesAre(std::filesystem::path const& inventory, std::filesystem::path const& inspect) {
   inspectIs(inspect);
-  if (inventory.empty()) {
-    if (loaded_) agentLog(Severity::warning, "orvaneInventory is not given: the tables are empty");
-    withdraw();
-  } else if (publisher_ && publisher_->file() == inventory) {
-    publisher_->read();
+  if (!loaded_) {
+    file_.reset();
+    publishers_->endAll();
+  } else if (inventory.empty()) {
+    agentLog(Severity::warning, "orvaneInventory is not given: the tables are empty");
+    file_.reset();
+    publishers_->fileDel();
+  } else if (file_ && file_->file() == inventory) {
+    file_->read();
   } else {
-    publisher_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, inputTypes(), inventory, agentLog,
-                                                 [this](Zef::Dir const& wanted) { return publish(wanted); });
+    file_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, inventory, agentLog,
+                                            [this](std::string_view text) { return publishers_->fileIs(text); });
   }
 }
 
@@ -91,22 +96,6 @@ void Plugin::inspectIs(std::filesystem::path const& socket) {
   }
 }
 
-std::string Plugin::publish(Zef::Dir const& wanted) {
-  try {
-    return system_->publish(wanted);
-  } catch (std::exception const& error) {
-    agentLog(Severity::error, std::string("what is published cannot be served, and the agent ends: ") + error.what());
-    std::abort();
-  }
-}
-
-void Plugin::withdraw() {
-  if (!publisher_) return;
-  publisher_.reset();
-  std::string const trouble = publish(*readInventory("{}", inputTypes()));
-  if (!trouble.empty()) agentLog(Severity::warning, "all was built anew, with nothing in it: " + trouble);
-}
-
 void Plugin::notificationsHeldIs(bool held) {
   if (projectionAlarm_) projectionAlarm_->heldIs(held);
 }
@@ -115,7 +104,7 @@ int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* /*c
   contained("shutdown", [] {
     Plugin& self = instance();
     self.inspect_.reset();
-    self.publisher_.reset();
+    self.file_.reset();
     self.system_->rootDel();
     self.projectionAlarm_.reset();
     self.hostAlarm_.reset();

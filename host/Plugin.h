@@ -7,6 +7,7 @@
 #include "host/Directives.h"
 #include "host/InspectSocket.h"
 #include "host/publishers/FilePublisher.h"
+#include "host/publishers/Publishers.h"
 
 namespace Host {
 
@@ -34,14 +35,9 @@ class Plugin {
 
   static int onShutdown(int major, int minor, void* server, void* client);
   void settingsAre(Settings const& settings);
-  // What it gives back is empty, or why all had to be built anew. Where that fails too the process ends, since nobody
-  // could tell what it serves.
-  std::string publish(Zef::Dir const& wanted);
   // Touches what the settings name, with the rights of the agent's own user.
   void filesAre(std::filesystem::path const& inventory, std::filesystem::path const& inspect);
   void inspectIs(std::filesystem::path const& socket);
-  // Nothing is published any more.
-  void withdraw();
 
   bool loaded_ = false;
   Zef::Ptr<Zef::Clock> hostClock_;
@@ -49,7 +45,8 @@ class Plugin {
   std::unique_ptr<ClockAlarm> hostAlarm_;
   std::unique_ptr<ClockAlarm> projectionAlarm_;
   std::unique_ptr<Bootstrap> system_;
-  std::unique_ptr<FilePublisher> publisher_;
+  std::unique_ptr<Publishers> publishers_;
+  std::unique_ptr<FilePublisher> file_;
   std::unique_ptr<InspectSocket> inspect_;
   std::unique_ptr<Directives> directives_;
 };

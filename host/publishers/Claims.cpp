@@ -1,7 +1,5 @@
 #include "host/publishers/Claims.h"
 
-#include <algorithm>
-
 #include "host/Path.h"
 #include "host/publishers/Document.h"
 
@@ -14,7 +12,7 @@ using Zef::String8;
 
 // The steps joined, each in its spelling.
 template <class Spelling>
-std::string joined(Claims::Steps const& steps, char separator, Spelling const& spelling) {
+std::string joined(Steps const& steps, char separator, Spelling const& spelling) {
   std::string text;
   for (String8 const& step : steps) {
     if (!text.empty()) text += separator;
@@ -30,16 +28,11 @@ Claims::Node* Claims::Node::at(String8 const& step) const {
   return found == below.end() ? nullptr : found->second.get();
 }
 
-bool Claims::Node::leadsTo(Owner const& wanted) const {
-  return owner == &wanted ||
-         std::any_of(below.begin(), below.end(), [&](auto const& each) { return each.second->leadsTo(wanted); });
-}
-
-Claims::Steps Claims::stepsOf(std::string_view path) const {
+Claim Claims::claimOf(std::string_view path) const {
   auto const refuse = [&path](std::string const& reason) { throw InventoryError(std::string(path), reason); };
-  Steps const spelled = Host::stepsOf(path);
+  Steps const spelled = stepsOf(path);
   if (spelled.empty()) refuse("a claim is the path of an object or a collection, such as tempStatus/tempSensor");
-  Steps steps;
+  Claim claim;
   auto at = spelled.begin();
   // Directories and the entities in them first, and then what these own. Objects that stand alone tell what can be.
   std::string entity;
@@ -47,9 +40,10 @@ Claims::Steps Claims::stepsOf(std::string_view path) const {
   do {
     entity += (entity.empty() ? "" : "/") + std::string(at->view());
     auto const found = types_.find(entity);
-    if (found == types_.end()) refuse(steps.empty() ? "no such input" : "no such entity");
+    if (found == types_.end()) refuse(claim.steps.empty() ? "no such input" : "no such entity");
     object = found->second->newObject(Zef::Name(*at));
-    steps.push_back(*at++);
+    claim.owner = claim.steps.size();
+    claim.steps.push_back(*at++);
   } while (at != spelled.end() && dynamic_cast<Zef::Dir const*>(object.get()) != nullptr);
   while (at != spelled.end()) {
     Zef::ZefAttr const* const attribute = object->fwkType()->attr(Zef::Name(*at));
@@ -57,19 +51,22 @@ Claims::Steps Claims::stepsOf(std::string_view path) const {
     bool const isCollection = attribute->kind() == Kind::collection;
     if (!isCollection && attribute->kind() != Kind::entity)
       refuse(std::string(at->view()) + " is a value, which is claimed with the object that has it");
-    steps.push_back(*at++);
+    claim.owner = claim.steps.size();
+    claim.steps.push_back(*at++);
+    claim.isCollection = isCollection && at == spelled.end();
     if (!isCollection) {
       object = attribute->childIs(*object);
     } else if (at != spelled.end()) {
       try {
-        steps.push_back(attribute->key(*at++));
-        object = attribute->memberIs(*object, steps.back());
+        claim.steps.push_back(attribute->key(*at++));
+        object = attribute->memberIs(*object, claim.steps.back());
       } catch (Zef::RangeException const& error) {
         refuse(error.what());
       }
     }
   }
-  return steps;
+  claim.isPart = claim.steps.front() == "status";
+  return claim;
 }
 
 std::string Claims::pathOf(Steps const& steps) { return joined(steps, '/', &stepOf); }
@@ -78,28 +75,41 @@ std::string Claims::placeOf(Steps const& steps) {
   return joined(steps, '.', [](std::string_view step) { return step; });
 }
 
-Claims::Node* Claims::at(Steps const& steps) {
-  Node* node = &top_;
+Claims::Node* Claims::at(Steps const& steps) const {
+  Node const* node = &top_;
   for (String8 const& step : steps) {
     node = node->at(step);
     if (node == nullptr) return nullptr;
   }
-  return node;
+  return const_cast<Node*>(node);
 }
 
-Claims::Owner const* Claims::ownerAt(Steps const& steps) {
+Claims::Owner const* Claims::ownerAt(Steps const& steps) const {
   Node const* const node = at(steps);
   return node == nullptr ? nullptr : node->owner;
 }
 
-void Claims::ownerIs(Steps const& steps, Owner const& owner) {
-  Node* node = &top_;
+Claims::Owner const* Claims::speakerAt(Steps const& steps) const {
+  Owner const* speaker = nullptr;
+  Node const* node = &top_;
   for (String8 const& step : steps) {
+    node = node->at(step);
+    if (node == nullptr) break;
+    if (node->owner != nullptr) speaker = node->owner;
+  }
+  return speaker;
+}
+
+Claims::Node& Claims::ownerIs(Claim const& claim, Owner const& owner) {
+  Node* node = &top_;
+  for (String8 const& step : claim.steps) {
     auto& below = node->below[step];
     if (!below) below = std::make_unique<Node>();
     node = below.get();
   }
   node->owner = &owner;
+  node->claim = claim;
+  return *node;
 }
 
 void Claims::ownerDel(Steps const& steps) {

@@ -14,8 +14,19 @@ namespace Host {
 // "redundancy/election"). Those at the top are always there.
 using EntityTypes = std::map<std::string, Zef::ZefType const*>;
 
-// Who speaks for what among the inputs. A claim is a place that holds an object, or a collection of objects; the deepest
-// one on the way to an object owns it.
+using Steps = std::vector<Zef::String8>;
+
+// The place of an object, or of a collection of objects, among the inputs.
+struct Claim {
+  Steps steps;
+  std::size_t owner = 0;      // so many of them lead to the object that it stands in
+  bool isCollection = false;  // all members of an attribute
+  bool isPart = false;        // it stands in the hardware tree
+
+  bool operator==(Claim const& other) const { return steps == other.steps; }
+};
+
+// Who speaks for what among the inputs. The deepest claim on the way to an object owns it.
 class Claims {
  public:
   // Stands for who claims; nothing is known of it but its name.
@@ -30,22 +41,20 @@ class Claims {
   // A step on the way to claims, or one.
   struct Node {
     Owner const* owner = nullptr;  // who claims this very place
-    // Whether it is to be brought to what waits for a part to stand in, and not to what is live.
-    bool waits = false;
+    Claim claim;
+    bool waits = false;       // what is said of it waits for a part to stand in
+    bool isHeldBack = false;  // or for a name to become free, of which was told
     std::map<Zef::String8, std::unique_ptr<Node>> below;
 
     // Null when no claim lies there or below.
     Node* at(Zef::String8 const& step) const;
-    // Whether the owner has a claim here or below.
-    bool leadsTo(Owner const& owner) const;
   };
-  using Steps = std::vector<Zef::String8>;
 
   explicit Claims(EntityTypes const& types) : types_(types) {}
 
-  // The steps of a path such as "coolingStatus/fan/Fan1%2F1", each in the spelling of its own type. InventoryError when
-  // nothing could ever stand there, or what stands there is no object.
-  Steps stepsOf(std::string_view path) const;
+  // The claim of a path such as "coolingStatus/fan/Fan1%2F1", each step in the spelling of its own type. InventoryError
+  // when nothing could ever stand there, or what stands there is no object.
+  Claim claimOf(std::string_view path) const;
   // A path in the spelling of an inspection.
   static std::string pathOf(Steps const& steps);
   // The same place in the words of a refusal: "coolingStatus.fan.Fan1/1".
@@ -53,10 +62,13 @@ class Claims {
 
   Node const& top() const { return top_; }
   // The node at the steps; null when no claim lies there or below.
-  Node* at(Steps const& steps);
+  Node* at(Steps const& steps) const;
   // Who claims that very place; null: nobody.
-  Owner const* ownerAt(Steps const& steps);
-  void ownerIs(Steps const& steps, Owner const& owner);
+  Owner const* ownerAt(Steps const& steps) const;
+  // Who speaks for a place: the deepest claim on the way to it, or at it. Null: nobody.
+  Owner const* speakerAt(Steps const& steps) const;
+  // In place of whoever claimed it.
+  Node& ownerIs(Claim const& claim, Owner const& owner);
   void ownerDel(Steps const& steps);
 
  private:

@@ -164,6 +164,14 @@ Members const& membersOf(Node const& node, Place const& place) {
   return *members;
 }
 
+Node const* memberOf(Node const& node, String8 const& name) {
+  auto const* const members = node.get<Members>();
+  if (members == nullptr) return nullptr;
+  auto const found = std::lower_bound(members->begin(), members->end(), name,
+                                      [](Member const& member, String8 const& wanted) { return member.name < wanted; });
+  return found != members->end() && found->name == name ? &found->node : nullptr;
+}
+
 Zef::Value valueOf(Node const& node, Place const& place) {
   if (auto const* flag = node.get<bool>()) return *flag;
   if (auto const* number = node.get<std::int64_t>()) return *number;

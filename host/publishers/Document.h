@@ -89,6 +89,8 @@ Node readDocument(std::string_view text, InventoryLimits const& limits = {});
 char const* kindOf(Node const& node);
 // The members of an object; anything else is refused.
 Members const& membersOf(Node const& node, Place const& place);
+// The member of that name; null when there is none.
+Node const* memberOf(Node const& node, Zef::String8 const& name);
 // A value, or a group of values.
 Zef::Value valueOf(Node const& node, Place const& place);
 

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "host/Printable.h"
+#include "host/publishers/Document.h"
 
 namespace Host {
 
@@ -53,10 +54,9 @@ std::string contents(std::filesystem::path const& path) {
 
 }  // namespace
 
-FilePublisher::FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, EntityTypes const& types,
-                             std::filesystem::path file, Log log, Publish publish)
-    : types_(types),
-      file_(std::move(file)),
+FilePublisher::FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, std::filesystem::path file, Log log,
+                             Publish publish)
+    : file_(std::move(file)),
       log_(std::move(log)),
       publish_(std::move(publish)),
       watch_(
@@ -74,9 +74,9 @@ void FilePublisher::attempt() {
   struct GivenBack {
     ~GivenBack() { malloc_trim(0); }
   } const givenBack;
-  Zef::Ptr<Zef::Dir> wanted;
+  std::vector<std::string> leftOut;
   try {
-    wanted = readInventory(contents(file_), types_);
+    leftOut = publish_(contents(file_));
   } catch (std::system_error const& error) {
     std::string const trouble = error.code().message();
     if (trouble != trouble_) log_(Severity::error, "refused " + printable(file_.native()) + ": " + trouble);
@@ -89,12 +89,9 @@ void FilePublisher::attempt() {
     return;
   }
   trouble_.clear();
-  std::string const failure = publish_(*wanted);
-  if (failure.empty()) {
-    log_(Severity::info, "took " + printable(file_.native()));
-  } else {
-    log_(Severity::warning, "built all anew from " + printable(file_.native()) + ": " + failure);
-  }
+  std::string places;
+  for (std::string const& place : leftOut) places += (places.empty() ? ", but for what publishers claim: " : ", ") + place;
+  log_(Severity::info, "took " + printable(file_.native()) + printable(places));
 }
 
 }  // namespace Host

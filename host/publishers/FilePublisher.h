@@ -3,9 +3,10 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "host/publishers/FileWatch.h"
-#include "host/publishers/Inventory.h"
 
 namespace Host {
 
@@ -14,12 +15,11 @@ namespace Host {
 // read is tried again every few seconds.
 class FilePublisher {
  public:
-  // Publishes a directory of inputs; what it gives back is empty, or why it had to build all anew.
-  using Publish = std::function<std::string(Zef::Dir const& wanted)>;
+  // Publishes the text; what it gives back are the places that it left out, since others speak for them.
+  using Publish = std::function<std::vector<std::string>(std::string_view text)>;
 
-  // The inputs are of the types that `types` gives.
-  FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, EntityTypes const& types,
-                std::filesystem::path file, Log log, Publish publish);
+  FilePublisher(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, std::filesystem::path file, Log log,
+                Publish publish);
 
   std::filesystem::path const& file() const { return file_; }
   // Reads the file now, changed or not.
@@ -28,7 +28,6 @@ class FilePublisher {
  private:
   void attempt();
 
-  EntityTypes const& types_;
   std::filesystem::path file_;
   Log log_;
   Publish publish_;

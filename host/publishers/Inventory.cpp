@@ -70,15 +70,6 @@ Value patched(Value const& current, Node const& node, Place const& place) {
   return record;
 }
 
-// Null when the object has no member of that name.
-Node const* memberOf(Node const& node, String8 const& name) {
-  auto const* const members = node.get<Members>();
-  if (members == nullptr) return nullptr;
-  auto const found = std::lower_bound(members->begin(), members->end(), name,
-                                      [](Member const& member, String8 const& wanted) { return member.name < wanted; });
-  return found != members->end() && found->name == name ? &found->node : nullptr;
-}
-
 class Reader {
  public:
   // Without a saying: all of a directory in which nobody claims anything.
@@ -90,15 +81,19 @@ class Reader {
  private:
   using Claimed = Claims::Node const*;
 
-  // On the way to the speaker's claims, which is not his.
-  void pass(PtrInterface const& base, PtrInterface& wanted, Claims::Node const& claims, std::string const& entity,
-            Node const* node, Scope& scope, Place const& place);
+  // On the way to the speaker's claims, which is not his but that of `owner`, if anybody's.
+  void pass(PtrInterface const& base, PtrInterface& wanted, Claims::Node const& claims, Claims::Owner const* owner,
+            std::string const& entity, Node const& node, Scope& scope, Place const& place);
   void passMember(PtrInterface const& base, PtrInterface& wanted, Slot const& slot, Claims::Node const& claims,
-                  std::string const& entity, Node const* node, Scope& scope, Place const& place);
+                  Claims::Owner const* owner, std::string const& entity, Node const& node, Scope& scope,
+                  Place const& place);
   void passCollection(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute,
-                      Claims::Node const& claims, Node const* node, Scope& scope, Place const& place);
-  // Something stands in the document that no claim of the speaker's lies at or below.
-  void refuseOutside(Claimed claims, Place const& place);
+                      Claims::Node const& claims, Claims::Owner const* owner, Node const& node, Scope& scope,
+                      Place const& place);
+  // Something stands in the document that is another's, or nobody's.
+  void refuseOutside(Claims::Owner const* owner, Place const& place);
+  // Nothing was said of a claim of his.
+  void sayNothing(Claim const& claim);
 
   // A slot that is his, or a member of a collection that is: with what the document has for it, or nothing.
   void own(PtrInterface const& base, PtrInterface& wanted, Slot const& slot, Claimed claims, std::string const& entity,
@@ -126,6 +121,7 @@ class Reader {
   void patchValue(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute, Node const& node,
                   Place const& place);
 
+  Steps stepsOfWanted(PtrInterface const& object) const;
   // The attribute of that name that can be written.
   static ZefAttr const& attributeOf(PtrInterface const& object, String8 const& name, Place const& place);
   // The type of an entity in a directory; where there is none, the place is refused.
@@ -135,100 +131,116 @@ class Reader {
   EntityTypes const& types_;
   Saying const* saying_;
   Change& change_;
+  std::set<Claimed> said_;  // claims of his that the document has
 };
 
 void Reader::read(Node const& document) {
   if (saying_ == nullptr) {
     directory(*change_.wanted, "", document, nullptr, Place());
-  } else {
-    change_.scope = Scope::none();
-    pass(*saying_->inputs, *change_.wanted, saying_->claims.top(), "", &document, change_.scope, Place());
+    return;
+  }
+  change_.scope = Scope::none();
+  pass(*saying_->inputs, *change_.wanted, saying_->claims.top(), nullptr, "", document, change_.scope, Place());
+  if (isPatch()) return;
+  for (Claim const& claim : saying_->his) {
+    Claimed const node = saying_->claims.at(claim.steps);
+    Steps const above(claim.steps.begin(), claim.steps.end() - 1);
+    bool const isWithin = saying_->claims.speakerAt(above) == &saying_->speaker;
+    if (!isWithin && node->waits == saying_->isWaiting && !said_.contains(node)) sayNothing(claim);
   }
 }
 
-void Reader::pass(PtrInterface const& base, PtrInterface& wanted, Claims::Node const& claims, std::string const& entity,
-                  Node const* node, Scope& scope, Place const& place) {
-  auto const leads = [&](Claimed below) { return below != nullptr && below->leadsTo(saying_->speaker); };
-  bool const inDir = isDir(base);
-  auto const entityOf = [&](std::string_view name) {
-    return inDir ? (entity.empty() ? "" : entity + "/") + std::string(name) : std::string();
-  };
-  if (node != nullptr) {
-    forEachMember(*node, place, [&](String8 const& name, Node const& /*below*/, Place const& there) {
-      if (inDir) {
-        entityType(entityOf(name.view()), there);
-      } else {
-        attributeOf(base, name, there);
-      }
-      if (!leads(claims.at(name))) refuseOutside(claims.at(name), there);
-    });
-  }
-  for (auto const& [step, below] : claims.below) {
-    if (!leads(below.get())) continue;
-    Node const* const said = node == nullptr ? nullptr : memberOf(*node, step);
-    if (said == nullptr && isPatch()) continue;
-    Place const there(place, step.view());
-    guarded(there, [&] {
-      ZefAttr const* const attribute = inDir ? nullptr : base.fwkType()->attr(Zef::Name(step));
-      if (attribute != nullptr && attribute->kind() == Kind::collection) {
-        passCollection(base, wanted, *attribute, *below, said, scope, there);
-      } else {
-        Slot const slot = inDir ? Slot{nullptr, step} : Slot{attribute, {}};
-        passMember(base, wanted, slot, *below, entityOf(step.view()), said, scope, there);
-      }
-    });
-  }
+void Reader::pass(PtrInterface const& base, PtrInterface& wanted, Claims::Node const& claims,
+                  Claims::Owner const* owner, std::string const& entity, Node const& node, Scope& scope,
+                  Place const& place) {
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    bool const inDir = isDir(base);
+    std::string const path = inDir ? (entity.empty() ? "" : entity + "/") + name.charPtr() : "";
+    ZefAttr const* attribute = nullptr;
+    if (inDir) {
+      entityType(path, there);
+    } else {
+      attribute = &attributeOf(base, name, there);
+    }
+    Claimed const claimed = claims.at(name);
+    if (claimed == nullptr) {
+      refuseOutside(owner, there);
+    } else if (attribute != nullptr && attribute->kind() == Kind::collection) {
+      passCollection(base, wanted, *attribute, *claimed, owner, below, scope, there);
+    } else {
+      passMember(base, wanted, inDir ? Slot{nullptr, name} : Slot{attribute, {}}, *claimed, owner, path, below, scope,
+                 there);
+    }
+  });
 }
 
 void Reader::passMember(PtrInterface const& base, PtrInterface& wanted, Slot const& slot, Claims::Node const& claims,
-                        std::string const& entity, Node const* node, Scope& scope, Place const& place) {
+                        Claims::Owner const* owner, std::string const& entity, Node const& node, Scope& scope,
+                        Place const& place) {
   if (claims.owner == &saying_->speaker) {
-    if (claims.waits == saying_->toWaiting) own(base, wanted, slot, &claims, entity, node, scope, place);
+    said_.insert(&claims);
+    if (claims.waits == saying_->isWaiting) own(base, wanted, slot, &claims, entity, &node, scope, place);
+    return;
+  }
+  if (claims.owner != nullptr) owner = claims.owner;
+  if (saying_->word == Word::file && owner != nullptr) {  // which has no claims in those of others
+    refuseOutside(owner, place);
     return;
   }
   Ptr<PtrInterface> const object = Vorlin::at(base, slot);
   if (!object) return;  // what is claimed below waits
   auto const counterpart = passed(wanted, slot, *object);
-  pass(*object, *counterpart, claims, entity, node, scope.slots.try_emplace(slot, Scope::none()).first->second, place);
+  pass(*object, *counterpart, claims, owner, entity, node, scope.slots.try_emplace(slot, Scope::none()).first->second,
+       place);
 }
 
 void Reader::passCollection(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute,
-                            Claims::Node const& claims, Node const* node, Scope& scope, Place const& place) {
+                            Claims::Node const& claims, Claims::Owner const* owner, Node const& node, Scope& scope,
+                            Place const& place) {
   if (claims.owner == &saying_->speaker) {
-    if (claims.waits == saying_->toWaiting) ownCollection(base, wanted, attribute, &claims, node, scope, place);
+    said_.insert(&claims);
+    if (claims.waits == saying_->isWaiting) ownCollection(base, wanted, attribute, &claims, &node, scope, place);
     return;
   }
-  std::map<String8, Node const*> said;
-  if (node != nullptr) {
-    forEachMember(*node, place, [&](String8 const& name, Node const& below, Place const& there) {
-      String8 const key = attribute.key(name);
-      Claimed const at = claims.at(key);
-      if (at == nullptr || !at->leadsTo(saying_->speaker)) {
-        refuseOutside(at, there);
-      } else if (!said.emplace(key, &below).second) {
-        there.refuse("it is another spelling of a key that stands there already");
-      }
-    });
-  }
-  for (auto const& [key, below] : claims.below) {
-    if (!below->leadsTo(saying_->speaker)) continue;
-    auto const found = said.find(key);
-    if (found == said.end() && isPatch()) continue;
-    Place const there(place, key.view());
-    guarded(there, [&] {
-      passMember(base, wanted, {&attribute, key}, *below, "", found == said.end() ? nullptr : found->second, scope,
-                 there);
-    });
+  if (claims.owner != nullptr) owner = claims.owner;
+  std::set<String8> said;
+  forEachMember(node, place, [&](String8 const& name, Node const& below, Place const& there) {
+    String8 const key = attribute.key(name);
+    if (!said.insert(key).second) there.refuse("it is another spelling of a key that stands there already");
+    Claimed const claimed = claims.at(key);
+    if (claimed == nullptr) {
+      refuseOutside(owner, there);
+    } else {
+      passMember(base, wanted, {&attribute, key}, *claimed, owner, "", below, scope, there);
+    }
+  });
+}
+
+void Reader::refuseOutside(Claims::Owner const* owner, Place const& place) {
+  if (saying_->word == Word::file) {
+    change_.leftOut.push_back(place.text());
+  } else if (owner != nullptr) {
+    place.refuse(owner->name() + " speaks for it");
+  } else {
+    place.refuse("it is in no claim of " + saying_->speaker.name());
   }
 }
 
-void Reader::refuseOutside(Claimed claims, Place const& place) {
-  if (saying_->word == Word::file) {
-    change_.leftOut.push_back(place.text());
-  } else if (claims != nullptr && claims->owner != nullptr) {
-    place.refuse(claims->owner->name() + " speaks for it");
+void Reader::sayNothing(Claim const& claim) {
+  Steps const way(claim.steps.begin(), claim.steps.begin() + static_cast<std::ptrdiff_t>(claim.owner));
+  Scope* meant = nullptr;
+  auto const counterpart = change_.passTo(saying_->inputs, way, meant);
+  if (!counterpart) return;
+  auto const owner = Vorlin::find(saying_->inputs, way);
+  std::span<String8 const> last = std::span(claim.steps).subspan(claim.owner);
+  Claimed const claimed = saying_->claims.at(claim.steps);
+  if (claim.isCollection) {
+    ownCollection(*owner, *counterpart, *owner->fwkType()->attr(Zef::Name(last.front())), claimed, nullptr, *meant,
+                  Place());
   } else {
-    place.refuse("it is in no claim of " + saying_->speaker.name());
+    std::string entity;
+    for (String8 const& step : claim.steps) entity += (entity.empty() ? "" : "/") + std::string(step.view());
+    own(*owner, *counterpart, *nextSlot(*owner, last), claimed, entity, nullptr, *meant, Place());
   }
 }
 
@@ -239,9 +251,10 @@ void Reader::own(PtrInterface const& base, PtrInterface& wanted, Slot const& slo
   bool const stays = slot.attribute == nullptr && entity.find('/') == std::string::npos;
   bool const isWanted = node != nullptr && !(node->isNull() && isPatch());
   Scope& below = scope.slots[slot];
-  below = object ? all(*object, claims) : Scope();
+  below = {};
   if (!isWanted) Vorlin::atDel(wanted, slot);
   if (!isWanted && !stays) return;
+  if (object && !(isPatch() && isWanted)) below = all(*object, claims);
   Zef::ZefType const& type = slot.attribute == nullptr ? entityType(entity, place) : *slot.attribute->objectType();
   auto const counterpart = Vorlin::atIs(wanted, slot, type);
   if (!isWanted) return;
@@ -297,7 +310,7 @@ bool Reader::isAnothers(Claimed claims) const {
 
 bool Reader::refuseAnothers(Claimed claims, Place const& place) {
   if (!isAnothers(claims)) return false;
-  refuseOutside(claims, place);
+  refuseOutside(claims->owner, place);
   return true;
 }
 
@@ -353,8 +366,7 @@ void Reader::value(PtrInterface& object, ZefAttr const& attribute, Node const& n
 }
 
 void Reader::reference(PtrInterface& object, ZefAttr const& attribute, Node const& node, Place const& place) {
-  Change::Reference reference{{}, &attribute, {}, place.text()};
-  Vorlin::stepsTo(dynamic_cast<Zef::Entity const&>(object), change_.wanted.get(), reference.from);
+  Change::Reference reference{stepsOfWanted(object), &attribute, {}, place.text()};
   if (auto const* list = node.get<List>()) {
     for (Node const& step : *list) {
       auto const* text = step.get<String8>();
@@ -452,10 +464,17 @@ void Reader::patchValue(PtrInterface const& base, PtrInterface& wanted, ZefAttr 
     if (node.isNull()) {
       auto const& name = dynamic_cast<Zef::Entity const&>(base).name();
       attribute.set(wanted, attribute.get(*base.fwkType()->newObject(name)));
+      if (attribute.kind() == Kind::reference) change_.references.push_back({stepsOfWanted(wanted), &attribute, {}, ""});
     } else {
       attribute.set(wanted, patched(attribute.get(base), node, place));
     }
   }
+}
+
+Steps Reader::stepsOfWanted(PtrInterface const& object) const {
+  Steps steps;
+  Vorlin::stepsTo(dynamic_cast<Zef::Entity const&>(object), change_.wanted.get(), steps);
+  return steps;
 }
 
 ZefAttr const& Reader::attributeOf(PtrInterface const& object, String8 const& name, Place const& place) {
@@ -480,7 +499,7 @@ void Change::Reference::refuse() const {
   throw InventoryError(place, "there is nothing at " + steps);
 }
 
-Ptr<PtrInterface> Change::passTo(Ptr<Zef::Dir> const& live, Claims::Steps const& steps, Scope*& meant) {
+Ptr<PtrInterface> Change::passTo(Ptr<Zef::Dir> const& live, Steps const& steps, Scope*& meant) {
   Ptr<PtrInterface> from = live;
   Ptr<PtrInterface> to = wanted;
   meant = &scope;
@@ -502,6 +521,7 @@ Change readChange(Node const& document, EntityTypes const& types, Saying const& 
 
 void refer(Change const& change, Ptr<Zef::Dir> const& inputs) {
   for (Change::Reference const& reference : change.references) {
+    if (reference.to.empty()) continue;
     auto target = Vorlin::find(change.wanted, reference.to);
     if (!target) target = Vorlin::find(inputs, reference.to);
     if (!target) reference.refuse();
@@ -518,7 +538,7 @@ void requireReferences(Change const& change, Vorlin::Merge const& merge, Ptr<Zef
   std::set<PtrInterface const*> going;
   for (auto const& removal : merge.removals()) going.insert(removal.object.get());
   for (Change::Reference const& reference : change.references) {
-    if (Vorlin::find(change.wanted, reference.to)) continue;
+    if (reference.to.empty() || Vorlin::find(change.wanted, reference.to)) continue;
     for (auto at = Zef::dynamicCast<Zef::Entity>(Vorlin::find(inputs, reference.to)); at; at = at->parent()) {
       if (going.contains(at.get())) reference.refuse();
     }

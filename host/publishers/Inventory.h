@@ -16,11 +16,11 @@ namespace Host {
 // What a publisher wants, in no tree: a directory of inputs with what it speaks of and all on the way to it, and how
 // much of that is meant.
 struct Change {
-  // A reference that was read, and where it leads.
+  // A reference that was read, and where it leads; nowhere when it was taken away.
   struct Reference {
-    Claims::Steps from;
+    Steps from;
     Zef::ZefAttr const* attribute = nullptr;
-    Claims::Steps to;
+    Steps to;
     std::string place;
 
     [[noreturn]] void refuse() const;
@@ -34,24 +34,25 @@ struct Change {
 
   // The counterpart of what stands at the steps, as it is, in a change that means nothing on the way there; `meant` is
   // what it means of it. Null when nothing stands there.
-  Zef::Ptr<Zef::PtrInterface> passTo(Zef::Ptr<Zef::Dir> const& live, Claims::Steps const& steps,
+  Zef::Ptr<Zef::PtrInterface> passTo(Zef::Ptr<Zef::Dir> const& live, Steps const& steps,
                                      Vorlin::Scope*& meant);
 };
 
 // Who says something, and to what.
 struct Saying {
   enum class Word {
-    file,   // all of its claims, less what others claim in them
-    set,    // all of its claims
+    file,   // all of his claims, less what others claim in them
+    set,    // all of his claims
     patch,  // a merge patch (RFC 7396)
   };
 
   Word word = Word::set;
   Claims const& claims;
   Claims::Owner const& speaker;
-  Zef::Ptr<Zef::Dir> const& inputs;   // as they are
-  bool toWaiting = false;             // for the claims that wait, and not for those that are live
-  Vorlin::ChangesList changes = {};   // who knows which part is another one
+  std::vector<Claim> const& his;     // claims, of which a file or a set says all there is
+  bool isWaiting = false;            // what is said of those that wait, and not of the others; all are checked to be his
+  Zef::Ptr<Zef::Dir> const& inputs;  // as they are, or as they wait
+  Vorlin::ChangesList changes = {};  // who knows which part is another one
 };
 
 // What a document means. InventoryError when any of it does not fit, or is not the speaker's to say.

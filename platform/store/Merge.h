@@ -85,6 +85,8 @@ class Merge {
   std::vector<Removal> const& removals() const { return removals_; }
   // New objects, and those with a value that differs.
   std::vector<Step> const& steps() const { return steps_; }
+  // Whether there is nothing to be done.
+  bool isNothing() const { return removals_.empty() && steps_.empty() && references_.empty(); }
 
   // Does it. What stands at the same place in both keeps its identity where it is the same thing; otherwise it leaves,
   // and a new one comes in its place. Those who watch hear of all that leaves first, and then of all the rest at once,

@@ -1,0 +1,674 @@
+#include "host/publishers/Publishers.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <utility>
+
+#include "host/Path.h"
+#include "host/Printable.h"
+#include "platform/store/Vorlin.h"
+
+namespace Host {
+
+namespace {
+
+using nlohmann::json;
+using Zef::Ptr;
+using Zef::PtrInterface;
+using Zef::String8;
+
+constexpr std::size_t mostPublishers = 256;  // whose words hold, here or away
+constexpr std::size_t mostClaims = 4096;     // of one publisher
+constexpr std::size_t longestName = 64;
+constexpr double usualLease = 60;     // seconds
+constexpr double longestLease = 86'400;  // seconds
+constexpr double rest = 1;            // seconds until something is tried again that failed
+
+[[noreturn]] void refuse(char const* place, std::string const& reason) { throw InventoryError(place, reason); }
+
+std::string const& fileName() {
+  static std::string const name = "the inventory file";  // no publisher's name has a space
+  return name;
+}
+
+std::string nameOf(Node const& node) {
+  auto const* const text = node.get<String8>();
+  std::string const name = text == nullptr ? "" : text->charPtr();
+  bool const isFit = !name.empty() && name.size() <= longestName && std::all_of(name.begin(), name.end(), [](char c) {
+    return std::isalnum(static_cast<unsigned char>(c)) != 0 || std::string_view("._:@-").find(c) != std::string::npos;
+  });
+  if (!isFit) refuse("publisher", "a name of 1 to 64 letters, digits and ._:@- is needed");
+  return name;
+}
+
+double leaseOf(Node const& node) {
+  auto const* const whole = node.get<std::int64_t>();
+  auto const* const real = node.get<double>();
+  double const seconds = whole != nullptr ? static_cast<double>(*whole) : real != nullptr ? *real : 0;
+  if (!(seconds > 0 && seconds <= longestLease)) refuse("lease", "seconds above 0, up to 86400, are needed");
+  return seconds;
+}
+
+bool withdrawsPartsOf(Node const& node) {
+  auto const* const text = node.get<String8>();
+  if (text == nullptr || !(*text == "keep" || *text == "withdraw")) refuse("parts", "keep or withdraw is needed");
+  return *text == "withdraw";
+}
+
+// Does what cannot be refused any more. What it cannot do twice, the process does not outlive.
+template <class Call>
+void must(Log const& log, Call const& call) {
+  try {
+    call();
+  } catch (...) {
+    try {
+      call();
+    } catch (...) {
+      log(Severity::error, "what is published cannot be served, and the agent ends: " + reasonCaught());
+      std::abort();
+    }
+  }
+}
+
+}  // namespace
+
+Publishers::Publishers(EntityTypes const& types, Bootstrap& system, Ptr<Zef::Clock> const& clock, Log log)
+    : types_(types),
+      system_(system),
+      clock_(clock),
+      log_(std::move(log)),
+      timer_(Zef::make<Timer>(clock, [this] { endThoseSilent(); })),
+      claims_(types),
+      waiting_(emptyInputs(types)) {
+  system_.listenerIs(*this);
+}
+
+Publishers::~Publishers() { timer_->isRegisteredNotifieeIs(false); }
+
+// The file.
+
+std::vector<std::string> Publishers::fileIs(std::string_view text) {
+  Node const document = readDocument(text);
+  if (file_ == nullptr) {
+    file_ = &publishers_.emplace_back();
+    file_->name_ = fileName();
+    file_->withdrawsParts = true;
+    file_->isHere = true;
+  }
+  ++file_->messages;
+  auto const before = file_->claims;
+  for (Member const& member : membersOf(document, Place())) {
+    if (!types_.contains(member.name.charPtr())) continue;  // which the reader refuses
+    Claim const claim = claims_.claimOf(stepOf(member.name.view()));
+    if (claims_.ownerAt(claim.steps) != nullptr) continue;
+    claims_.ownerIs(claim, *file_);
+    file_->claims.push_back(claim);
+  }
+  try {
+    auto leftOut = say(*file_, Saying::Word::file, document);
+    for (Claim const& claim : std::vector(file_->claims)) {
+      if (memberOf(document, claim.steps.front()) != nullptr) continue;
+      claims_.ownerDel(claim.steps);
+      std::erase(file_->claims, claim);
+    }
+    return leftOut;
+  } catch (...) {
+    for (Claim const& claim : file_->claims) {
+      if (std::find(before.begin(), before.end(), claim) == before.end()) claims_.ownerDel(claim.steps);
+    }
+    file_->claims = before;
+    ++file_->refusals;
+    file_->lastRefusal = reasonCaught();
+    throw;
+  }
+}
+
+void Publishers::fileDel() {
+  if (file_ == nullptr) return;
+  must(log_, [this] { end(*file_); });
+  file_ = nullptr;
+}
+
+void Publishers::endAll() {
+  must(log_, [this] {
+    while (!publishers_.empty()) {
+      publishers_.front().withdrawsParts = true;
+      end(publishers_.front());
+    }
+  });
+  file_ = nullptr;
+}
+
+void Publishers::rebuild() {
+  must(log_, [this] { system_.rebuild(); });
+}
+
+// The lines.
+
+void Publishers::came(int client, Peer const& peer) { clients_[client].peer = peer; }
+
+std::string Publishers::answer(int client, std::string_view line) {
+  Client& who = clients_.at(client);
+  struct Answering {
+    explicit Answering(bool& flag) : flag_(flag) { flag_ = true; }
+    ~Answering() { flag_ = false; }
+    bool& flag_;
+  } const answering(isAnswering_);
+  auto const hear = [&] {
+    if (who.publisher == nullptr) return;
+    ++who.publisher->messages;
+    who.publisher->heard = clock_->time();
+  };
+  try {
+    hear();
+    Answer const answer = take(who, readDocument(line));
+    json text{{"ok", true}};
+    if (answer.back) text["back"] = true;
+    if (!answer.waits.empty()) text["waits"] = answer.waits;
+    return text.dump();
+  } catch (InventoryError const& error) {
+    return refusal(who, error.place(), error.reason());
+  } catch (...) {
+    return refusal(who, "", reasonCaught());
+  }
+}
+
+std::string Publishers::refused(int client, std::string const& reason) { return refusal(clients_.at(client), "", reason); }
+
+std::string Publishers::refusal(Client& client, std::string place, std::string const& reason) {
+  // The content of a message begins behind its word.
+  for (std::string_view const word : {"set.", "patch."}) {
+    if (place.starts_with(word)) place.erase(0, word.size());
+  }
+  std::string const what = (place.empty() ? "" : place + ": ") + reason;
+  if (client.publisher != nullptr) {
+    ++client.publisher->refusals;
+    client.publisher->lastRefusal = what;
+    log_(Severity::warning, "refused publisher " + client.publisher->name() + ": " + what);
+  }
+  json text{{"error", reason}};
+  if (!place.empty()) text["place"] = place;
+  return text.dump();
+}
+
+void Publishers::left(int client) {
+  Client const gone = clients_.at(client);
+  clients_.erase(client);
+  if (gone.publisher == nullptr) return;
+  Publisher& publisher = *gone.publisher;
+  publisher.isHere = false;
+  publisher.heard = clock_->time();
+  timer_->withinIs(publisher.lease);
+  log_(Severity::info, "publisher " + publisher.name() + " has left; its word holds for " +
+                           Zef::format("%g", publisher.lease).charPtr() + " s");
+}
+
+Publishers::Answer Publishers::take(Client& client, Node const& message) {
+  auto const& members = membersOf(message, Place());
+  if (memberOf(message, "publisher") != nullptr) return greet(client, message);
+  if (members.size() != 1) refuse("", "one of publisher, set, patch, alive and bye is needed");
+  String8 const& word = members.front().name;
+  Node const& content = members.front().node;
+  bool const isSet = word == "set";
+  bool const isSign = word == "alive" || word == "bye";
+  if (!isSet && !isSign && !(word == "patch")) refuse(word.charPtr(), "no such word");
+  if (client.publisher == nullptr) {
+    refuse("", client.wasGreeted ? "its lease is over: greet again" : "a greeting is needed first: publisher, claims");
+  }
+  if (isSign) {
+    auto const* const flag = content.get<bool>();
+    if (flag == nullptr || !*flag) refuse(word.charPtr(), "true is needed");
+  }
+  Publisher& publisher = *client.publisher;
+  if (word == "alive") return {};
+  if (word == "bye") {
+    log_(Severity::info, "publisher " + publisher.name() + " withdraws what it said");
+    end(publisher);
+    client.wasGreeted = false;
+    return {};
+  }
+  say(publisher, isSet ? Saying::Word::set : Saying::Word::patch, content);
+  return {false, waitsOf(publisher)};
+}
+
+Publishers::Answer Publishers::greet(Client& client, Node const& message) {
+  if (client.publisher != nullptr) refuse("publisher", "it has greeted already, as " + client.publisher->name());
+  Publisher said;
+  std::vector<Claim> claims;
+  said.lease = usualLease;
+  for (Member const& member : membersOf(message, Place())) {
+    if (member.name == "publisher") {
+      said.name_ = nameOf(member.node);
+    } else if (member.name == "lease") {
+      said.lease = leaseOf(member.node);
+    } else if (member.name == "parts") {
+      said.withdrawsParts = withdrawsPartsOf(member.node);
+    } else if (member.name == "claims") {
+      auto const* const paths = member.node.get<List>();
+      if (paths == nullptr || paths->empty() || paths->size() > mostClaims)
+        refuse("claims", "a list of 1 to 4096 paths is needed");
+      for (Node const& path : *paths) {
+        auto const* const text = path.get<String8>();
+        if (text == nullptr) refuse("claims", std::string("a path is needed, not ") + kindOf(path));
+        claims.push_back(claims_.claimOf(text->view()));
+      }
+    } else {
+      refuse(member.name.charPtr(), "no such word in a greeting");
+    }
+  }
+  if (claims.empty()) refuse("claims", "a list of paths is needed");
+  Publisher* publisher = publisherOf(said.name());
+  if (publisher != nullptr && publisher->isHere)
+    refuse("publisher", said.name() + " is here already, as process " + std::to_string(publisher->peer.pid));
+  if (publisher != nullptr && publisher->peer.uid != client.peer.uid)
+    refuse("publisher", said.name() + " is user " + std::to_string(publisher->peer.uid) + "'s until its lease is over");
+  if (publisher == nullptr && publishers_.size() >= mostPublishers) refuse("publisher", "256 publishers are there already");
+  requireFree(publisher, said.name(), claims);
+
+  Answer const answer{publisher != nullptr, {}};
+  if (publisher != nullptr) {
+    std::vector<Claim> dropped;
+    for (Claim const& claim : publisher->claims) {
+      if (std::find(claims.begin(), claims.end(), claim) == claims.end()) dropped.push_back(claim);
+    }
+    if (!dropped.empty()) withdraw(*publisher, dropped, publisher->withdrawsParts);
+  } else {
+    publisher = &publishers_.emplace_back();
+    publisher->name_ = said.name();
+  }
+  publisher->peer = client.peer;
+  publisher->lease = said.lease;
+  publisher->withdrawsParts = said.withdrawsParts;
+  publisher->heard = clock_->time();
+  publisher->isHere = true;
+  ++publisher->messages;
+  std::string paths;
+  for (Claim const& claim : claims) {
+    paths += (paths.empty() ? "" : ", ") + Claims::pathOf(claim.steps);
+    if (claims_.ownerAt(claim.steps) == publisher) continue;
+    if (file_ != nullptr) std::erase(file_->claims, claim);
+    waitsIs(claims_.ownerIs(claim, *publisher), !ownerOf(system_.inputs(), claim));
+    publisher->claims.push_back(claim);
+  }
+  client.publisher = publisher;
+  client.wasGreeted = true;
+  timer_->withinIs(publisher->lease);
+  log_(Severity::info, "publisher " + publisher->name() + (answer.back ? " is back" : " has come") + " (user " +
+                           std::to_string(client.peer.uid) + ", process " + std::to_string(client.peer.pid) + "), for " +
+                           printable(paths));
+  return answer;
+}
+
+Publishers::Publisher* Publishers::publisherOf(std::string const& name) {
+  auto const found = std::find_if(publishers_.begin(), publishers_.end(),
+                                  [&](Publisher const& publisher) { return publisher.name() == name; });
+  return found == publishers_.end() ? nullptr : &*found;
+}
+
+void Publishers::requireFree(Publisher const* publisher, std::string const& name,
+                             std::vector<Claim> const& claims) const {
+  std::set<Steps> own;
+  for (Claim const& claim : claims) {
+    std::string const path = Claims::pathOf(claim.steps);
+    if (!own.insert(claim.steps).second) refuse(path.c_str(), "it stands there twice");
+    auto const* const owner = claims_.ownerAt(claim.steps);
+    if (owner != nullptr && owner != publisher && owner != file_)
+      refuse(path.c_str(), owner->name() + " claims it already");
+  }
+  // Who is met on the way from the top to a place, with these claims in it.
+  auto const requireNoneBetween = [&](Steps const& steps) {
+    std::vector<std::string> met;
+    for (std::size_t size = 1; size <= steps.size(); ++size) {
+      Steps const at(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(size));
+      auto const* const owner = claims_.ownerAt(at);
+      std::string const who = own.contains(at)                             ? name
+                              : owner == nullptr || owner == publisher ? ""
+                                                                           : owner->name();
+      if (who.empty() || (!met.empty() && met.back() == who)) continue;
+      if (std::find(met.begin(), met.end(), who) != met.end())
+        refuse(Claims::pathOf(steps).c_str(), met.back() + " would stand between two claims of " + who);
+      met.push_back(who);
+    }
+  };
+  for (Steps const& steps : own) {
+    requireNoneBetween(steps);
+    std::function<void(Claims::Node const&)> const below = [&](Claims::Node const& node) {
+      if (node.owner != nullptr) requireNoneBetween(node.claim.steps);
+      for (auto const& [step, next] : node.below) below(*next);
+    };
+    if (auto const* const node = claims_.at(steps)) below(*node);
+  }
+}
+
+// The end of a word.
+
+void Publishers::withdraw(Publisher& publisher, std::vector<Claim> const& claims, bool parts) {
+  std::vector<Claim> ended;
+  std::copy_if(claims.begin(), claims.end(), std::back_inserter(ended),
+               [parts](Claim const& claim) { return parts || !claim.isPart; });
+  Node const nothing{Members()};
+  Change const change = readChange(
+      nothing, types_, {Saying::Word::set, claims_, publisher, ended, false, system_.inputs(), system_.changes()});
+  auto merge = system_.planned(*change.wanted, change.scope);
+  publish(change, merge, &publisher);
+  for (Claim const& claim : claims) {
+    waitingDel(claim);
+    waitsIs(*claims_.at(claim.steps), false);
+    claims_.ownerDel(claim.steps);
+    std::erase(publisher.claims, claim);
+  }
+  settle();
+}
+
+void Publishers::end(Publisher& publisher) {
+  withdraw(publisher, std::vector(publisher.claims), publisher.withdrawsParts);
+  for (auto& [number, client] : clients_) {
+    if (client.publisher == &publisher) client.publisher = nullptr;
+  }
+  publishers_.remove_if([&](Publisher const& each) { return &each == &publisher; });
+}
+
+void Publishers::endThoseSilent() {
+  // What was said meanwhile has not been read.
+  if (isAnswering_) {
+    timer_->withinIs(rest);
+    return;
+  }
+  double const now = clock_->time();
+  for (auto at = publishers_.begin(); at != publishers_.end();) {
+    Publisher& publisher = *at++;
+    if (&publisher == file_) continue;
+    double const left = publisher.heard + publisher.lease - now;
+    if (left > 0) {
+      timer_->withinIs(left);
+      continue;
+    }
+    log_(Severity::warning, "publisher " + publisher.name() + " has been silent for " +
+                                Zef::format("%g", publisher.lease).charPtr() + " s: what it said is withdrawn");
+    try {
+      end(publisher);
+    } catch (...) {
+      log_(Severity::error, "publisher " + publisher.name() + ": " + reasonCaught());
+      timer_->withinIs(rest);
+    }
+  }
+}
+
+// What is said.
+
+std::vector<std::string> Publishers::say(Publisher const& publisher, Saying::Word word, Node const& content) {
+  // What waits though its place is there was in the way of something, and may be so no more.
+  std::vector<Claims::Node*> tried;
+  bool doesAnyWait = false;
+  for (auto const& [steps, node] : waits_) {
+    if (node->owner != &publisher) continue;
+    if (word != Saying::Word::patch && ownerOf(system_.inputs(), node->claim)) {
+      tried.push_back(node);
+    } else {
+      doesAnyWait = true;
+      node->isHeldBack = false;
+      waitingOwnerIs(node->claim);
+    }
+  }
+  for (Claims::Node* node : tried) waitsIs(*node, false);
+  try {
+    Saying saying{word, claims_, publisher, publisher.claims, false, system_.inputs(), system_.changes()};
+    Change const change = readChange(content, types_, saying);
+    refer(change, system_.inputs());
+    Change later{nullptr, {}, {}, {}};
+    if (doesAnyWait) {
+      later = readChange(content, types_,
+                         {word, claims_, publisher, publisher.claims, true, waiting_, system_.changes()});
+      Names().check(Vorlin::Merge(*waiting_, *later.wanted, later.scope));
+    }
+    auto merge = system_.planned(*change.wanted, change.scope);
+    requireReferences(change, merge, system_.inputs());
+
+    // From here on it is taken.
+    if (later.wanted) must(log_, [&] { Vorlin::Merge(*waiting_, *later.wanted, later.scope).make(); });
+    publish(change, merge, &publisher);
+    must(log_, [&] {
+      for (Claims::Node const* node : tried) waitingDel(node->claim);
+      if (word != Saying::Word::patch) {
+        for (Claim const& claim : publisher.claims) {
+          references_.forget(claim.steps, [&](Steps const& from) { return claims_.speakerAt(from) == &publisher; });
+        }
+      }
+      for (auto const& reference : change.references)
+        references_.referenceIs({reference.from, reference.attribute, reference.to});
+    });
+    settle();
+    return change.leftOut;
+  } catch (...) {
+    for (Claims::Node* node : tried) waitsIs(*node, true);
+    throw;
+  }
+}
+
+void Publishers::publish(Change const& change, Vorlin::Merge& merge, Claims::Owner const* speaker) {
+  if (merge.isNothing()) return;
+  speaker_ = speaker;
+  std::string trouble;
+  try {
+    trouble = system_.publish(merge, *change.wanted, change.scope);
+  } catch (...) {
+    log_(Severity::error, "what is published cannot be served, and the agent ends: " + reasonCaught());
+    std::abort();
+  }
+  speaker_ = nullptr;
+  if (trouble.empty()) return;
+  log_(Severity::warning, "all was built anew: " + printable(trouble));
+  references_.touchAll();
+}
+
+void Publishers::settle() {
+  must(log_, [this] {
+    try {
+      do {
+        mendReferences();
+      } while (bringInWhatWaited());
+    } catch (...) {
+      references_.touchAll();
+      throw;
+    }
+  });
+}
+
+void Publishers::mendReferences() {
+  for (auto const& reference : references_.takeTouched()) {
+    Change change{Zef::make<Zef::Dir>("input"), Vorlin::Scope::none(), {}, {}};
+    Vorlin::Scope* meant = nullptr;
+    auto const from = change.passTo(system_.inputs(), reference.from, meant);
+    auto const to = Vorlin::find(system_.inputs(), reference.to);
+    references_.looseIs(reference, !to);
+    if (!from) continue;
+    try {
+      reference.attribute->set(*from, to ? Zef::Value(to) : Zef::Value());
+    } catch (Zef::RangeException const&) {  // what has come is of another kind
+      reference.attribute->set(*from, {});
+    }
+    *meant = {true, false, {}, {}};
+    auto merge = system_.planned(*change.wanted, change.scope);
+    publish(change, merge, nullptr);
+  }
+}
+
+bool Publishers::bringInWhatWaited() {
+  bool const isAnyNameFree = std::exchange(havePartsChanged_, false);
+  std::vector<Claims::Node*> ready;
+  for (auto const& [steps, node] : waits_) {
+    if ((isAnyNameFree || !node->isHeldBack) && ownerOf(system_.inputs(), node->claim)) ready.push_back(node);
+  }
+  // One may be what another one stands in.
+  return std::count_if(ready.begin(), ready.end(), [this](Claims::Node* node) { return bringIn(*node); }) != 0;
+}
+
+bool Publishers::bringIn(Claims::Node& node) {
+  auto const from = ownerOf(waiting_, node.claim);
+  if (from && isAnythingWaiting(node.claim)) {
+    Change change{Zef::make<Zef::Dir>("input"), Vorlin::Scope::none(), {}, {}};
+    Vorlin::Scope* meant = nullptr;
+    Steps const way(node.claim.steps.begin(),
+                    node.claim.steps.begin() + static_cast<std::ptrdiff_t>(node.claim.owner));
+    auto const to = change.passTo(system_.inputs(), way, meant);
+    auto const scope = scopeOf(*from, node.claim);
+    try {
+      Vorlin::Merge(*to, *from, scope).make();
+      *meant = scope;
+      auto merge = system_.planned(*change.wanted, change.scope);
+      publish(change, merge, nullptr);
+    } catch (InventoryError const& error) {
+      if (!node.isHeldBack)
+        log_(Severity::warning, node.owner->name() + " goes on waiting at " + Claims::placeOf(node.claim.steps) + ": " +
+                                    error.what());
+      node.isHeldBack = true;
+      return false;
+    }
+    waitingDel(node.claim);
+  }
+  waitsIs(node, false);
+  return true;
+}
+
+// What waits.
+
+void Publishers::waitsIs(Claims::Node& node, bool waits) {
+  node.waits = waits;
+  node.isHeldBack = false;
+  if (waits) {
+    waits_[node.claim.steps] = &node;
+  } else {
+    waits_.erase(node.claim.steps);
+  }
+}
+
+std::vector<std::string> Publishers::waitsOf(Publisher const& publisher) const {
+  std::vector<std::string> places;
+  for (auto const& [steps, node] : waits_) {
+    if (node->owner == &publisher && isAnythingWaiting(node->claim)) places.push_back(Claims::placeOf(steps));
+  }
+  return places;
+}
+
+Ptr<PtrInterface> Publishers::ownerOf(Ptr<Zef::Dir> const& inputs, Claim const& claim) {
+  return Vorlin::find(inputs, std::span(claim.steps).first(claim.owner));
+}
+
+Vorlin::Scope Publishers::scopeOf(PtrInterface const& owner, Claim const& claim) {
+  auto scope = Vorlin::Scope::none();
+  std::span<String8 const> const last = std::span(claim.steps).subspan(claim.owner);
+  auto const* const attribute =
+      dynamic_cast<Zef::Dir const*>(&owner) != nullptr ? nullptr : owner.fwkType()->attr(Zef::Name(last.front()));
+  if (claim.isCollection) {
+    for (String8 const& key : attribute->keys(owner)) scope.slots[{attribute, key}] = {};
+  } else if (attribute == nullptr) {
+    scope.slots[{nullptr, last.front()}] = {};
+  } else {
+    scope.slots[{attribute, last.size() == 1 ? String8() : last[1]}] = {};
+  }
+  return scope;
+}
+
+PtrInterface& Publishers::waitingOwnerIs(Claim const& claim) {
+  Ptr<PtrInterface> object = waiting_;
+  std::string entity;
+  for (std::size_t at = 0; at != claim.owner;) {
+    String8 const& step = claim.steps[at++];
+    if (dynamic_cast<Zef::Dir const*>(object.get()) != nullptr) {
+      entity += (entity.empty() ? "" : "/") + std::string(step.view());
+      object = Vorlin::atIs(*object, {nullptr, step}, *types_.at(entity));
+      continue;
+    }
+    auto const* const attribute = object->fwkType()->attr(Zef::Name(step));
+    bool const isCollection = attribute->kind() == Zef::ZefAttr::Kind::collection;
+    object = Vorlin::atIs(*object, {attribute, isCollection ? claim.steps[at++] : String8()}, *attribute->objectType());
+  }
+  return *object;
+}
+
+bool Publishers::isAnythingWaiting(Claim const& claim) const {
+  if (!claims_.at(claim.steps)->waits) return false;
+  auto const owner = ownerOf(waiting_, claim);
+  if (!owner) return false;
+  auto const scope = scopeOf(*owner, claim);
+  return std::any_of(scope.slots.begin(), scope.slots.end(),
+                     [&](auto const& slot) { return static_cast<bool>(Vorlin::at(*owner, slot.first)); });
+}
+
+void Publishers::waitingDel(Claim const& claim) {
+  auto const owner = ownerOf(waiting_, claim);
+  if (!owner) return;
+  for (auto const& [slot, scope] : scopeOf(*owner, claim).slots) Vorlin::atDel(*owner, slot);
+}
+
+// What happens to the live objects.
+
+void Publishers::going(PtrInterface const& object) {
+  Steps const steps = stepsTo(object);
+  references_.going(steps);
+  havePartsChanged_ = true;
+  Claims::Node* const top = claims_.at(steps);
+  if (top == nullptr) return;
+  std::function<void(Claims::Node&)> const keep = [&](Claims::Node& node) {
+    if (node.owner != nullptr && node.owner != speaker_ && !node.waits) {
+      if (auto const from = ownerOf(system_.inputs(), node.claim))
+        Vorlin::Merge(waitingOwnerIs(node.claim), *from, scopeOf(*from, node.claim)).make();
+      waitsIs(node, true);
+    }
+    for (auto const& [step, below] : node.below) keep(*below);
+  };
+  for (auto const& [step, below] : top->below) keep(*below);
+}
+
+void Publishers::staying(PtrInterface const& live, PtrInterface const& /*wanted*/) {
+  if (dynamic_cast<EntityMib::PhysicalEntity const*>(&live) != nullptr) havePartsChanged_ = true;
+}
+
+void Publishers::came(PtrInterface const& object) {
+  if (references_.areAnyLoose()) references_.came(stepsTo(object));
+}
+
+Steps Publishers::stepsTo(PtrInterface const& object) const {
+  Steps steps;
+  if (auto const* const entity = dynamic_cast<Zef::Entity const*>(&object))
+    Vorlin::stepsTo(*entity, system_.inputs().get(), steps);
+  return steps;
+}
+
+// Who is there.
+
+std::vector<Publishers::Described> Publishers::described() const {
+  std::function<std::size_t(PtrInterface const&)> const countOf = [&](PtrInterface const& object) {
+    std::size_t count = 1;
+    if (auto const* const dir = dynamic_cast<Zef::Dir const*>(&object)) {
+      for (auto const& entity : dir->entities()) count += countOf(*entity);
+    }
+    Zef::forEachChild(object, [&](PtrInterface& child, Zef::ZefAttr const&, String8 const&) { count += countOf(child); });
+    return count;
+  };
+  std::vector<Described> all;
+  for (Publisher const& publisher : publishers_) {
+    Described each{publisher.name(), publisher.isHere ? "here" : "away", {}, publisher.lease, 0, publisher.messages,
+                   publisher.refusals, publisher.lastRefusal, 0, {}};
+    if (&publisher != file_) each.leaseLeft = std::max(0.0, publisher.heard + publisher.lease - clock_->time());
+    for (Claim const& claim : publisher.claims) {
+      each.claims.push_back(Claims::pathOf(claim.steps));
+      auto const owner = ownerOf(system_.inputs(), claim);
+      if (!owner) continue;
+      for (auto const& [slot, scope] : scopeOf(*owner, claim).slots) {
+        auto const object = Vorlin::at(*owner, slot);
+        // An input is no part and no record.
+        if (object) each.rows += countOf(*object) - (slot.attribute == nullptr && claim.owner == 0 ? 1 : 0);
+      }
+    }
+    each.waits = waitsOf(publisher);
+    all.push_back(each);
+  }
+  std::sort(all.begin(), all.end(), [](Described const& one, Described const& other) { return one.name < other.name; });
+  return all;
+}
+
+}  // namespace Host
