@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "host/Path.h"
+#include "host/publishers/Publishers.h"
 #include "platform/scrivo/Scrivo.h"
 #include "platform/store/Vorlin.h"
 #include "runtime/reflection/Introspection.h"
@@ -154,14 +155,49 @@ std::string typesText(std::vector<String8> const& steps) {
   return steps.size() == 1 ? text + std::string(end) : refused("there is no such type");
 }
 
+std::string listOf(std::vector<std::string> const& texts) {
+  std::string list;
+  for (std::string const& text : texts)
+    list += (list.empty() ? "" : ", ") + std::string(Zef::valueToStrep(String8(text.c_str())).view());
+  return "[" + list + "]";
+}
+
+// All publishers, or what is known of the one that the path names.
+std::string publishersText(Publishers const& publishers, std::vector<String8> const& steps) {
+  std::string text;
+  for (auto const& each : publishers.described()) {
+    if (steps.size() == 1) text += line(each.name, {"member", each.state});
+    if (steps.size() != 2 || !(steps[1] == each.name.c_str())) continue;
+    auto const value = [&text](char const* name, char const* type, std::string const& of) {
+      text += line(name, {"value", type, of});
+    };
+    auto const words = [&](char const* name, std::string const& of) {
+      value(name, "Zef::String8", Zef::valueToStrep(String8(of.c_str())).charPtr());
+    };
+    words("state", each.state);
+    value("claims", "list", listOf(each.claims));
+    value("lease", "double", Zef::format("%g", each.lease).charPtr());
+    value("leaseLeft", "double", Zef::format("%.1f", each.leaseLeft).charPtr());
+    value("messages", "U64", std::to_string(each.messages));
+    value("refusals", "U64", std::to_string(each.refusals));
+    words("lastRefusal", each.lastRefusal);
+    value("rows", "U64", std::to_string(each.rows));
+    value("waits", "list", listOf(each.waits));
+    return text + std::string(end);
+  }
+  return steps.size() == 1 ? text + std::string(end) : refused("there is no such publisher");
+}
+
 }  // namespace
 
-Inspection::Inspection(Ptr<Zef::Dir> store, Root root) : store_(std::move(store)), root_(std::move(root)) {}
+Inspection::Inspection(Ptr<Zef::Dir> store, Root root, Publishers const* publishers)
+    : store_(std::move(store)), root_(std::move(root)), publishers_(publishers) {}
 
 std::string Inspection::answer(std::string_view path) const {
   std::vector<String8> steps = stepsOf(path);
   if (steps.size() == 1 && steps[0] == "trace") return traceText();
   if (!steps.empty() && steps[0] == "types") return typesText(steps);
+  if (publishers_ != nullptr && !steps.empty() && steps[0] == "publishers") return publishersText(*publishers_, steps);
   Ptr<PtrInterface> from = store_;
   if (!steps.empty() && steps[0] == "root") {
     from = root_();
