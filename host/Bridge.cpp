@@ -110,15 +110,14 @@ void ClockAlarm::onAlarm(unsigned /*alarm*/, void* clockAlarm) {
 }
 
 TraceLog::TraceLog(Zef::Ptr<Zef::Clock> const& clock)
-    : timer_(Zef::make<Timer>(clock, [this] { tell(timer_->notifier()->time()); })) {
+    : statements_(clock, fewLines, [](std::string const& statement, unsigned leftOut) {
+        agentLog(Severity::warning,
+                 statement + ": ... and " + std::to_string(leftOut) + " more like these, which are left out");
+      }) {
   Zef::traceSinkIs([this](unsigned level, std::string const& line) { trace(level, line); });
 }
 
-TraceLog::~TraceLog() {
-  Zef::traceSinkIs(nullptr);
-  timer_->isRegisteredNotifieeIs(false);
-  tell(Zef::Clock::never);
-}
+TraceLog::~TraceLog() { Zef::traceSinkIs(nullptr); }
 
 void TraceLog::trace(unsigned level, std::string const& line) {
   // "HANDLE/LEVEL OBJECT FILE:LINE FUNCTION: TEXT"; only the text carries foreign words.
@@ -131,26 +130,7 @@ void TraceLog::trace(unsigned level, std::string const& line) {
     snmp_log(LOG_DEBUG, "orvane: %s\n", shown.c_str());
     return;
   }
-  double const now = timer_->notifier()->time();
-  auto const [second, isNew] = statements_.try_emplace(statement, Second{now, 0});
-  if (++second->second.lines <= fewLines) agentLog(Severity::warning, shown);
-  if (isNew) timer_->withinIs(1);
-}
-
-void TraceLog::tell(double now) {
-  for (auto at = statements_.begin(); at != statements_.end();) {
-    auto const& [statement, second] = *at;
-    if (now - second.began < 1) {
-      timer_->withinIs(second.began + 1 - now);
-      ++at;
-      continue;
-    }
-    if (second.lines > fewLines) {
-      agentLog(Severity::warning, statement + ": ... and " + std::to_string(second.lines - fewLines) +
-                                      " more like these, which are left out");
-    }
-    at = statements_.erase(at);
-  }
+  if (statements_.passes(statement)) agentLog(Severity::warning, shown);
 }
 
 Bridge::Bridge(Zef::Ptr<Zef::Clock> const& clock) : traces_(clock) {

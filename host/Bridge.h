@@ -5,6 +5,7 @@
 #include <string>
 
 #include "host/EventLoop.h"
+#include "host/LineLimit.h"
 #include "host/Log.h"
 #include "host/Timer.h"
 #include "runtime/reactors/Clock.h"
@@ -54,16 +55,7 @@ class TraceLog {
   void trace(unsigned level, std::string const& line);
 
  private:
-  struct Second {
-    double began = 0;
-    unsigned lines = 0;
-  };
-
-  // Says how many were left out of the seconds that are over by then.
-  void tell(double now);
-
-  Zef::Ptr<Timer> timer_;
-  std::map<std::string, Second> statements_;  // by what stands before their texts
+  LineLimit statements_;  // by what stands before their texts
 };
 
 // Puts the process's trace, failed assertions and file descriptors into the agent's hands: its log takes the lines, its

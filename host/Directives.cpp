@@ -119,6 +119,7 @@ Directives::Directive const Directives::table[] = {
     {"orvaneInventory", "FILE", &Directives::inventory},
     {"orvaneNotification", "NAME enable|disable", &Directives::notification},
     {"orvaneInspect", "SOCKET", &Directives::inspect},
+    {"orvanePublish", "SOCKET [MODE [GROUP]]", &Directives::publish},
     {"orvaneSupervisorSlot", "N", &Directives::supervisorSlot},
     {"orvaneTrace", "HANDLE/LEVELS", &Directives::trace},
 };
@@ -163,6 +164,21 @@ void Directives::notification(std::vector<std::string> const& words) {
 }
 
 void Directives::inspect(std::vector<std::string> const& words) { pathIs(settings_.inspect, "SOCKET", words); }
+
+void Directives::publish(std::vector<std::string> const& words) {
+  if (words.empty() || words.size() > 3) refuse("SOCKET [MODE [GROUP]] is needed");
+  SocketAccess access;
+  if (words.size() > 1) {
+    std::string const& text = words[1];
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), access.mode, 8);
+    if (error != std::errc() || end != text.data() + text.size()) refuse("\"" + text + "\" is no octal mode, such as 0660");
+    if ((access.mode & ~0666U) != 0 || (access.mode & 0600U) != 0600U)
+      refuse("the mode " + text + " is not between 0600 and 0666");
+  }
+  if (words.size() > 2) access.group = words[2];
+  pathIs(settings_.publish, "SOCKET", {words[0]});
+  settings_.publishAccess = access;
+}
 
 void Directives::supervisorSlot(std::vector<std::string> const& words) {
   constexpr unsigned last = 64;

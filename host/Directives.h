@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/UnixListener.h"
 #include "runtime/kit/Types.h"
 
 namespace Host {
@@ -19,6 +20,8 @@ inline constexpr std::array notificationNames{"entConfigChange", "entStateOperEn
 struct Settings {
   std::filesystem::path inventory;            // empty: no switch is described
   std::filesystem::path inspect;              // the socket of the inspection; empty: there is none
+  std::filesystem::path publish;              // the socket of the publishers; empty: there is none
+  SocketAccess publishAccess;                 // who may connect to it
   std::map<std::string, bool> notifications;  // the names that a line gives
   std::map<std::string, U32> traceLevels;     // handle to a mask of levels
   unsigned supervisorSlot = 1;                // where the supervisor stands that the agent runs on
@@ -37,6 +40,7 @@ void startTraces();
 //   orvaneNotification NAME enable|disable      entConfigChange, entStateOperEnabled, entStateOperDisabled or
 //                                               kelvraEntSensorAlarm
 //   orvaneInspect SOCKET                        an absolute path
+//   orvanePublish SOCKET [MODE [GROUP]]         an absolute path, an octal mode, a name or number; 0600 without them
 //   orvaneSupervisorSlot N                      1 to 64; 1 without this line
 //   orvaneTrace HANDLE/LEVELS                   Orvane, Snmp or Zef; such as 0,8-9
 //
@@ -68,6 +72,7 @@ class Directives {
   void inventory(std::vector<std::string> const& words);
   void notification(std::vector<std::string> const& words);
   void inspect(std::vector<std::string> const& words);
+  void publish(std::vector<std::string> const& words);
   void supervisorSlot(std::vector<std::string> const& words);
   void trace(std::vector<std::string> const& words);
 

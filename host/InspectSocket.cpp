@@ -13,10 +13,8 @@ namespace {
 
 constexpr std::size_t maxClients = 8;
 constexpr std::size_t maxLine = 4096;
-constexpr double retryInterval = 0.05;  // seconds between attempts to send the rest of an answer
-constexpr double nextTurn = 0.001;      // seconds: what is due at once is run before clients are looked at
-constexpr double patience = 5.0;        // seconds for which a client may take nothing of it
-constexpr double mayIdle = 60.0;        // seconds for which a client keeps its place from others without asking
+constexpr double nextTurn = 0.001;  // seconds: what is due at once is run before clients are looked at
+constexpr double mayIdle = 60.0;    // seconds for which a client keeps its place from others without asking
 
 }  // namespace
 
@@ -27,7 +25,7 @@ InspectSocket::InspectSocket(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock,
       log_(std::move(log)),
       timer_(Zef::make<Timer>(clock, [this] { retry(); })),
       listener_(
-          loop, clock, std::move(path), [this](int fd) { enter(fd); }, log_) {}
+          loop, clock, std::move(path), {}, [this](int fd) { enter(fd); }, log_) {}
 
 InspectSocket::~InspectSocket() {
   while (!clients_.empty()) drop(clients_.begin()->first, nullptr);
@@ -39,14 +37,14 @@ void InspectSocket::enter(int fd) {
     close(fd);
     return;
   }
-  clients_[fd].progress = timer_->notifier()->time();
+  clients_[fd].out.progress = timer_->notifier()->time();
 }
 
 void InspectSocket::dropIdle() {
   auto const idlest = std::min_element(clients_.begin(), clients_.end(), [](auto const& left, auto const& right) {
-    return left.second.progress < right.second.progress;
+    return left.second.out.progress < right.second.out.progress;
   });
-  if (timer_->notifier()->time() - idlest->second.progress > mayIdle)
+  if (timer_->notifier()->time() - idlest->second.out.progress > mayIdle)
     drop(idlest->first, "another one needs its place");
 }
 
@@ -70,17 +68,17 @@ void InspectSocket::read(int fd) {
 void InspectSocket::serve(int fd) {
   Client& client = clients_.at(fd);
   std::size_t const newline = client.in.find('\n');
-  if (client.out.empty() && newline != std::string::npos) {
+  if (client.out.text.empty() && newline != std::string::npos) {
     std::string const path = client.in.substr(0, newline);
     client.in.erase(0, newline + 1);
-    client.out = inspection_.answer(path);
-    client.progress = timer_->notifier()->time();
+    client.out.text = inspection_.answer(path);
+    client.out.progress = timer_->notifier()->time();
     if (!send(fd, client)) {
       drop(fd, "it is gone");
       return;
     }
   }
-  if (client.in.find('\n') != std::string::npos && client.out.empty()) timer_->withinIs(nextTurn);
+  if (client.in.find('\n') != std::string::npos && client.out.text.empty()) timer_->withinIs(nextTurn);
   // What has no answer yet must stay within reason.
   if (client.in.size() > maxLine) {
     drop(fd, "it sends more than it reads");
@@ -90,14 +88,8 @@ void InspectSocket::serve(int fd) {
 }
 
 bool InspectSocket::send(int fd, Client& client) {
-  ssize_t const size = ::send(fd, client.out.data(), client.out.size(), MSG_NOSIGNAL);
-  if (size < 0) {
-    if (errno != EAGAIN && errno != EINTR) return false;
-  } else if (size > 0) {
-    client.out.erase(0, static_cast<std::size_t>(size));
-    client.progress = timer_->notifier()->time();
-  }
-  if (!client.out.empty()) timer_->withinIs(retryInterval);
+  if (!client.out.send(fd, timer_->notifier()->time())) return false;
+  if (!client.out.text.empty()) timer_->withinIs(Outgoing::retryInterval);
   return true;
 }
 
@@ -108,11 +100,11 @@ void InspectSocket::retry() {
   }
   for (int const fd : waiting) {
     Client& client = clients_.at(fd);
-    if (!client.out.empty() && !send(fd, client)) {
+    if (!client.out.text.empty() && !send(fd, client)) {
       drop(fd, "it is gone");
-    } else if (client.out.empty()) {
+    } else if (client.out.text.empty()) {
       serve(fd);
-    } else if (timer_->notifier()->time() - client.progress > patience) {
+    } else if (timer_->notifier()->time() - client.out.progress > Outgoing::patience) {
       drop(fd, "it does not read");
     }
   }

@@ -7,6 +7,7 @@
 #include "host/EventLoop.h"
 #include "host/Inspection.h"
 #include "host/Log.h"
+#include "host/Outgoing.h"
 #include "host/Timer.h"
 #include "host/UnixListener.h"
 
@@ -29,11 +30,10 @@ class InspectSocket {
  private:
   struct Client {
     std::string in;
-    std::string out;
-    double progress = 0;  // when it came, asked something, or last took something of `out`
-    bool ended = false;   // it will send no more
+    Outgoing out;        // its progress: when the client came, asked something, or last took something
+    bool ended = false;  // it will send no more
 
-    bool isServed() const { return out.empty() && in.find('\n') == std::string::npos; }
+    bool isServed() const { return out.text.empty() && in.find('\n') == std::string::npos; }
   };
 
   void enter(int fd);

@@ -40,13 +40,13 @@ void Plugin::settingsAre(Settings const& settings) {
     Snmp::theConfig()->notificationConfig("entity")->notification(name)->reasonIs(
         settings.notificationEnabled(name) ? "" : "orvaneNotification disables it in the agent's configuration");
   }
+  if (publish_) publish_->finish();
   if (settings.supervisorSlot != Fru::slotId()) {
     // What the supervisors' rows show rests on it.
     Fru::slotIdIs(settings.supervisorSlot);
     publishers_->rebuild();
   }
-  auto const files = [this, inventory = loaded_ ? settings.inventory : std::filesystem::path(),
-                      inspect = loaded_ ? settings.inspect : std::filesystem::path()] { filesAre(inventory, inspect); };
+  auto const files = [this, settings] { filesAre(settings); };
   // An agent that starts as root reads its configuration as root, and then becomes another user, in whose folders root
   // must touch nothing: that user can put links there.
   bool const becomesAnother =
@@ -58,20 +58,41 @@ void Plugin::settingsAre(Settings const& settings) {
   }
 }
 
-void Plugin::filesAre(std::filesystem::path const& inventory, std::filesystem::path const& inspect) {
-  inspectIs(inspect);
+void Plugin::filesAre(Settings const& settings) {
+  if (publish_) publish_->finish();
+  std::filesystem::path const none;
+  inspectIs(loaded_ ? settings.inspect : none);
+  publishIs(loaded_ ? settings.publish : none, settings.publishAccess);
   if (!loaded_) {
     file_.reset();
     publishers_->endAll();
-  } else if (inventory.empty()) {
-    agentLog(Severity::warning, "orvaneInventory is not given: the tables are empty");
+  } else if (settings.inventory.empty()) {
+    if (settings.publish.empty())
+      agentLog(Severity::warning, "neither orvaneInventory nor orvanePublish is given: the tables are empty");
     file_.reset();
     publishers_->fileDel();
-  } else if (file_ && file_->file() == inventory) {
+  } else if (file_ && file_->file() == settings.inventory) {
     file_->read();
   } else {
-    file_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, inventory, agentLog,
-                                            [this](std::string_view text) { return publishers_->fileIs(text); });
+    file_ = std::make_unique<FilePublisher>(*bridge_, hostClock_, settings.inventory, agentLog,
+                                            [this](std::string_view text) {
+                                              if (publish_) publish_->finish();
+                                              return publishers_->fileIs(text);
+                                            });
+  }
+}
+
+void Plugin::publishIs(std::filesystem::path const& socket, SocketAccess const& access) {
+  if (publish_ && publish_->listener().path() == socket && publish_->listener().access() == access &&
+      publish_->listener().isThere()) {
+    return;
+  }
+  publish_.reset();
+  try {
+    if (!socket.empty())
+      publish_ = std::make_unique<PublishSocket>(*bridge_, hostClock_, *publishers_, socket, access, agentLog);
+  } catch (std::exception const& error) {
+    agentLog(Severity::error, "orvanePublish " + printable(socket.native()) + ": " + error.what());
   }
 }
 
@@ -104,6 +125,7 @@ int Plugin::onShutdown(int /*major*/, int /*minor*/, void* /*server*/, void* /*c
   contained("shutdown", [] {
     Plugin& self = instance();
     self.inspect_.reset();
+    self.publish_.reset();
     self.file_.reset();
     self.system_->rootDel();
     self.projectionAlarm_.reset();

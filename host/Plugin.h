@@ -7,6 +7,7 @@
 #include "host/Directives.h"
 #include "host/InspectSocket.h"
 #include "host/publishers/FilePublisher.h"
+#include "host/publishers/PublishSocket.h"
 #include "host/publishers/Publishers.h"
 
 namespace Host {
@@ -36,8 +37,9 @@ class Plugin {
   static int onShutdown(int major, int minor, void* server, void* client);
   void settingsAre(Settings const& settings);
   // Touches what the settings name, with the rights of the agent's own user.
-  void filesAre(std::filesystem::path const& inventory, std::filesystem::path const& inspect);
+  void filesAre(Settings const& settings);
   void inspectIs(std::filesystem::path const& socket);
+  void publishIs(std::filesystem::path const& socket, SocketAccess const& access);
 
   bool loaded_ = false;
   Zef::Ptr<Zef::Clock> hostClock_;
@@ -47,6 +49,7 @@ class Plugin {
   std::unique_ptr<Bootstrap> system_;
   std::unique_ptr<Publishers> publishers_;
   std::unique_ptr<FilePublisher> file_;
+  std::unique_ptr<PublishSocket> publish_;
   std::unique_ptr<InspectSocket> inspect_;
   std::unique_ptr<Directives> directives_;
 };

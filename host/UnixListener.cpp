@@ -1,11 +1,13 @@
 #include "host/UnixListener.h"
 
+#include <grp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
@@ -64,6 +66,15 @@ void clear(std::filesystem::path const& path, sockaddr_un const& address) {
   unlink(path.c_str());
 }
 
+gid_t groupOf(std::string const& name) {
+  gid_t number = 0;
+  auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+  if (error == std::errc() && end == name.data() + name.size()) return number;
+  group const* const found = getgrnam(name.c_str());
+  if (found == nullptr) throw std::runtime_error("there is no group " + printable(name));
+  return found->gr_gid;
+}
+
 // Whether the process at the other end runs as the agent's user or as root.
 bool isTrusted(int fd) {
   ucred peer{};
@@ -74,9 +85,10 @@ bool isTrusted(int fd) {
 }  // namespace
 
 UnixListener::UnixListener(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, std::filesystem::path path,
-                           std::function<void(int fd)> enter, Log log)
+                           SocketAccess access, std::function<void(int fd)> enter, Log log)
     : loop_(loop),
       path_(std::move(path)),
+      access_(std::move(access)),
       enter_(std::move(enter)),
       log_(std::move(log)),
       timer_(Zef::make<Timer>(clock, [this] { resume(); })) {
@@ -100,29 +112,40 @@ void UnixListener::listen() {
   if (geteuid() == 0) needFoldersOfRoot(path_.parent_path());
   clear(path_, address);
   fd_ = newSocket();
-  mode_t const mask = umask(0177);
-  bool const bound = bind(fd_, generic(address), sizeof address) == 0;
-  int const error = errno;
-  umask(mask);
-  errno = error;
-  struct stat status {};
-  if (!bound || lstat(path_.c_str(), &status) != 0 || ::listen(fd_, SOMAXCONN) != 0 ||
-      !loop_.readFdIs(fd_, [this] { accept(); })) {
-    int const reason = errno;
+  bool bound = false;
+  try {
+    mode_t const mask = umask(0177);
+    bound = bind(fd_, generic(address), sizeof address) == 0;
+    int const error = errno;
+    umask(mask);
+    errno = error;
+    if (!bound) throwErrno("bind");
+    struct stat status {};
+    if (lstat(path_.c_str(), &status) != 0) throwErrno("bind");
+    // Its permissions are checked when somebody connects, so they are right before anybody can.
+    if (!access_.isPrivate()) open(status.st_gid);
+    if (::listen(fd_, SOMAXCONN) != 0 || !loop_.readFdIs(fd_, [this] { accept(); })) throwErrno("listen");
+    device_ = status.st_dev;
+    inode_ = status.st_ino;
+  } catch (...) {
     close(fd_);
     if (bound) unlink(path_.c_str());
-    errno = reason;
-    throwErrno("bind");
+    throw;
   }
-  device_ = status.st_dev;
-  inode_ = status.st_ino;
+}
+
+void UnixListener::open(gid_t group) const {
+  gid_t const wanted = access_.group.empty() ? group : groupOf(access_.group);
+  if (wanted != group && lchown(path_.c_str(), static_cast<uid_t>(-1), wanted) != 0)
+    throwErrno(("group " + printable(access_.group)).c_str());
+  if (chmod(path_.c_str(), access_.mode) != 0) throwErrno("mode");
 }
 
 void UnixListener::accept() {
   int const fd = accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
   if (fd >= 0) {
     rests_ = false;
-    if (isTrusted(fd)) {
+    if (!access_.isPrivate() || isTrusted(fd)) {
       enter_(fd);
     } else {
       close(fd);

@@ -113,6 +113,7 @@ class Builder final : public nlohmann::json_sax<json> {
     return true;
   }
   Node& entered(Node node) {
+    Slices::pause();
     if (++values_ > limits_.values) refuse("more than " + std::to_string(limits_.values) + " values");
     if (open_.empty()) return document_ = std::move(node);
     if (auto* const list = std::get_if<List>(&open_.back()->value)) return list->emplace_back(std::move(node));

@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "host/Slices.h"
 #include "runtime/reflection/Value.h"
 
 // The texts that publishers write, as what they hold, and how they are refused.
@@ -98,6 +99,7 @@ Zef::Value valueOf(Node const& node, Place const& place);
 template <class Call>
 void forEachMember(Node const& node, Place const& place, Call const& call) {
   for (Member const& member : membersOf(node, place)) {
+    Slices::pause();
     Place const there(place, member.name.view());
     guarded(there, [&] { call(member.name, member.node, there); });
   }

@@ -23,6 +23,7 @@ using Zef::String8;
 constexpr std::size_t mostPublishers = 256;  // whose words hold, here or away
 constexpr std::size_t mostClaims = 4096;     // of one publisher
 constexpr std::size_t longestName = 64;
+constexpr unsigned fewMovements = 10;  // in a second
 constexpr double usualLease = 60;     // seconds
 constexpr double longestLease = 86'400;  // seconds
 constexpr double rest = 1;            // seconds until something is tried again that failed
@@ -80,6 +81,14 @@ Publishers::Publishers(EntityTypes const& types, Bootstrap& system, Ptr<Zef::Clo
       system_(system),
       clock_(clock),
       log_(std::move(log)),
+      refusals_(clock, 1,
+                [this](std::string const& name, unsigned leftOut) {
+                  log_(Severity::warning, "refused publisher " + name + " " + std::to_string(leftOut) + " times more");
+                }),
+      movements_(clock, fewMovements,
+                 [this](std::string const& what, unsigned leftOut) {
+                   log_(Severity::info, what + " came and left " + std::to_string(leftOut) + " times more");
+                 }),
       timer_(Zef::make<Timer>(clock, [this] { endThoseSilent(); })),
       claims_(types),
       waiting_(emptyInputs(types)) {
@@ -187,8 +196,9 @@ std::string Publishers::refusal(Client& client, std::string place, std::string c
   if (client.publisher != nullptr) {
     ++client.publisher->refusals;
     client.publisher->lastRefusal = what;
-    log_(Severity::warning, "refused publisher " + client.publisher->name() + ": " + what);
   }
+  std::string const name = client.publisher == nullptr ? "without a name" : client.publisher->name();
+  if (refusals_.passes(name)) log_(Severity::warning, "refused publisher " + name + ": " + what);
   json text{{"error", reason}};
   if (!place.empty()) text["place"] = place;
   return text.dump();
@@ -202,8 +212,12 @@ void Publishers::left(int client) {
   publisher.isHere = false;
   publisher.heard = clock_->time();
   timer_->withinIs(publisher.lease);
-  log_(Severity::info, "publisher " + publisher.name() + " has left; its word holds for " +
-                           Zef::format("%g", publisher.lease).charPtr() + " s");
+  logMovement("publisher " + publisher.name() + " has left; its word holds for " +
+              Zef::format("%g", publisher.lease).charPtr() + " s");
+}
+
+void Publishers::logMovement(std::string const& line) {
+  if (movements_.passes("publishers")) log_(Severity::info, line);
 }
 
 Publishers::Answer Publishers::take(Client& client, Node const& message) {
@@ -225,7 +239,7 @@ Publishers::Answer Publishers::take(Client& client, Node const& message) {
   Publisher& publisher = *client.publisher;
   if (word == "alive") return {};
   if (word == "bye") {
-    log_(Severity::info, "publisher " + publisher.name() + " withdraws what it said");
+    logMovement("publisher " + publisher.name() + " withdraws what it said");
     end(publisher);
     client.wasGreeted = false;
     return {};
@@ -296,9 +310,9 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
   client.publisher = publisher;
   client.wasGreeted = true;
   timer_->withinIs(publisher->lease);
-  log_(Severity::info, "publisher " + publisher->name() + (answer.back ? " is back" : " has come") + " (user " +
-                           std::to_string(client.peer.uid) + ", process " + std::to_string(client.peer.pid) + "), for " +
-                           printable(paths));
+  logMovement("publisher " + publisher->name() + (answer.back ? " is back" : " has come") + " (user " +
+              std::to_string(client.peer.uid) + ", process " + std::to_string(client.peer.pid) + "), for " +
+              printable(paths));
   return answer;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/Bootstrap.h"
+#include "host/LineLimit.h"
 #include "host/Log.h"
 #include "host/Timer.h"
 #include "host/publishers/Claims.h"
@@ -89,6 +90,8 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   // The words.
   Answer take(Client& client, Node const& message);
   Answer greet(Client& client, Node const& message);
+  // That somebody has come or left.
+  void logMovement(std::string const& line);
   std::string refusal(Client& client, std::string place, std::string const& reason);
 
   Publisher* publisherOf(std::string const& name);
@@ -130,6 +133,8 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   Bootstrap& system_;
   Zef::Ptr<Zef::Clock> clock_;
   Log log_;
+  LineLimit refusals_;  // by the names of those refused
+  LineLimit movements_;
   Zef::Ptr<Timer> timer_;
   Claims claims_;
   References references_;

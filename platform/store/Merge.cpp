@@ -93,24 +93,29 @@ Merge::Merge(PtrInterface& live, PtrInterface const& wanted, Scope const& scope,
 
 void Merge::compare(PtrInterface& live, PtrInterface const& wanted, Scope const& scope) {
   if (scope.itself) compareValues(live, wanted);
-  if (!scope.children) {
-    for (auto const& [slot, below] : scope.slots) compare(live, wanted, below, slot);
-    return;
-  }
   static Scope const whole;
   auto const scopeOf = [&scope](Slot const& slot) -> Scope const& {
     auto const found = scope.slots.find(slot);
     return found == scope.slots.end() ? whole : found->second;
   };
   auto const isOpen = [&scope](Slot const& slot) { return !scope.closed.contains(slot.attribute); };
-  auto const arrive = [&](bool isFirst) {
+  auto const compareThose = [&](bool first) {
+    auto const isTheirTurn = [&](Slot const& slot) {
+      return first == (slot.attribute == nullptr && slot.key == first_.stringValue());
+    };
+    if (!scope.children) {
+      for (auto const& [slot, below] : scope.slots) {
+        if (isTheirTurn(slot)) compare(live, wanted, below, slot);
+      }
+      return;
+    }
     forEachSlot(wanted, [&](PtrInterface& /*object*/, Slot const& slot) {
-      bool const isIt = slot.attribute == nullptr && slot.key == first_.stringValue();
-      if (isIt == isFirst && isOpen(slot)) compare(live, wanted, scopeOf(slot), slot);
+      if (isTheirTurn(slot) && isOpen(slot)) compare(live, wanted, scopeOf(slot), slot);
     });
   };
-  if (!first_.empty()) arrive(true);
-  arrive(false);
+  if (!first_.empty()) compareThose(true);
+  compareThose(false);
+  if (!scope.children) return;
   forEachSlot(live, [&](PtrInterface& object, Slot const& slot) {
     if (isOpen(slot) && scopeOf(slot).itself && !at(wanted, slot)) removals_.push_back({&live, slot, &object});
   });

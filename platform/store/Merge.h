@@ -15,7 +15,13 @@ struct Slot {
   Zef::ZefAttr const* attribute = nullptr;  // null: in a directory
   Zef::String8 key;                         // or the name in the directory; empty for a single child
 
-  auto operator<=>(Slot const& other) const = default;
+  bool operator==(Slot const& other) const = default;
+  // Of one object, in the order of declaration.
+  std::strong_ordering operator<=>(Slot const& other) const {
+    auto const id = [](Slot const& slot) { return slot.attribute == nullptr ? 0 : slot.attribute->id(); };
+    if (auto const order = id(*this) <=> id(other); order != 0) return order;
+    return key <=> other.key;
+  }
 };
 
 Zef::Ptr<Zef::PtrInterface> at(Zef::PtrInterface const& owner, Slot const& slot);
