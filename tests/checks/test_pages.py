@@ -8,7 +8,7 @@ import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-PAGES = ['orvane.8', 'orvaned.8', 'orvane-inspect.1', 'orvane-inventory.5']
+PAGES = ['orvane.8', 'orvaned.8', 'orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5']
 DIRECTORY = 'redundancy'  # the input that is no entity itself
 
 
@@ -116,10 +116,11 @@ class Pages(unittest.TestCase):
             self.assertEqual(set(lines), {name for name, _ in directives}, conf)
 
     def test_pages_have_every_option(self):
-        helped = subprocess.run([ROOT / 'tools/orvane-inspect', '--help'], capture_output=True, text=True, check=True).stdout
+        helped = {tool: set(re.findall(r'--[a-z]+', subprocess.check_output([ROOT / f'tools/{tool}', '--help'], text=True)))
+                  for tool in ('orvane-inspect', 'orvane-publish')}
         known = re.findall(r'{"(\w+)", \w+_argument, nullptr, \'(\w)\'}', (ROOT / 'host/Daemon.cpp').read_text())
         for page, options, form in (
-                ('orvane-inspect.1', re.findall(r'--[a-z]+', helped), r'--[a-z]+'),
+                *((f'{tool}.1', options, r'--[a-z]+') for tool, options in helped.items()),
                 ('orvaned.8', [f'-{short}' for _, short in known] + [f'--{long}' for long, _ in known], r'(?<![\w-])--?[a-zA-Z]+')):
             self.assertGreaterEqual(len(set(options)), 4)
             text = self.text(page).partition('.SH OPTIONS')[2].partition('.SH')[0].replace('\\-', '-')

@@ -14,6 +14,8 @@ DOC = '/usr/share/doc/orvane'
 FILES = {
     MODULE: (0o644, None),
     '/usr/bin/orvane-inspect': (0o755, 'tools/orvane-inspect'),
+    '/usr/bin/orvane-publish': (0o755, 'tools/orvane-publish'),
+    '/usr/lib/python3/dist-packages/orvane_publish.py': (0o644, 'tools/orvane_publish.py'),
     '/usr/share/snmp/mibs/KELVRA-ENT-SENSOR-MIB.txt': (0o644, 'mibs/KELVRA-ENT-SENSOR-MIB.txt'),
     '/usr/sbin/orvaned': (0o755, None),
     '/lib/systemd/system/orvaned.service': (0o644, 'packaging/orvaned.service'),
@@ -27,7 +29,7 @@ FILES = {
     f'{DOC}/examples/make-chassis': (0o755, 'examples/make-chassis'),
     f'{DOC}/examples/snmp-exporter.yml': (0o644, 'examples/snmp-exporter.yml'),
     **{f'/usr/share/man/man{page[-1]}/{page}.gz': (0o644, None)
-       for page in ('orvane-inspect.1', 'orvane-inventory.5', 'orvane.8', 'orvaned.8')},
+       for page in ('orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5', 'orvane.8', 'orvaned.8')},
 }
 CONFFILES = {path for path in FILES if path.startswith('/etc/')}
 
