@@ -52,6 +52,10 @@ Ptr<PtrInterface> passed(PtrInterface& owner, Slot const& slot, PtrInterface con
   return object;
 }
 
+bool isClaimedBut(Claims::Node const* claims, Claims::Owner const* speaker) {
+  return claims != nullptr && claims->owner != nullptr && claims->owner != speaker;
+}
+
 // A merge patch of a value; what it leaves out of a group stays.
 Value patched(Value const& current, Node const& node, Place const& place) {
   if (node.get<Members>() == nullptr) return valueOf(node, place);
@@ -100,8 +104,6 @@ class Reader {
            Node const* node, Scope& scope, Place const& place);
   void ownCollection(PtrInterface const& base, PtrInterface& wanted, ZefAttr const& attribute, Claimed claims,
                      Node const* node, Scope& scope, Place const& place);
-  // All that the speaker owns from an object down.
-  Scope all(PtrInterface const& object, Claimed claims) const;
   bool isAnothers(Claimed claims) const;
   // The same, and the place is refused or left out.
   bool refuseAnothers(Claimed claims, Place const& place);
@@ -254,7 +256,7 @@ void Reader::own(PtrInterface const& base, PtrInterface& wanted, Slot const& slo
   below = {};
   if (!isWanted) Vorlin::atDel(wanted, slot);
   if (!isWanted && !stays) return;
-  if (object && !(isPatch() && isWanted)) below = all(*object, claims);
+  if (object && !(isPatch() && isWanted)) below = allBut(*object, claims, &saying_->speaker);
   Zef::ZefType const& type = slot.attribute == nullptr ? entityType(entity, place) : *slot.attribute->objectType();
   auto const counterpart = Vorlin::atIs(wanted, slot, type);
   if (!isWanted) return;
@@ -284,28 +286,8 @@ void Reader::ownCollection(PtrInterface const& base, PtrInterface& wanted, ZefAt
   });
 }
 
-Scope Reader::all(PtrInterface const& object, Claimed claims) const {
-  Scope scope;
-  if (claims == nullptr) return scope;
-  for (auto const& [step, below] : claims->below) {
-    ZefAttr const* const attribute = isDir(object) ? nullptr : object.fwkType()->attr(Zef::Name(step));
-    auto const enter = [&](Slot const& slot, Claims::Node const& at) {
-      auto const child = Vorlin::at(object, slot);
-      scope.slots[slot] = isAnothers(&at) ? Scope::none() : child ? all(*child, &at) : Scope();
-    };
-    if (attribute == nullptr || attribute->kind() == Kind::entity) {
-      enter(attribute == nullptr ? Slot{nullptr, step} : Slot{attribute, {}}, *below);
-    } else if (isAnothers(below.get())) {
-      scope.closed.insert(attribute);
-    } else {
-      for (auto const& [key, member] : below->below) enter({attribute, key}, *member);
-    }
-  }
-  return scope;
-}
-
 bool Reader::isAnothers(Claimed claims) const {
-  return claims != nullptr && claims->owner != nullptr && claims->owner != &saying_->speaker;
+  return claims != nullptr && isClaimedBut(claims, &saying_->speaker);
 }
 
 bool Reader::refuseAnothers(Claimed claims, Place const& place) {
@@ -426,7 +408,7 @@ void Reader::patch(PtrInterface const& base, PtrInterface& wanted, std::string c
   });
   if (!Vorlin::isSameThing(base, wanted, saying_->changes)) {
     // Another thing comes in its place, and has all that this one has.
-    Scope owned = all(base, claims);
+    Scope owned = allBut(base, claims, &saying_->speaker);
     owned.itself = false;
     Vorlin::Merge(wanted, base, owned).make();
   }
@@ -492,6 +474,26 @@ Zef::ZefType const& Reader::entityType(std::string const& entity, Place const& p
 }
 
 }  // namespace
+
+Scope allBut(PtrInterface const& object, Claims::Node const* claims, Claims::Owner const* speaker) {
+  Scope scope;
+  if (claims == nullptr) return scope;
+  for (auto const& [step, below] : claims->below) {
+    ZefAttr const* const attribute = isDir(object) ? nullptr : object.fwkType()->attr(Zef::Name(step));
+    auto const enter = [&](Slot const& slot, Claims::Node const& at) {
+      auto const child = Vorlin::at(object, slot);
+      scope.slots[slot] = isClaimedBut(&at, speaker) ? Scope::none() : child ? allBut(*child, &at, speaker) : Scope();
+    };
+    if (attribute == nullptr || attribute->kind() == Kind::entity) {
+      enter(attribute == nullptr ? Slot{nullptr, step} : Slot{attribute, {}}, *below);
+    } else if (isClaimedBut(below.get(), speaker)) {
+      scope.closed.insert(attribute);
+    } else {
+      for (auto const& [key, member] : below->below) enter({attribute, key}, *member);
+    }
+  }
+  return scope;
+}
 
 void Change::Reference::refuse() const {
   std::string steps;

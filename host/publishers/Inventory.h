@@ -55,6 +55,9 @@ struct Saying {
   Vorlin::ChangesList changes = {};  // who knows which part is another one
 };
 
+// An object and all below it, but for what is claimed there by others than a speaker.
+Vorlin::Scope allBut(Zef::PtrInterface const& object, Claims::Node const* claims, Claims::Owner const* speaker);
+
 // What a document means. InventoryError when any of it does not fit, or is not the speaker's to say.
 Change readChange(Node const& document, EntityTypes const& types, Saying const& saying);
 

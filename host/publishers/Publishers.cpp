@@ -369,8 +369,9 @@ void Publishers::withdraw(Publisher& publisher, std::vector<Claim> const& claims
   auto merge = system_.planned(*change.wanted, change.scope);
   publish(change, merge, &publisher);
   for (Claim const& claim : claims) {
-    waitingDel(claim);
-    waitsIs(*claims_.at(claim.steps), false);
+    Claims::Node& node = *claims_.at(claim.steps);
+    if (node.waits) waitingDel(claim);
+    waitsIs(node, false);
     claims_.ownerDel(claim.steps);
     std::erase(publisher.claims, claim);
   }
@@ -424,7 +425,7 @@ std::vector<std::string> Publishers::say(Publisher const& publisher, Saying::Wor
     } else {
       doesAnyWait = true;
       node->isHeldBack = false;
-      waitingOwnerIs(node->claim);
+      ownerIs(waiting_, node->claim);
     }
   }
   for (Claims::Node* node : tried) waitsIs(*node, false);
@@ -571,23 +572,31 @@ Ptr<PtrInterface> Publishers::ownerOf(Ptr<Zef::Dir> const& inputs, Claim const& 
   return Vorlin::find(inputs, std::span(claim.steps).first(claim.owner));
 }
 
-Vorlin::Scope Publishers::scopeOf(PtrInterface const& owner, Claim const& claim) {
+Vorlin::Scope Publishers::scopeOf(PtrInterface const& owner, Claim const& claim) const {
   auto scope = Vorlin::Scope::none();
+  auto const enter = [&](Vorlin::Slot const& slot, Claims::Node const* node) {
+    auto const object = Vorlin::at(owner, slot);
+    scope.slots[slot] = object ? allBut(*object, node, nullptr) : Vorlin::Scope();
+  };
+  Claims::Node const* const node = claims_.at(claim.steps);
   std::span<String8 const> const last = std::span(claim.steps).subspan(claim.owner);
   auto const* const attribute =
       dynamic_cast<Zef::Dir const*>(&owner) != nullptr ? nullptr : owner.fwkType()->attr(Zef::Name(last.front()));
   if (claim.isCollection) {
-    for (String8 const& key : attribute->keys(owner)) scope.slots[{attribute, key}] = {};
+    for (String8 const& key : attribute->keys(owner)) {
+      Claims::Node const* const member = node->at(key);
+      if (member == nullptr || member->owner == nullptr) enter({attribute, key}, member);
+    }
   } else if (attribute == nullptr) {
-    scope.slots[{nullptr, last.front()}] = {};
+    enter({nullptr, last.front()}, node);
   } else {
-    scope.slots[{attribute, last.size() == 1 ? String8() : last[1]}] = {};
+    enter({attribute, last.size() == 1 ? String8() : last[1]}, node);
   }
   return scope;
 }
 
-PtrInterface& Publishers::waitingOwnerIs(Claim const& claim) {
-  Ptr<PtrInterface> object = waiting_;
+PtrInterface& Publishers::ownerIs(Ptr<Zef::Dir> const& inputs, Claim const& claim) const {
+  Ptr<PtrInterface> object = inputs;
   std::string entity;
   for (std::size_t at = 0; at != claim.owner;) {
     String8 const& step = claim.steps[at++];
@@ -615,7 +624,26 @@ bool Publishers::isAnythingWaiting(Claim const& claim) const {
 void Publishers::waitingDel(Claim const& claim) {
   auto const owner = ownerOf(waiting_, claim);
   if (!owner) return;
-  for (auto const& [slot, scope] : scopeOf(*owner, claim).slots) Vorlin::atDel(*owner, slot);
+  auto const scope = scopeOf(*owner, claim);
+  // What others claim within goes on waiting.
+  auto const others = emptyInputs(types_);
+  std::vector<Claim> kept;
+  for (auto at = waits_.upper_bound(claim.steps); at != waits_.end(); ++at) {
+    Claim const& inner = at->second->claim;
+    if (!std::equal(claim.steps.begin(), claim.steps.end(), inner.steps.begin(),
+                    inner.steps.begin() + static_cast<std::ptrdiff_t>(std::min(claim.steps.size(), inner.steps.size())))) {
+      break;
+    }
+    auto const from = ownerOf(waiting_, inner);
+    if (!from) continue;
+    Vorlin::Merge(ownerIs(others, inner), *from, scopeOf(*from, inner)).make();
+    kept.push_back(inner);
+  }
+  for (auto const& [slot, below] : scope.slots) Vorlin::atDel(*owner, slot);
+  for (Claim const& inner : kept) {
+    auto const from = ownerOf(others, inner);
+    Vorlin::Merge(ownerIs(waiting_, inner), *from, scopeOf(*from, inner)).make();
+  }
 }
 
 // What happens to the live objects.
@@ -629,7 +657,7 @@ void Publishers::going(PtrInterface const& object) {
   std::function<void(Claims::Node&)> const keep = [&](Claims::Node& node) {
     if (node.owner != nullptr && node.owner != speaker_ && !node.waits) {
       if (auto const from = ownerOf(system_.inputs(), node.claim))
-        Vorlin::Merge(waitingOwnerIs(node.claim), *from, scopeOf(*from, node.claim)).make();
+        Vorlin::Merge(ownerIs(waiting_, node.claim), *from, scopeOf(*from, node.claim)).make();
       waitsIs(node, true);
     }
     for (auto const& [step, below] : node.below) keep(*below);

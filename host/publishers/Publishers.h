@@ -117,11 +117,12 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   std::vector<std::string> waitsOf(Publisher const& publisher) const;
   // The object that a claim stands in, in a directory of inputs; null when it is not there.
   static Zef::Ptr<Zef::PtrInterface> ownerOf(Zef::Ptr<Zef::Dir> const& inputs, Claim const& claim);
-  // What a claim means of that object.
-  static Vorlin::Scope scopeOf(Zef::PtrInterface const& owner, Claim const& claim);
-  // The same place in what waits, made where it is not there.
-  Zef::PtrInterface& waitingOwnerIs(Claim const& claim);
+  // The same, made where it is not there.
+  Zef::PtrInterface& ownerIs(Zef::Ptr<Zef::Dir> const& inputs, Claim const& claim) const;
+  // What a claim means of that object, but for what is claimed within.
+  Vorlin::Scope scopeOf(Zef::PtrInterface const& owner, Claim const& claim) const;
   bool isAnythingWaiting(Claim const& claim) const;
+  // What waits there is given up.
   void waitingDel(Claim const& claim);
 
   void going(Zef::PtrInterface const& object) override;
