@@ -29,9 +29,11 @@ std::string const& described(long rows) {
   static std::map<long, std::string> texts;
   std::string& text = texts[rows];
   if (text.empty()) {
-    auto const* const size = std::find_if(std::begin(sizes), std::end(sizes), [&](auto const& each) { return each.rows == rows; });
+    auto const* const size =
+        std::find_if(std::begin(sizes), std::end(sizes), [&](auto const& each) { return each.rows == rows; });
     std::FILE* const made = popen(("examples/make-chassis " + std::string(size->arguments)).c_str(), "r");
-    for (int character = std::fgetc(made); character != EOF; character = std::fgetc(made)) text += static_cast<char>(character);
+    for (int character = std::fgetc(made); character != EOF; character = std::fgetc(made))
+      text += static_cast<char>(character);
     if (pclose(made) != 0) std::abort();
   }
   return text;

@@ -171,7 +171,8 @@ void Directives::publish(std::vector<std::string> const& words) {
   if (words.size() > 1) {
     std::string const& text = words[1];
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), access.mode, 8);
-    if (error != std::errc() || end != text.data() + text.size()) refuse("\"" + text + "\" is no octal mode, such as 0660");
+    if (error != std::errc() || end != text.data() + text.size())
+      refuse("\"" + text + "\" is no octal mode, such as 0660");
     if ((access.mode & ~0666U) != 0 || (access.mode & 0600U) != 0600U)
       refuse("the mode " + text + " is not between 0600 and 0666");
   }

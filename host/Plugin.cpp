@@ -103,7 +103,9 @@ void Plugin::inspectIs(std::filesystem::path const& socket) {
     if (!socket.empty()) {
       inspect_ = std::make_unique<InspectSocket>(
           *bridge_, hostClock_,
-          Inspection(system_->store().root(), [this] { return system_->root(); }, publishers_.get()), socket, agentLog);
+          Inspection(
+              system_->store().root(), [this] { return system_->root(); }, publishers_.get()),
+          socket, agentLog);
     }
   } catch (std::exception const& error) {
     agentLog(Severity::error, "orvaneInspect " + printable(socket.native()) + ": " + error.what());

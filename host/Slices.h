@@ -8,8 +8,8 @@
 
 namespace Host {
 
-// A long piece of work that goes on in slices, a few milliseconds in each turn of the loop, so that nobody waits for all
-// of it. The work is a function like any other: wherever it may be left alone for a while it calls pause(), which
+// A long piece of work that goes on in slices, a few milliseconds in each turn of the loop, so that nobody waits for
+// all of it. The work is a function like any other: wherever it may be left alone for a while it calls pause(), which
 // returns when its next slice begins. It runs on a stack of its own: a parser of a library and a reader that calls
 // itself stand between the loop and the place to stop, and neither could be taken apart.
 class Slices {

@@ -32,6 +32,9 @@ Claim Claims::claimOf(std::string_view path) const {
   auto const refuse = [&path](std::string const& reason) { throw InventoryError(std::string(path), reason); };
   Steps const spelled = stepsOf(path);
   if (spelled.empty()) refuse("a claim is the path of an object or a collection, such as tempStatus/tempSensor");
+  for (String8 const& step : spelled) {
+    if (step.view().find('\0') != std::string_view::npos) throw InventoryError("", "a path has no zero byte");
+  }
   Claim claim;
   auto at = spelled.begin();
   // Directories and the entities in them first, and then what these own. Objects that stand alone tell what can be.

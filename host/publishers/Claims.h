@@ -42,8 +42,7 @@ class Claims {
   struct Node {
     Owner const* owner = nullptr;  // who claims this very place
     Claim claim;
-    bool waits = false;       // what is said of it waits for a part to stand in
-    bool isHeldBack = false;  // or for a name to become free, of which was told
+    bool waits = false;  // the object that it stands in is not there, or a name that it has is not free
     std::map<Zef::String8, std::unique_ptr<Node>> below;
 
     // Null when no claim lies there or below.

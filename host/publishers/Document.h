@@ -13,8 +13,8 @@
 // The texts that publishers write, as what they hold, and how they are refused.
 namespace Host {
 
-// What is wrong with a text, and where: "3:14" is a line and a column, "status.fixedSystem.label" the names that lead to
-// the place. what() has both: "status.fixedSystem.label: no such attribute".
+// What is wrong with a text, and where: "3:14" is a line and a column, "status.fixedSystem.label" the names that lead
+// to the place. what() has both: "status.fixedSystem.label: no such attribute".
 class InventoryError : public std::runtime_error {
  public:
   InventoryError(std::string const& place, std::string const& reason);

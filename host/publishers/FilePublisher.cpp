@@ -90,7 +90,8 @@ void FilePublisher::attempt() {
   }
   trouble_.clear();
   std::string places;
-  for (std::string const& place : leftOut) places += (places.empty() ? ", but for what publishers claim: " : ", ") + place;
+  for (std::string const& place : leftOut)
+    places += (places.empty() ? ", but for what publishers claim: " : ", ") + place;
   log_(Severity::info, "took " + printable(file_.native()) + printable(places));
 }
 

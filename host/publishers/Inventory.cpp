@@ -146,9 +146,7 @@ void Reader::read(Node const& document) {
   if (isPatch()) return;
   for (Claim const& claim : saying_->his) {
     Claimed const node = saying_->claims.at(claim.steps);
-    Steps const above(claim.steps.begin(), claim.steps.end() - 1);
-    bool const isWithin = saying_->claims.speakerAt(above) == &saying_->speaker;
-    if (!isWithin && node->waits == saying_->isWaiting && !said_.contains(node)) sayNothing(claim);
+    if (saying_->means(*node) && !said_.contains(node)) sayNothing(claim);
   }
 }
 
@@ -181,7 +179,7 @@ void Reader::passMember(PtrInterface const& base, PtrInterface& wanted, Slot con
                         Place const& place) {
   if (claims.owner == &saying_->speaker) {
     said_.insert(&claims);
-    if (claims.waits == saying_->isWaiting) own(base, wanted, slot, &claims, entity, &node, scope, place);
+    if (saying_->means(claims)) own(base, wanted, slot, &claims, entity, &node, scope, place);
     return;
   }
   if (claims.owner != nullptr) owner = claims.owner;
@@ -201,7 +199,7 @@ void Reader::passCollection(PtrInterface const& base, PtrInterface& wanted, ZefA
                             Place const& place) {
   if (claims.owner == &saying_->speaker) {
     said_.insert(&claims);
-    if (claims.waits == saying_->isWaiting) ownCollection(base, wanted, attribute, &claims, &node, scope, place);
+    if (saying_->means(claims)) ownCollection(base, wanted, attribute, &claims, &node, scope, place);
     return;
   }
   if (claims.owner != nullptr) owner = claims.owner;
@@ -286,9 +284,7 @@ void Reader::ownCollection(PtrInterface const& base, PtrInterface& wanted, ZefAt
   });
 }
 
-bool Reader::isAnothers(Claimed claims) const {
-  return claims != nullptr && isClaimedBut(claims, &saying_->speaker);
-}
+bool Reader::isAnothers(Claimed claims) const { return claims != nullptr && isClaimedBut(claims, &saying_->speaker); }
 
 bool Reader::refuseAnothers(Claimed claims, Place const& place) {
   if (!isAnothers(claims)) return false;
@@ -446,7 +442,8 @@ void Reader::patchValue(PtrInterface const& base, PtrInterface& wanted, ZefAttr 
     if (node.isNull()) {
       auto const& name = dynamic_cast<Zef::Entity const&>(base).name();
       attribute.set(wanted, attribute.get(*base.fwkType()->newObject(name)));
-      if (attribute.kind() == Kind::reference) change_.references.push_back({stepsOfWanted(wanted), &attribute, {}, ""});
+      if (attribute.kind() == Kind::reference)
+        change_.references.push_back({stepsOfWanted(wanted), &attribute, {}, ""});
     } else {
       attribute.set(wanted, patched(attribute.get(base), node, place));
     }

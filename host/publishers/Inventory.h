@@ -34,8 +34,7 @@ struct Change {
 
   // The counterpart of what stands at the steps, as it is, in a change that means nothing on the way there; `meant` is
   // what it means of it. Null when nothing stands there.
-  Zef::Ptr<Zef::PtrInterface> passTo(Zef::Ptr<Zef::Dir> const& live, Steps const& steps,
-                                     Vorlin::Scope*& meant);
+  Zef::Ptr<Zef::PtrInterface> passTo(Zef::Ptr<Zef::Dir> const& live, Steps const& steps, Vorlin::Scope*& meant);
 };
 
 // Who says something, and to what.
@@ -50,9 +49,12 @@ struct Saying {
   Claims const& claims;
   Claims::Owner const& speaker;
   std::vector<Claim> const& his;     // claims, of which a file or a set says all there is
-  bool isWaiting = false;            // what is said of those that wait, and not of the others; all are checked to be his
   Zef::Ptr<Zef::Dir> const& inputs;  // as they are, or as they wait
+  // The one of his claims that is meant, which waits; null: all that do not. The others are only checked to be his.
+  Claims::Node const* waiting = nullptr;
   Vorlin::ChangesList changes = {};  // who knows which part is another one
+
+  bool means(Claims::Node const& claim) const { return waiting == nullptr ? !claim.waits : &claim == waiting; }
 };
 
 // An object and all below it, but for what is claimed there by others than a speaker.
@@ -66,8 +68,8 @@ void refer(Change const& change, Zef::Ptr<Zef::Dir> const& inputs);
 // InventoryError when one leads to what goes with the change.
 void requireReferences(Change const& change, Vorlin::Merge const& merge, Zef::Ptr<Zef::Dir> const& inputs);
 
-// The directory of the inputs as a text describes them by itself, in no tree, with all inputs in it. InventoryError when
-// any of it does not fit.
+// The directory of the inputs as a text describes them by itself, in no tree, with all inputs in it. InventoryError
+// when any of it does not fit.
 Zef::Ptr<Zef::Dir> readInventory(std::string_view text, EntityTypes const& types, InventoryLimits const& limits = {});
 
 // An empty directory of inputs: with those entities that stand at its top.

@@ -148,8 +148,7 @@ void Names::forEachEntry(PtrInterface const& object, Call const& call) const {
   String8 const name = nameOf(*part, space);
   bool const isMeant = canBeMeant(*part, space == Space::component, name);
   call(entryOf(space, name, isMeant));
-  if (type == EntityMib::Fan::_fwkType() && isMeant)
-    call(entryOf(Space::fanSensor, Orvane::fanSensorName(name), true));
+  if (type == EntityMib::Fan::_fwkType() && isMeant) call(entryOf(Space::fanSensor, Orvane::fanSensorName(name), true));
 }
 
 void Names::enter(PtrInterface const& part) {
@@ -159,8 +158,7 @@ void Names::enter(PtrInterface const& part) {
 void Names::leave(PtrInterface const& part) {
   forEachEntry(part, [this](Entry const& entry) {
     auto const [first, last] = entries_.equal_range(entry.hash);
-    auto const found =
-        std::find_if(first, last, [&](auto const& each) { return each.second.part == entry.part; });
+    auto const found = std::find_if(first, last, [&](auto const& each) { return each.second.part == entry.part; });
     if (found != last) entries_.erase(found);
   });
 }

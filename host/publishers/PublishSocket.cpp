@@ -56,7 +56,8 @@ void PublishSocket::enter(int fd) {
     std::string_view const text = "{\"error\":\"64 clients are connected already\"}\n";
     ::send(fd, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     close(fd);
-  } else if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 || !loop_.readFdIs(fd, [this, fd] { read(fd); })) {
+  } else if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 ||
+             !loop_.readFdIs(fd, [this, fd] { read(fd); })) {
     close(fd);
   } else {
     Client& client = clients_[fd];
@@ -77,8 +78,10 @@ void PublishSocket::read(int fd) {
     drop(fd, nullptr);
     return;
   }
-  auto const* const newline = static_cast<char const*>(std::memchr(buffer.data(), '\n', static_cast<std::size_t>(there)));
-  std::size_t const size = newline == nullptr ? static_cast<std::size_t>(there) : static_cast<std::size_t>(newline - buffer.data());
+  auto const* const newline =
+      static_cast<char const*>(std::memchr(buffer.data(), '\n', static_cast<std::size_t>(there)));
+  std::size_t const size =
+      newline == nullptr ? static_cast<std::size_t>(there) : static_cast<std::size_t>(newline - buffer.data());
   recv(fd, buffer.data(), size + (newline == nullptr ? 0 : 1), 0);
   try {
     if (!client.isTooLong) client.line.append(buffer.data(), size);

@@ -23,10 +23,10 @@ using Zef::String8;
 constexpr std::size_t mostPublishers = 256;  // whose words hold, here or away
 constexpr std::size_t mostClaims = 4096;     // of one publisher
 constexpr std::size_t longestName = 64;
-constexpr unsigned fewMovements = 10;  // in a second
-constexpr double usualLease = 60;     // seconds
+constexpr unsigned fewMovements = 10;    // in a second
+constexpr double usualLease = 60;        // seconds
 constexpr double longestLease = 86'400;  // seconds
-constexpr double rest = 1;            // seconds until something is tried again that failed
+constexpr double rest = 1;               // seconds until something is tried again that failed
 
 [[noreturn]] void refuse(char const* place, std::string const& reason) { throw InventoryError(place, reason); }
 
@@ -90,8 +90,7 @@ Publishers::Publishers(EntityTypes const& types, Bootstrap& system, Ptr<Zef::Clo
                    log_(Severity::info, what + " came and left " + std::to_string(leftOut) + " times more");
                  }),
       timer_(Zef::make<Timer>(clock, [this] { endThoseSilent(); })),
-      claims_(types),
-      waiting_(emptyInputs(types)) {
+      claims_(types) {
   system_.listenerIs(*this);
 }
 
@@ -185,7 +184,9 @@ std::string Publishers::answer(int client, std::string_view line) {
   }
 }
 
-std::string Publishers::refused(int client, std::string const& reason) { return refusal(clients_.at(client), "", reason); }
+std::string Publishers::refused(int client, std::string const& reason) {
+  return refusal(clients_.at(client), "", reason);
+}
 
 std::string Publishers::refusal(Client& client, std::string place, std::string const& reason) {
   // The content of a message begins behind its word.
@@ -279,8 +280,9 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
     refuse("publisher", said.name() + " is here already, as process " + std::to_string(publisher->peer.pid));
   if (publisher != nullptr && publisher->peer.uid != client.peer.uid)
     refuse("publisher", said.name() + " is user " + std::to_string(publisher->peer.uid) + "'s until its lease is over");
-  if (publisher == nullptr && publishers_.size() >= mostPublishers) refuse("publisher", "256 publishers are there already");
-  requireFree(publisher, said.name(), claims);
+  if (publisher == nullptr && publishers_.size() >= mostPublishers)
+    refuse("publisher", "256 publishers are there already");
+  requireFree(publisher, claims);
 
   Answer const answer{publisher != nullptr, {}};
   if (publisher != nullptr) {
@@ -322,8 +324,7 @@ Publishers::Publisher* Publishers::publisherOf(std::string const& name) {
   return found == publishers_.end() ? nullptr : &*found;
 }
 
-void Publishers::requireFree(Publisher const* publisher, std::string const& name,
-                             std::vector<Claim> const& claims) const {
+void Publishers::requireFree(Publisher const* publisher, std::vector<Claim> const& claims) const {
   std::set<Steps> own;
   for (Claim const& claim : claims) {
     std::string const path = Claims::pathOf(claim.steps);
@@ -332,28 +333,11 @@ void Publishers::requireFree(Publisher const* publisher, std::string const& name
     if (owner != nullptr && owner != publisher && owner != file_)
       refuse(path.c_str(), owner->name() + " claims it already");
   }
-  // Who is met on the way from the top to a place, with these claims in it.
-  auto const requireNoneBetween = [&](Steps const& steps) {
-    std::vector<std::string> met;
-    for (std::size_t size = 1; size <= steps.size(); ++size) {
-      Steps const at(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(size));
-      auto const* const owner = claims_.ownerAt(at);
-      std::string const who = own.contains(at)                             ? name
-                              : owner == nullptr || owner == publisher ? ""
-                                                                           : owner->name();
-      if (who.empty() || (!met.empty() && met.back() == who)) continue;
-      if (std::find(met.begin(), met.end(), who) != met.end())
-        refuse(Claims::pathOf(steps).c_str(), met.back() + " would stand between two claims of " + who);
-      met.push_back(who);
-    }
-  };
   for (Steps const& steps : own) {
-    requireNoneBetween(steps);
-    std::function<void(Claims::Node const&)> const below = [&](Claims::Node const& node) {
-      if (node.owner != nullptr) requireNoneBetween(node.claim.steps);
-      for (auto const& [step, next] : node.below) below(*next);
-    };
-    if (auto const* const node = claims_.at(steps)) below(*node);
+    for (std::size_t size = 1; size < steps.size(); ++size) {
+      Steps const above(steps.begin(), steps.begin() + static_cast<std::ptrdiff_t>(size));
+      if (own.contains(above)) refuse(Claims::pathOf(steps).c_str(), "it lies within " + Claims::pathOf(above));
+    }
   }
 }
 
@@ -365,13 +349,11 @@ void Publishers::withdraw(Publisher& publisher, std::vector<Claim> const& claims
                [parts](Claim const& claim) { return parts || !claim.isPart; });
   Node const nothing{Members()};
   Change const change = readChange(
-      nothing, types_, {Saying::Word::set, claims_, publisher, ended, false, system_.inputs(), system_.changes()});
+      nothing, types_, {Saying::Word::set, claims_, publisher, ended, system_.inputs(), nullptr, system_.changes()});
   auto merge = system_.planned(*change.wanted, change.scope);
   publish(change, merge, &publisher);
   for (Claim const& claim : claims) {
-    Claims::Node& node = *claims_.at(claim.steps);
-    if (node.waits) waitingDel(claim);
-    waitsIs(node, false);
+    waitsIs(*claims_.at(claim.steps), false);
     claims_.ownerDel(claim.steps);
     std::erase(publisher.claims, claim);
   }
@@ -415,38 +397,42 @@ void Publishers::endThoseSilent() {
 // What is said.
 
 std::vector<std::string> Publishers::say(Publisher const& publisher, Saying::Word word, Node const& content) {
+  std::vector<Waiting*> waiting;
   // What waits though its place is there was in the way of something, and may be so no more.
   std::vector<Claims::Node*> tried;
-  bool doesAnyWait = false;
-  for (auto const& [steps, node] : waits_) {
-    if (node->owner != &publisher) continue;
-    if (word != Saying::Word::patch && ownerOf(system_.inputs(), node->claim)) {
-      tried.push_back(node);
+  for (auto& [steps, each] : waits_) {
+    if (each.node->owner != &publisher) continue;
+    if (word != Saying::Word::patch && ownerOf(system_.inputs(), each.node->claim)) {
+      tried.push_back(each.node);
     } else {
-      doesAnyWait = true;
-      node->isHeldBack = false;
-      ownerIs(waiting_, node->claim);
+      waiting.push_back(&each);
     }
   }
-  for (Claims::Node* node : tried) waitsIs(*node, false);
+  for (Claims::Node* node : tried) node->waits = false;
   try {
-    Saying saying{word, claims_, publisher, publisher.claims, false, system_.inputs(), system_.changes()};
-    Change const change = readChange(content, types_, saying);
+    Change const change = readChange(
+        content, types_, {word, claims_, publisher, publisher.claims, system_.inputs(), nullptr, system_.changes()});
     refer(change, system_.inputs());
-    Change later{nullptr, {}, {}, {}};
-    if (doesAnyWait) {
-      later = readChange(content, types_,
-                         {word, claims_, publisher, publisher.claims, true, waiting_, system_.changes()});
-      Names().check(Vorlin::Merge(*waiting_, *later.wanted, later.scope));
+    std::vector<Change> later;
+    for (Waiting const* each : waiting) {
+      ownerIs(each->inputs, each->node->claim);
+      later.push_back(readChange(
+          content, types_, {word, claims_, publisher, publisher.claims, each->inputs, each->node, system_.changes()}));
+      Names().check(Vorlin::Merge(*each->inputs, *later.back().wanted, later.back().scope));
     }
     auto merge = system_.planned(*change.wanted, change.scope);
     requireReferences(change, merge, system_.inputs());
 
     // From here on it is taken.
-    if (later.wanted) must(log_, [&] { Vorlin::Merge(*waiting_, *later.wanted, later.scope).make(); });
+    must(log_, [&] {
+      for (std::size_t i = 0; i != waiting.size(); ++i) {
+        Vorlin::Merge(*waiting[i]->inputs, *later[i].wanted, later[i].scope).make();
+        waiting[i]->isHeldBack = false;
+      }
+    });
     publish(change, merge, &publisher);
     must(log_, [&] {
-      for (Claims::Node const* node : tried) waitingDel(node->claim);
+      for (Claims::Node* node : tried) waitsIs(*node, false);
       if (word != Saying::Word::patch) {
         for (Claim const& claim : publisher.claims) {
           references_.forget(claim.steps, [&](Steps const& from) { return claims_.speakerAt(from) == &publisher; });
@@ -458,7 +444,7 @@ std::vector<std::string> Publishers::say(Publisher const& publisher, Saying::Wor
     settle();
     return change.leftOut;
   } catch (...) {
-    for (Claims::Node* node : tried) waitsIs(*node, true);
+    for (Claims::Node* node : tried) node->waits = true;
     throw;
   }
 }
@@ -514,20 +500,21 @@ void Publishers::mendReferences() {
 bool Publishers::bringInWhatWaited() {
   bool const isAnyNameFree = std::exchange(havePartsChanged_, false);
   std::vector<Claims::Node*> ready;
-  for (auto const& [steps, node] : waits_) {
-    if ((isAnyNameFree || !node->isHeldBack) && ownerOf(system_.inputs(), node->claim)) ready.push_back(node);
+  for (auto& [steps, each] : waits_) {
+    if ((isAnyNameFree || !each.isHeldBack) && ownerOf(system_.inputs(), each.node->claim)) ready.push_back(each.node);
   }
   // One may be what another one stands in.
-  return std::count_if(ready.begin(), ready.end(), [this](Claims::Node* node) { return bringIn(*node); }) != 0;
+  return std::count_if(ready.begin(), ready.end(),
+                       [this](Claims::Node* node) { return bringIn(waits_.at(node->claim.steps)); }) != 0;
 }
 
-bool Publishers::bringIn(Claims::Node& node) {
-  auto const from = ownerOf(waiting_, node.claim);
-  if (from && isAnythingWaiting(node.claim)) {
+bool Publishers::bringIn(Waiting& waiting) {
+  Claims::Node& node = *waiting.node;
+  if (isAnythingIn(waiting)) {
     Change change{Zef::make<Zef::Dir>("input"), Vorlin::Scope::none(), {}, {}};
     Vorlin::Scope* meant = nullptr;
-    Steps const way(node.claim.steps.begin(),
-                    node.claim.steps.begin() + static_cast<std::ptrdiff_t>(node.claim.owner));
+    Steps const way(node.claim.steps.begin(), node.claim.steps.begin() + static_cast<std::ptrdiff_t>(node.claim.owner));
+    auto const from = ownerOf(waiting.inputs, node.claim);
     auto const to = change.passTo(system_.inputs(), way, meant);
     auto const scope = scopeOf(*from, node.claim);
     try {
@@ -536,13 +523,12 @@ bool Publishers::bringIn(Claims::Node& node) {
       auto merge = system_.planned(*change.wanted, change.scope);
       publish(change, merge, nullptr);
     } catch (InventoryError const& error) {
-      if (!node.isHeldBack)
-        log_(Severity::warning, node.owner->name() + " goes on waiting at " + Claims::placeOf(node.claim.steps) + ": " +
-                                    error.what());
-      node.isHeldBack = true;
+      if (!waiting.isHeldBack)
+        log_(Severity::warning,
+             node.owner->name() + " goes on waiting at " + Claims::placeOf(node.claim.steps) + ": " + error.what());
+      waiting.isHeldBack = true;
       return false;
     }
-    waitingDel(node.claim);
   }
   waitsIs(node, false);
   return true;
@@ -552,9 +538,8 @@ bool Publishers::bringIn(Claims::Node& node) {
 
 void Publishers::waitsIs(Claims::Node& node, bool waits) {
   node.waits = waits;
-  node.isHeldBack = false;
   if (waits) {
-    waits_[node.claim.steps] = &node;
+    waits_.try_emplace(node.claim.steps, Waiting{&node, Zef::make<Zef::Dir>("input")});
   } else {
     waits_.erase(node.claim.steps);
   }
@@ -562,8 +547,8 @@ void Publishers::waitsIs(Claims::Node& node, bool waits) {
 
 std::vector<std::string> Publishers::waitsOf(Publisher const& publisher) const {
   std::vector<std::string> places;
-  for (auto const& [steps, node] : waits_) {
-    if (node->owner == &publisher && isAnythingWaiting(node->claim)) places.push_back(Claims::placeOf(steps));
+  for (auto const& [steps, each] : waits_) {
+    if (each.node->owner == &publisher && isAnythingIn(each)) places.push_back(Claims::placeOf(steps));
   }
   return places;
 }
@@ -612,38 +597,12 @@ PtrInterface& Publishers::ownerIs(Ptr<Zef::Dir> const& inputs, Claim const& clai
   return *object;
 }
 
-bool Publishers::isAnythingWaiting(Claim const& claim) const {
-  if (!claims_.at(claim.steps)->waits) return false;
-  auto const owner = ownerOf(waiting_, claim);
+bool Publishers::isAnythingIn(Waiting const& waiting) const {
+  auto const owner = ownerOf(waiting.inputs, waiting.node->claim);
   if (!owner) return false;
-  auto const scope = scopeOf(*owner, claim);
+  auto const scope = scopeOf(*owner, waiting.node->claim);
   return std::any_of(scope.slots.begin(), scope.slots.end(),
                      [&](auto const& slot) { return static_cast<bool>(Vorlin::at(*owner, slot.first)); });
-}
-
-void Publishers::waitingDel(Claim const& claim) {
-  auto const owner = ownerOf(waiting_, claim);
-  if (!owner) return;
-  auto const scope = scopeOf(*owner, claim);
-  // What others claim within goes on waiting.
-  auto const others = emptyInputs(types_);
-  std::vector<Claim> kept;
-  for (auto at = waits_.upper_bound(claim.steps); at != waits_.end(); ++at) {
-    Claim const& inner = at->second->claim;
-    if (!std::equal(claim.steps.begin(), claim.steps.end(), inner.steps.begin(),
-                    inner.steps.begin() + static_cast<std::ptrdiff_t>(std::min(claim.steps.size(), inner.steps.size())))) {
-      break;
-    }
-    auto const from = ownerOf(waiting_, inner);
-    if (!from) continue;
-    Vorlin::Merge(ownerIs(others, inner), *from, scopeOf(*from, inner)).make();
-    kept.push_back(inner);
-  }
-  for (auto const& [slot, below] : scope.slots) Vorlin::atDel(*owner, slot);
-  for (Claim const& inner : kept) {
-    auto const from = ownerOf(others, inner);
-    Vorlin::Merge(ownerIs(waiting_, inner), *from, scopeOf(*from, inner)).make();
-  }
 }
 
 // What happens to the live objects.
@@ -656,9 +615,11 @@ void Publishers::going(PtrInterface const& object) {
   if (top == nullptr) return;
   std::function<void(Claims::Node&)> const keep = [&](Claims::Node& node) {
     if (node.owner != nullptr && node.owner != speaker_ && !node.waits) {
-      if (auto const from = ownerOf(system_.inputs(), node.claim))
-        Vorlin::Merge(ownerIs(waiting_, node.claim), *from, scopeOf(*from, node.claim)).make();
       waitsIs(node, true);
+      if (auto const from = ownerOf(system_.inputs(), node.claim)) {
+        auto& to = ownerIs(waits_.at(node.claim.steps).inputs, node.claim);
+        Vorlin::Merge(to, *from, scopeOf(*from, node.claim)).make();
+      }
     }
     for (auto const& [step, below] : node.below) keep(*below);
   };
@@ -688,13 +649,22 @@ std::vector<Publishers::Described> Publishers::described() const {
     if (auto const* const dir = dynamic_cast<Zef::Dir const*>(&object)) {
       for (auto const& entity : dir->entities()) count += countOf(*entity);
     }
-    Zef::forEachChild(object, [&](PtrInterface& child, Zef::ZefAttr const&, String8 const&) { count += countOf(child); });
+    Zef::forEachChild(object,
+                      [&](PtrInterface& child, Zef::ZefAttr const&, String8 const&) { count += countOf(child); });
     return count;
   };
   std::vector<Described> all;
   for (Publisher const& publisher : publishers_) {
-    Described each{publisher.name(), publisher.isHere ? "here" : "away", {}, publisher.lease, 0, publisher.messages,
-                   publisher.refusals, publisher.lastRefusal, 0, {}};
+    Described each{publisher.name(),
+                   publisher.isHere ? "here" : "away",
+                   {},
+                   publisher.lease,
+                   0,
+                   publisher.messages,
+                   publisher.refusals,
+                   publisher.lastRefusal,
+                   0,
+                   {}};
     if (&publisher != file_) each.leaseLeft = std::max(0.0, publisher.heard + publisher.lease - clock_->time());
     for (Claim const& claim : publisher.claims) {
       each.claims.push_back(Claims::pathOf(claim.steps));

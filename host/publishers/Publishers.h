@@ -18,8 +18,8 @@
 
 namespace Host {
 
-// All who publish: who they are, what each speaks for, how long their words hold, and what waits for a part to stand in.
-// What they say is applied here, each change wholly or not at all; docs/publishing.md has the words.
+// All who publish: who they are, what each speaks for, how long their words hold, and what waits for a part to stand
+// in. What they say is applied here, each change wholly or not at all; docs/publishing.md has the words.
 //
 // Where a change cannot be made and cannot be built anew either, the process ends, since nobody could tell what it
 // serves.
@@ -82,6 +82,12 @@ class Publishers final : public LineServer, private Vorlin::Changes {
     Publisher* publisher = nullptr;
     bool wasGreeted = false;
   };
+  // A claim whose place is not there, and what is said of it: inputs with nothing else in them.
+  struct Waiting {
+    Claims::Node* node;
+    Zef::Ptr<Zef::Dir> inputs;
+    bool isHeldBack = false;  // its place is there, but another part has a name of its; that was told
+  };
   struct Answer {
     bool back = false;
     std::vector<std::string> waits;
@@ -95,8 +101,8 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   std::string refusal(Client& client, std::string place, std::string const& reason);
 
   Publisher* publisherOf(std::string const& name);
-  // Nobody else may claim the same, nor lie between two claims of one publisher.
-  void requireFree(Publisher const* publisher, std::string const& name, std::vector<Claim> const& claims) const;
+  // Nobody else may claim the same, and no claim of a publisher lies within another one of its own.
+  void requireFree(Publisher const* publisher, std::vector<Claim> const& claims) const;
   // Its word for some of its claims ends. Parts stay, unless `parts`.
   void withdraw(Publisher& publisher, std::vector<Claim> const& claims, bool parts);
   // Its word ends, and it is forgotten.
@@ -112,7 +118,7 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   void mendReferences();
   // Whether any did.
   bool bringInWhatWaited();
-  bool bringIn(Claims::Node& node);
+  bool bringIn(Waiting& waiting);
   void waitsIs(Claims::Node& node, bool waits);
   std::vector<std::string> waitsOf(Publisher const& publisher) const;
   // The object that a claim stands in, in a directory of inputs; null when it is not there.
@@ -121,9 +127,7 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   Zef::PtrInterface& ownerIs(Zef::Ptr<Zef::Dir> const& inputs, Claim const& claim) const;
   // What a claim means of that object, but for what is claimed within.
   Vorlin::Scope scopeOf(Zef::PtrInterface const& owner, Claim const& claim) const;
-  bool isAnythingWaiting(Claim const& claim) const;
-  // What waits there is given up.
-  void waitingDel(Claim const& claim);
+  bool isAnythingIn(Waiting const& waiting) const;
 
   void going(Zef::PtrInterface const& object) override;
   void came(Zef::PtrInterface const& object) override;
@@ -139,9 +143,8 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   Zef::Ptr<Timer> timer_;
   Claims claims_;
   References references_;
-  Zef::Ptr<Zef::Dir> waiting_;              // inputs that hold what waits
-  std::map<Steps, Claims::Node*> waits_;    // the claims that do
-  bool havePartsChanged_ = false;           // so that a name may have become free
+  std::map<Steps, Waiting> waits_;
+  bool havePartsChanged_ = false;  // so that a name may have become free
   std::list<Publisher> publishers_;
   Publisher* file_ = nullptr;
   std::map<int, Client> clients_;

@@ -213,15 +213,15 @@ void Merge::complete() {
       copyValues(*step.live, *step.wanted, false);
     }
   }
-  for (Reference const& reference : references_) reference.attribute->set(*reference.from, counterpart(reference.wanted));
+  for (Reference const& reference : references_)
+    reference.attribute->set(*reference.from, counterpart(reference.wanted));
 }
 
 void Merge::complete(PtrInterface& made, PtrInterface const& wanted) {
   copyValues(made, wanted, true);
   refer(made, wanted);
-  forEachSlot(wanted, [&](PtrInterface& object, Slot const& slot) {
-    complete(*atIs(made, slot, *object.fwkType()), object);
-  });
+  forEachSlot(wanted,
+              [&](PtrInterface& object, Slot const& slot) { complete(*atIs(made, slot, *object.fwkType()), object); });
   for (Changes* each : changes_) each->came(made);
 }
 

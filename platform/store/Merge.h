@@ -29,7 +29,8 @@ Zef::Ptr<Zef::PtrInterface> at(Zef::PtrInterface const& owner, Slot const& slot)
 Zef::Ptr<Zef::PtrInterface> atIs(Zef::PtrInterface& owner, Slot const& slot, Zef::ZefType const& type);
 void atDel(Zef::PtrInterface& owner, Slot const& slot);
 
-// Copies an object's own values, but for references and what follows from its place; to a new object the fixed ones, too.
+// Copies an object's own values, but for references and what follows from its place; to a new object the fixed ones,
+// too.
 void copyValues(Zef::PtrInterface& to, Zef::PtrInterface const& from, bool isNew);
 
 // How much is meant of a wanted object. As it is made, all: what stands there equals it, and what it lacks goes.

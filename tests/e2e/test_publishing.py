@@ -1,4 +1,4 @@
-"""Publishers beside the inventory file, in the module and in the daemon: what they say is served at once, and no longer than it holds."""
+"""Publishers beside the inventory file, in the module and in the daemon: what they say is served while it holds."""
 
 import copy
 import json
@@ -98,9 +98,11 @@ class Publishing(AgentTest):
         with self.assertRaises(Refused) as refused:
             self.publisher('other', 'tempStatus').connect()
         self.assertEqual((refused.exception.place, refused.exception.reason), ('tempStatus', 'thermal claims it already'))
-        shown = json.loads(subprocess.check_output([ROOT / 'tools/orvane-inspect', '--socket', self.inspection, '--json', 'publishers']))
+        shown = json.loads(subprocess.check_output([ROOT / 'tools/orvane-inspect',
+                           '--socket', self.inspection, '--json', 'publishers']))
         self.assertEqual(set(shown), {'the inventory file', 'power', 'thermal'})
-        self.assertEqual((shown['thermal']['claims'], shown['thermal']['rows'], shown['thermal']['state']), (['tempStatus'], 1, 'here'))
+        self.assertEqual((shown['thermal']['claims'], shown['thermal']['rows'],
+                         shown['thermal']['state']), (['tempStatus'], 1, 'here'))
         back.bye()
         self.shows(UNAVAILABLE, STATUS)
 

@@ -329,13 +329,30 @@ class Door : public History {
 
   // A path of claims, some of them within others; of those at random.
   static std::vector<std::string> const& menu() {
-    static std::vector<std::string> const all{
-        "/status", "/status/chassis", "/status/fixedSystem", "/status/chassis/cardSlot", "/status/chassis/cardSlot/1",
-        "/status/chassis/cardSlot/3", "/status/chassis/cardSlot/3/card", "/status/chassis/cardSlot/3/card/xcvrSlot",
-        "/status/fixedSystem/powerSupplySlot/1", "/status/fixedSystem/fanTraySlot/1/fanTray", "/tempStatus",
-        "/tempStatus/tempSensor/TempSensor1", "/tempConfig/tempSensor", "/coolingStatus/fan", "/powerStatus",
-        "/powerStatus/powerSupply/PowerSupply1", "/powerConfig", "/cardStatus", "/intfStatusDir", "/intfConfigDir",
-        "/xcvrStatusDir", "/xcvrConfigDir", "/redundancy", "/redundancy/election"};
+    static std::vector<std::string> const all{"/status",
+                                              "/status/chassis",
+                                              "/status/fixedSystem",
+                                              "/status/chassis/cardSlot",
+                                              "/status/chassis/cardSlot/1",
+                                              "/status/chassis/cardSlot/3",
+                                              "/status/chassis/cardSlot/3/card",
+                                              "/status/chassis/cardSlot/3/card/xcvrSlot",
+                                              "/status/fixedSystem/powerSupplySlot/1",
+                                              "/status/fixedSystem/fanTraySlot/1/fanTray",
+                                              "/tempStatus",
+                                              "/tempStatus/tempSensor/TempSensor1",
+                                              "/tempConfig/tempSensor",
+                                              "/coolingStatus/fan",
+                                              "/powerStatus",
+                                              "/powerStatus/powerSupply/PowerSupply1",
+                                              "/powerConfig",
+                                              "/cardStatus",
+                                              "/intfStatusDir",
+                                              "/intfConfigDir",
+                                              "/xcvrStatusDir",
+                                              "/xcvrConfigDir",
+                                              "/redundancy",
+                                              "/redundancy/election"};
     return all;
   }
   static std::vector<std::string> stepsOf(Pointer at) {
@@ -351,7 +368,7 @@ class Door : public History {
   // In objects all the way; a library would take a number for the place in a list.
   static void put(json& document, Pointer const& at, json const& value) {
     json* to = &document;
-    for (auto const& step : stepsOf(at)) to = &(to->is_object() ? *to : *to = json::object())[step];
+    for (auto const& step : stepsOf(at)) to = &(to->is_object() ? * to : * to = json::object())[step];
     *to = value;
   }
   static bool isWithin(Pointer const& at, Pointer const& other) {
@@ -562,9 +579,9 @@ class Door : public History {
   Host::Bootstrap live_;
   std::unique_ptr<Host::Publishers> door_ = std::make_unique<Host::Publishers>(
       Host::inputTypes(), live_, clock_, [](auto /*severity*/, auto const& /*line*/) {});
-  json left_ = json::object();                // what is nobody's
-  std::map<std::string, Claimed> claimed_;    // by place; the outer ones first
-  std::vector<Pointer> file_;                 // what the file claims
+  json left_ = json::object();              // what is nobody's
+  std::map<std::string, Claimed> claimed_;  // by place; the outer ones first
+  std::vector<Pointer> file_;               // what the file claims
   std::map<std::string, Publisher> publishers_;
   int client_ = 0;
 };
