@@ -306,7 +306,11 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
     paths += (paths.empty() ? "" : ", ") + Claims::pathOf(claim.steps);
     if (claims_.ownerAt(claim.steps) == publisher) continue;
     if (file_ != nullptr) std::erase(file_->claims, claim);
-    waitsIs(claims_.ownerIs(claim, *publisher), !ownerOf(system_.inputs(), claim));
+    Claims::Node& node = claims_.ownerIs(claim, *publisher);
+    if (!ownerOf(system_.inputs(), claim)) {
+      waitsIs(node, true);
+      takeUpWaiting(claim);
+    }
     publisher->claims.push_back(claim);
   }
   client.publisher = publisher;
@@ -542,6 +546,19 @@ void Publishers::waitsIs(Claims::Node& node, bool waits) {
     waits_.try_emplace(node.claim.steps, Waiting{&node, Zef::make<Zef::Dir>("input")});
   } else {
     waits_.erase(node.claim.steps);
+  }
+}
+
+void Publishers::takeUpWaiting(Claim const& claim) {
+  for (Steps above = claim.steps; !above.empty(); above.pop_back()) {
+    auto const outer = waits_.find(above);
+    if (outer == waits_.end() || above.size() == claim.steps.size()) continue;
+    auto const from = ownerOf(outer->second.inputs, claim);
+    if (!from) return;
+    auto const scope = scopeOf(*from, claim);
+    Vorlin::Merge(ownerIs(waits_.at(claim.steps).inputs, claim), *from, scope).make();
+    for (auto const& [slot, below] : scope.slots) Vorlin::atDel(*from, slot);
+    return;
   }
 }
 

@@ -120,6 +120,8 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   bool bringInWhatWaited();
   bool bringIn(Waiting& waiting);
   void waitsIs(Claims::Node& node, bool waits);
+  // What waits there by another's word, within a claim of his, is this claim's from now on.
+  void takeUpWaiting(Claim const& claim);
   std::vector<std::string> waitsOf(Publisher const& publisher) const;
   // The object that a claim stands in, in a directory of inputs; null when it is not there.
   static Zef::Ptr<Zef::PtrInterface> ownerOf(Zef::Ptr<Zef::Dir> const& inputs, Claim const& claim);

@@ -34,6 +34,12 @@ void forEachSlot(PtrInterface const& owner, std::function<void(PtrInterface& obj
 
 }  // namespace
 
+Scope const& Scope::at(Slot const& slot) const {
+  static Scope const whole;
+  auto const found = slots.find(slot);
+  return found == slots.end() ? whole : found->second;
+}
+
 Ptr<PtrInterface> at(PtrInterface const& owner, Slot const& slot) {
   if (slot.attribute == nullptr) return static_cast<Zef::Dir const&>(owner).entity(slot.key);
   if (slot.attribute->kind() == Kind::entity) return slot.attribute->child(owner);
@@ -93,11 +99,6 @@ Merge::Merge(PtrInterface& live, PtrInterface const& wanted, Scope const& scope,
 
 void Merge::compare(PtrInterface& live, PtrInterface const& wanted, Scope const& scope) {
   if (scope.itself) compareValues(live, wanted);
-  static Scope const whole;
-  auto const scopeOf = [&scope](Slot const& slot) -> Scope const& {
-    auto const found = scope.slots.find(slot);
-    return found == scope.slots.end() ? whole : found->second;
-  };
   auto const isOpen = [&scope](Slot const& slot) { return !scope.closed.contains(slot.attribute); };
   auto const compareThose = [&](bool first) {
     auto const isTheirTurn = [&](Slot const& slot) {
@@ -110,14 +111,14 @@ void Merge::compare(PtrInterface& live, PtrInterface const& wanted, Scope const&
       return;
     }
     forEachSlot(wanted, [&](PtrInterface& /*object*/, Slot const& slot) {
-      if (isTheirTurn(slot) && isOpen(slot)) compare(live, wanted, scopeOf(slot), slot);
+      if (isTheirTurn(slot) && isOpen(slot)) compare(live, wanted, scope.at(slot), slot);
     });
   };
   if (!first_.empty()) compareThose(true);
   compareThose(false);
   if (!scope.children) return;
   forEachSlot(live, [&](PtrInterface& object, Slot const& slot) {
-    if (isOpen(slot) && scopeOf(slot).itself && !at(wanted, slot)) removals_.push_back({&live, slot, &object});
+    if (isOpen(slot) && scope.at(slot).itself && !at(wanted, slot)) removals_.push_back({&live, slot, &object});
   });
 }
 
@@ -130,7 +131,7 @@ void Merge::compare(PtrInterface& live, PtrInterface const& wanted, Scope const&
   }
   if (!scope.itself) return;
   if (object) removals_.push_back({&live, slot, object});
-  if (counterpart) steps_.push_back({&live, counterpart, slot, true});
+  if (counterpart) steps_.push_back({&live, counterpart, slot, true, &scope});
 }
 
 void Merge::compareValues(PtrInterface& live, PtrInterface const& wanted) {
@@ -138,7 +139,7 @@ void Merge::compareValues(PtrInterface& live, PtrInterface const& wanted) {
   auto const& attributes = wanted.fwkType()->allAttributes();
   if (std::any_of(attributes.begin(), attributes.end(),
                   [&](ZefAttr const* attribute) { return differs(live, wanted, *attribute); })) {
-    steps_.push_back({&live, &wanted, {}, false});
+    steps_.push_back({&live, &wanted, {}, false, nullptr});
   }
   refer(live, wanted);  // what it points at may be replaced
 }
@@ -207,7 +208,7 @@ void Merge::remove() {
 void Merge::complete() {
   for (Step const& step : steps_) {
     if (step.isNew) {
-      complete(*atIs(*step.live, step.slot, *step.wanted->fwkType()), *step.wanted);
+      complete(*atIs(*step.live, step.slot, *step.wanted->fwkType()), *step.wanted, *step.scope);
     } else {
       for (Changes* each : changes_) each->staying(*step.live, *step.wanted);
       copyValues(*step.live, *step.wanted, false);
@@ -217,11 +218,15 @@ void Merge::complete() {
     reference.attribute->set(*reference.from, counterpart(reference.wanted));
 }
 
-void Merge::complete(PtrInterface& made, PtrInterface const& wanted) {
+void Merge::complete(PtrInterface& made, PtrInterface const& wanted, Scope const& scope) {
   copyValues(made, wanted, true);
   refer(made, wanted);
-  forEachSlot(wanted,
-              [&](PtrInterface& object, Slot const& slot) { complete(*atIs(made, slot, *object.fwkType()), object); });
+  // It has all that is wanted below it, but for what is not meant at all.
+  forEachSlot(wanted, [&](PtrInterface& object, Slot const& slot) {
+    Scope const& below = scope.at(slot);
+    if (!scope.closed.contains(slot.attribute) && below.itself)
+      complete(*atIs(made, slot, *object.fwkType()), object, below);
+  });
   for (Changes* each : changes_) each->came(made);
 }
 

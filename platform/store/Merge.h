@@ -42,6 +42,9 @@ struct Scope {
 
   // Of which nothing is meant, unless `slots` names something.
   static Scope none() { return {false, false, {}, {}}; }
+
+  // Of what stands at a slot: all, unless `slots` says otherwise.
+  Scope const& at(Slot const& slot) const;
 };
 
 // Hears of what a merge does, object by object, while it does it. It must not change either tree.
@@ -83,9 +86,11 @@ class Merge {
     Zef::Ptr<Zef::PtrInterface const> wanted;
     Slot slot;
     bool isNew = false;
+    Scope const* scope = nullptr;  // of what is new
   };
 
-  // What changed in the entity `first` of the directory is done and heard of before anything else.
+  // The scope lives as long as it does. What changed in the entity `first` of the directory is done and heard of before
+  // anything else.
   Merge(Zef::PtrInterface& live, Zef::PtrInterface const& wanted, Scope const& scope, ChangesList changes = {},
         Zef::Name const& first = {});
 
@@ -116,7 +121,7 @@ class Merge {
   bool differs(Zef::PtrInterface const& live, Zef::PtrInterface const& wanted, Zef::ZefAttr const& attribute) const;
   void remove();
   void complete();
-  void complete(Zef::PtrInterface& made, Zef::PtrInterface const& wanted);
+  void complete(Zef::PtrInterface& made, Zef::PtrInterface const& wanted, Scope const& scope);
   // Notes the references of an object, to be set when all is there.
   void refer(Zef::PtrInterface& live, Zef::PtrInterface const& wanted);
   // What stands in the live tree where the wanted object does in its own.

@@ -415,7 +415,7 @@ class Door : public History {
     json content;
     if (auto const taken = claimed_.find(at.to_string()); taken != claimed_.end()) {
       content = taken->second.content;
-    } else if (!waits(at)) {
+    } else {
       auto const [outer, place] = enclosing(at);
       if (outer->contains(place)) {
         content = (*outer)[place];
@@ -533,6 +533,7 @@ class Door : public History {
   void saveFile() {
     json version = another();
     auto const before = claimed_;
+    auto const leftBefore = left_;
     auto const claimsBefore = file_;
     for (auto at = version.begin(); at != version.end();) at = pick(4) == 0 ? version.erase(at) : std::next(at);
     for (auto const& [input, content] : version.items()) {
@@ -552,6 +553,7 @@ class Door : public History {
     } catch (Host::InventoryError const& error) {
       said(false, error.what(), before);
       file_ = claimsBefore;
+      left_ = leftBefore;
     }
   }
   // Those who are here say so; the word of those who have been away for long ends.
