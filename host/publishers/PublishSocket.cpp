@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "host/publishers/Document.h"
+
 namespace Host {
 
 namespace {
@@ -100,26 +102,40 @@ void PublishSocket::read(int fd) {
 
 void PublishSocket::answer(int fd, std::string line) {
   int const number = clients_.at(fd).number;
-  if (line.size() <= longLine) {
-    send(fd, server_.answer(number, line));
+  try {
+    if (line.size() <= longLine) {
+      send(fd, server_.answer(number, line));
+      return;
+    }
+    work_ = std::make_unique<Work>(Work{fd, std::move(line), {}, {}, nullptr});
+    Work& work = *work_;
+    work.slices = std::make_unique<Slices>([this, &work, number] { work.answer = server_.answer(number, work.line); });
+  } catch (...) {
+    work_ = nullptr;
+    drop(fd, reasonCaught().c_str());
     return;
   }
-  work_ = std::make_unique<Work>(Work{fd, std::move(line), {}, nullptr});
-  Work& work = *work_;
-  work.slices = std::make_unique<Slices>([this, &work, number] { work.answer = server_.answer(number, work.line); });
   bool const hasTurns = loop_.readFdIs(wake_, [this] { goOn(false); });
   goOn(!hasTurns);
 }
 
 void PublishSocket::goOn(bool toTheEnd) {
-  if (toTheEnd) {
-    work_->slices->finish();
-  } else if (!work_->slices->go()) {
-    return;
+  try {
+    if (toTheEnd) {
+      work_->slices->finish();
+    } else if (!work_->slices->go()) {
+      return;
+    }
+  } catch (...) {
+    work_->failure = reasonCaught();
   }
   loop_.readFdDel(wake_);
   auto const work = std::exchange(work_, nullptr);
-  send(work->fd, work->answer);
+  if (work->failure.empty()) {
+    send(work->fd, work->answer);
+  } else {
+    drop(work->fd, work->failure.c_str());
+  }
   bool const wasHuge = work->line.size() > hugeLine;
   std::string().swap(work->line);
   if (wasHuge) malloc_trim(0);

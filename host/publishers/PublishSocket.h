@@ -45,6 +45,7 @@ class PublishSocket {
     int fd;
     std::string line;
     std::string answer;
+    std::string failure;
     std::unique_ptr<Slices> slices;
   };
 
