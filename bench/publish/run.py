@@ -1,6 +1,7 @@
 #!/usr/bin/python3
-"""What publishers cost a running agent, and what a manager feels of them: chassis of three sizes, published as a whole through the socket,
-and then their readings. Figures of processor time are the agent's own; those of a manager stand beside the same without publishers.
+"""What publishers cost a running agent, and what a manager feels of them: chassis of three sizes, published whole through the
+socket, and then their readings. Figures of processor time are the agent's own; those of a manager stand beside the same without
+publishers.
 
 Wants the bench preset built; scripts/bench does that.
 """
@@ -86,7 +87,7 @@ class Manager:
 
 
 class Client:
-    """A publisher of readings without the module, which waits for each answer: this one sends as many lines as are wanted at once."""
+    """A publisher of readings without the module, which waits for each answer: this one sends many lines at once."""
 
     def __init__(self, path, name, claim):
         self._socket = socket.socket(socket.AF_UNIX)
@@ -135,7 +136,8 @@ def measured(rows, folder):
             temperatures.say(b''.join(map(patch, range(20, 84))), 64)
             count += 64
         busy = cpu(agent) - before
-        print(f'  a reading, at full speed:  {busy / count * 1e6:7.1f} us of the agent: {count / busy / 2:.0f} a second at half a core')
+        print(f'  a reading, at full speed:  {busy / count * 1e6:7.1f} us of the agent: '
+              f'{count / busy / 2:.0f} a second at half a core')
 
         quiet = manager.latencies(3000)
         clients = [subprocess.Popen([sys.executable, __file__, '--flood', path, str(number)]) for number in range(2)]
