@@ -62,8 +62,8 @@ def default_socket() -> str:
 class Publisher:
     """One who speaks for some places of the switch: its claims, paths as orvane-inspect spells them below "input". Its word holds
     for `lease` seconds (up to 86400) after the last thing it said; then records of its claims are withdrawn, and so are its parts
-    where `parts` is "withdraw". The connection is made with the first thing that is said; `patience` is for how many seconds an agent
-    that is not there is waited for each time, None for ever."""
+    where `parts` is "withdraw". The connection is made with the first thing that is said; `patience` is for how many seconds an
+    agent that is not there is waited for each time, None for ever."""
 
     def __init__(self, name: str, claims: Iterable[str], *, lease: float = 60, parts: str = 'keep', socket_path: str | None = None,
                  patience: float | None = None):

@@ -115,21 +115,18 @@ Claims::Node& Claims::ownerIs(Claim const& claim, Owner const& owner) {
   return *node;
 }
 
-void Claims::ownerDel(Steps const& steps) {
-  std::vector<Node*> way{&top_};
-  for (String8 const& step : steps) {
-    Node* const next = way.back()->at(step);
-    if (next == nullptr) return;
-    way.push_back(next);
+void Claims::ownerDel(Steps const& steps) { ownerDel(top_, steps); }
+
+void Claims::ownerDel(Node& node, std::span<String8 const> steps) {
+  if (steps.empty()) {
+    node.owner = nullptr;
+    node.waits = false;
+    return;
   }
-  way.back()->owner = nullptr;
-  way.back()->waits = false;
-  for (auto step = steps.rbegin(); step != steps.rend(); ++step) {
-    Node const& last = *way.back();
-    way.pop_back();
-    if (last.owner != nullptr || !last.below.empty()) return;
-    way.back()->below.erase(*step);
-  }
+  auto const next = node.below.find(steps.front());
+  if (next == node.below.end()) return;
+  ownerDel(*next->second, steps.subspan(1));
+  if (next->second->owner == nullptr && next->second->below.empty()) node.below.erase(next);
 }
 
 }  // namespace Host

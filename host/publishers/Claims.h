@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -68,9 +69,12 @@ class Claims {
   Owner const* speakerAt(Steps const& steps) const;
   // In place of whoever claimed it.
   Node& ownerIs(Claim const& claim, Owner const& owner);
+  // It takes no memory.
   void ownerDel(Steps const& steps);
 
  private:
+  static void ownerDel(Node& node, std::span<Zef::String8 const> steps);
+
   EntityTypes const& types_;
   Node top_;
 };

@@ -181,6 +181,7 @@ void Names::requireDifferent(std::vector<Entry> const& entries) const {
     auto order() const { return std::tie(name, index); }
   };
   std::vector<Named> names;
+  names.reserve(entries.size());
   for (Entry const& entry : entries) {
     names.push_back({nameOf(*entry.part, entry.space), entry.part->physicalIndex().value(), &entry});
   }

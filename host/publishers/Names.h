@@ -39,9 +39,9 @@ class Names final : public Vorlin::Changes {
   };
   using Parts = std::unordered_set<Zef::PtrInterface const*>;
 
-  // Calls back with each entry of a part: most have one, some none.
+  // Calls back with each entry of an object: most parts have one, all else none.
   template <class Call>
-  void forEachEntry(Zef::PtrInterface const& part, Call const& call) const;
+  void forEachEntry(Zef::PtrInterface const& object, Call const& call) const;
   void enter(Zef::PtrInterface const& part);
   void leave(Zef::PtrInterface const& part);
   Zef::String8 nameOf(EntityMib::PhysicalEntity const& part, Space space) const;

@@ -37,7 +37,7 @@ std::string const& fileName() {
 
 std::string nameOf(Node const& node) {
   auto const* const text = node.get<String8>();
-  std::string const name = text == nullptr ? "" : text->charPtr();
+  std::string name = text == nullptr ? "" : text->charPtr();
   bool const isFit = !name.empty() && name.size() <= longestName && std::all_of(name.begin(), name.end(), [](char c) {
     return std::isalnum(static_cast<unsigned char>(c)) != 0 || std::string_view("._:@-").find(c) != std::string::npos;
   });
@@ -57,6 +57,19 @@ bool withdrawsPartsOf(Node const& node) {
   auto const* const text = node.get<String8>();
   if (text == nullptr || !(*text == "keep" || *text == "withdraw")) refuse("parts", "keep or withdraw is needed");
   return *text == "withdraw";
+}
+
+// A text as JSON has it. Of the library's values only a text lets go of itself without memory.
+std::string asJson(std::string const& text) { return json(text).dump(); }
+
+// Once more, where it fails: what is to be told has happened.
+template <class Call>
+std::string twice(Call const& call) {
+  try {
+    return call();
+  } catch (std::bad_alloc const&) {
+    return call();
+  }
 }
 
 // Does what cannot be refused any more. What it cannot do twice, the process does not outlive.
@@ -108,20 +121,20 @@ std::vector<std::string> Publishers::fileIs(std::string_view text) {
   }
   ++file_->messages;
   auto const before = file_->claims;
-  for (Member const& member : membersOf(document, Place())) {
-    if (!types_.contains(member.name.charPtr())) continue;  // which the reader refuses
-    Claim const claim = claims_.claimOf(stepOf(member.name.view()));
-    if (claims_.ownerAt(claim.steps) != nullptr) continue;
-    claims_.ownerIs(claim, *file_);
-    file_->claims.push_back(claim);
-  }
   try {
-    auto leftOut = say(*file_, Saying::Word::file, document);
-    for (Claim const& claim : std::vector(file_->claims)) {
-      if (memberOf(document, claim.steps.front()) != nullptr) continue;
-      claims_.ownerDel(claim.steps);
-      std::erase(file_->claims, claim);
+    for (Member const& member : membersOf(document, Place())) {
+      if (!types_.contains(member.name.charPtr())) continue;  // which the reader refuses
+      Claim const claim = claims_.claimOf(stepOf(member.name.view()));
+      if (claims_.ownerAt(claim.steps) != nullptr) continue;
+      file_->claims.push_back(claim);
+      claims_.ownerIs(claim, *file_);
     }
+    auto leftOut = say(*file_, Saying::Word::file, document);
+    std::erase_if(file_->claims, [&](Claim const& claim) {
+      if (memberOf(document, claim.steps.front()) != nullptr) return false;
+      claims_.ownerDel(claim.steps);
+      return true;
+    });
     return leftOut;
   } catch (...) {
     for (Claim const& claim : file_->claims) {
@@ -170,18 +183,21 @@ std::string Publishers::answer(int client, std::string_view line) {
     ++who.publisher->messages;
     who.publisher->heard = clock_->time();
   };
+  Answer answer;
   try {
     hear();
-    Answer const answer = take(who, readDocument(line));
-    json text{{"ok", true}};
-    if (answer.back) text["back"] = true;
-    if (!answer.waits.empty()) text["waits"] = answer.waits;
-    return text.dump();
+    answer = take(who, readDocument(line));
   } catch (InventoryError const& error) {
-    return refusal(who, error.place(), error.reason());
+    return twice([&] { return refusal(who, error.place(), error.reason()); });
   } catch (...) {
-    return refusal(who, "", reasonCaught());
+    return twice([&] { return refusal(who, "", reasonCaught()); });
   }
+  return twice([&] {
+    std::string waits;
+    for (std::string const& place : answer.waits) waits += (waits.empty() ? ",\"waits\":[" : ",") + asJson(place);
+    if (!waits.empty()) waits += "]";
+    return (answer.back ? R"({"ok":true,"back":true)" : R"({"ok":true)") + waits + "}";
+  });
 }
 
 std::string Publishers::refused(int client, std::string const& reason) {
@@ -200,9 +216,7 @@ std::string Publishers::refusal(Client& client, std::string place, std::string c
   }
   std::string const name = client.publisher == nullptr ? "without a name" : client.publisher->name();
   if (refusals_.passes(name)) log_(Severity::warning, "refused publisher " + name + ": " + what);
-  json text{{"error", reason}};
-  if (!place.empty()) text["place"] = place;
-  return text.dump();
+  return "{\"error\":" + asJson(reason) + (place.empty() ? "" : ",\"place\":" + asJson(place)) + "}";
 }
 
 void Publishers::left(int client) {
@@ -284,35 +298,16 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
     refuse("publisher", "256 publishers are there already");
   requireFree(publisher, claims);
 
-  Answer const answer{publisher != nullptr, {}};
-  if (publisher != nullptr) {
-    std::vector<Claim> dropped;
-    for (Claim const& claim : publisher->claims) {
-      if (std::find(claims.begin(), claims.end(), claim) == claims.end()) dropped.push_back(claim);
-    }
-    if (!dropped.empty()) withdraw(*publisher, dropped, publisher->withdrawsParts);
-  } else {
-    publisher = &publishers_.emplace_back();
-    publisher->name_ = said.name();
-  }
+  Answer answer{publisher != nullptr, {}};
+  std::string paths;
+  for (Claim const& claim : claims) paths += (paths.empty() ? "" : ", ") + Claims::pathOf(claim.steps);
+  take(publisher, said, std::move(claims));
   publisher->peer = client.peer;
   publisher->lease = said.lease;
   publisher->withdrawsParts = said.withdrawsParts;
   publisher->heard = clock_->time();
   publisher->isHere = true;
   ++publisher->messages;
-  std::string paths;
-  for (Claim const& claim : claims) {
-    paths += (paths.empty() ? "" : ", ") + Claims::pathOf(claim.steps);
-    if (claims_.ownerAt(claim.steps) == publisher) continue;
-    if (file_ != nullptr) std::erase(file_->claims, claim);
-    Claims::Node& node = claims_.ownerIs(claim, *publisher);
-    if (!ownerOf(system_.inputs(), claim)) {
-      waitsIs(node, true);
-      takeUpWaiting(claim);
-    }
-    publisher->claims.push_back(claim);
-  }
   client.publisher = publisher;
   client.wasGreeted = true;
   timer_->withinIs(publisher->lease);
@@ -320,6 +315,39 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
               std::to_string(client.peer.uid) + ", process " + std::to_string(client.peer.pid) + "), for " +
               printable(paths));
   return answer;
+}
+
+void Publishers::take(Publisher*& publisher, Publisher const& said, std::vector<Claim> claims) {
+  bool const isNew = publisher == nullptr;
+  if (isNew) publisher = &publishers_.emplace_back(said);
+  std::vector<Claim> dropped;
+  for (Claim const& claim : publisher->claims) {
+    if (std::find(claims.begin(), claims.end(), claim) == claims.end()) dropped.push_back(claim);
+  }
+  std::erase_if(claims, [&](Claim const& claim) { return claims_.ownerAt(claim.steps) == publisher; });
+  try {
+    publisher->claims.reserve(publisher->claims.size() + claims.size());
+    for (Claim const& claim : claims) {
+      Claims::Node& node = claims_.ownerIs(claim, *publisher);
+      if (ownerOf(system_.inputs(), claim)) continue;
+      waitsIs(node, true);
+      takeUpWaiting(claim);
+    }
+    if (!dropped.empty()) withdraw(*publisher, dropped, publisher->withdrawsParts);
+  } catch (...) {
+    // None of it counts.
+    for (Claim const& claim : claims) {
+      if (claims_.ownerAt(claim.steps) != publisher) continue;
+      waitsIs(*claims_.at(claim.steps), false);
+      claims_.ownerDel(claim.steps);
+    }
+    if (isNew) publishers_.pop_back();
+    throw;
+  }
+  for (Claim& claim : claims) {
+    if (file_ != nullptr) std::erase(file_->claims, claim);
+    publisher->claims.push_back(std::move(claim));
+  }
 }
 
 Publishers::Publisher* Publishers::publisherOf(std::string const& name) {
@@ -631,12 +659,13 @@ void Publishers::going(PtrInterface const& object) {
   Claims::Node* const top = claims_.at(steps);
   if (top == nullptr) return;
   std::function<void(Claims::Node&)> const keep = [&](Claims::Node& node) {
-    if (node.owner != nullptr && node.owner != speaker_ && !node.waits) {
+    if (node.owner != nullptr && !node.waits) {
+      // It waits when all of it is kept, so that this can be done again when it fails.
+      auto const kept = Zef::make<Zef::Dir>("input");
+      auto const from = node.owner == speaker_ ? nullptr : ownerOf(system_.inputs(), node.claim);
+      if (from) Vorlin::Merge(ownerIs(kept, node.claim), *from, scopeOf(*from, node.claim)).make();
       waitsIs(node, true);
-      if (auto const from = ownerOf(system_.inputs(), node.claim)) {
-        auto& to = ownerIs(waits_.at(node.claim.steps).inputs, node.claim);
-        Vorlin::Merge(to, *from, scopeOf(*from, node.claim)).make();
-      }
+      waits_.at(node.claim.steps).inputs = kept;
     }
     for (auto const& [step, below] : node.below) keep(*below);
   };

@@ -98,6 +98,9 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   Answer greet(Client& client, Node const& message);
   // That somebody has come or left.
   void logMovement(std::string const& line);
+  // Has a publisher, a new one where it is null, claim these and no others; those dropped are withdrawn. All or
+  // nothing.
+  void take(Publisher*& publisher, Publisher const& said, std::vector<Claim> claims);
   std::string refusal(Client& client, std::string place, std::string const& reason);
 
   Publisher* publisherOf(std::string const& name);

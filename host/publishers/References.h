@@ -2,6 +2,8 @@
 
 #include <map>
 #include <set>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "host/publishers/Claims.h"
@@ -17,7 +19,9 @@ class References {
     Zef::ZefAttr const* attribute;
     Steps to;
 
-    auto operator<=>(Reference const& other) const = default;
+    bool operator<(Reference const& other) const {
+      return std::tie(from, attribute, to) < std::tie(other.from, other.attribute, other.to);
+    }
   };
 
   // To nowhere: forgets it.

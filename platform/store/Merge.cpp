@@ -91,9 +91,8 @@ bool isSameThing(PtrInterface const& live, PtrInterface const& wanted, ChangesLi
                       [&](Changes const* each) { return each->isAnother(live, wanted); });
 }
 
-Merge::Merge(PtrInterface& live, PtrInterface const& wanted, Scope const& scope, ChangesList changes,
-             Zef::Name const& first)
-    : live_(&live), wanted_(&wanted), changes_(std::move(changes)), first_(first) {
+Merge::Merge(PtrInterface& live, PtrInterface const& wanted, Scope const& scope, ChangesList changes, Zef::Name first)
+    : live_(&live), wanted_(&wanted), changes_(std::move(changes)), first_(std::move(first)) {
   compare(live, wanted, scope);
 }
 

@@ -4,6 +4,7 @@
 #include <initializer_list>
 #include <map>
 #include <set>
+#include <utility>
 #include <vector>
 
 #include "runtime/reflection/Type.h"
@@ -19,8 +20,7 @@ struct Slot {
   // Of one object, in the order of declaration.
   std::strong_ordering operator<=>(Slot const& other) const {
     auto const id = [](Slot const& slot) { return slot.attribute == nullptr ? 0 : slot.attribute->id(); };
-    if (auto const order = id(*this) <=> id(other); order != 0) return order;
-    return key <=> other.key;
+    return std::pair(id(*this), key) <=> std::pair(id(other), other.key);
   }
 };
 
@@ -92,7 +92,7 @@ class Merge {
   // The scope lives as long as it does. What changed in the entity `first` of the directory is done and heard of before
   // anything else.
   Merge(Zef::PtrInterface& live, Zef::PtrInterface const& wanted, Scope const& scope, ChangesList changes = {},
-        Zef::Name const& first = {});
+        Zef::Name first = {});
 
   std::vector<Removal> const& removals() const { return removals_; }
   // New objects, and those with a value that differs.
