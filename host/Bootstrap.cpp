@@ -153,6 +153,7 @@ void Bootstrap::rebuild() {
   stateMib_->stateEntityDelAll();
   names_.rebuild(*inputs_->entity("status"));
   start();
+  offers_.rebuild(*root_);
   followElection(false);
   if (PtrInterface::NotifieeConst::zefNotificationExceptions() != exceptions)
     throw std::runtime_error("it failed again when all was built anew");

@@ -134,7 +134,13 @@ bool Offers::run(Orvane::Root& root) {
     add(entry, rows);
     election_ = election_ || (entry && entry->entity()->tag() == "Supervisor");
   }
-  addReferring(root);
+  // Those who follow a configuration look for its own transceiver.
+  if (!notes_) rebuild(root);
+  for (String8 const& name : xcvrs_) follow(root, name);
+  for (String8 const& name : xcvrConfigs_) {
+    if (auto const found = referring_.find(name); found != referring_.end())
+      xcvrs_.insert(found->second.begin(), found->second.end());
+  }
   for (String8 const& name : xcvrs_) {
     add(root.xcvr(name), rows);
     addDomSensors(root, name, rows);
@@ -143,15 +149,25 @@ bool Offers::run(Orvane::Root& root) {
   return election_;
 }
 
-// A status may refer to another transceiver's configuration; those who follow the configuration look for its own.
-void Offers::addReferring(Orvane::Root const& root) {
-  if (xcvrConfigs_.empty() || !root.xcvrStatusDir()) return;
-  for (auto at = root.xcvrStatusDir()->xcvrStatusIteratorConst(); at; ++at) {
-    auto const& config = at->xcvrConfig();
-    bool const isOwn = config && config->name() == at->name();
-    if (config && !isOwn && xcvrConfigs_.contains(config->name().stringValue()))
-      xcvrs_.insert(at->name().stringValue());
+void Offers::rebuild(Orvane::Root const& root) {
+  elsewhere_.clear();
+  referring_.clear();
+  if (!root.xcvrStatusDir()) return;
+  for (auto at = root.xcvrStatusDir()->xcvrStatusIteratorConst(); at; ++at) follow(root, at->name());
+}
+
+void Offers::follow(Orvane::Root const& root, String8 const& status) {
+  if (auto const old = elsewhere_.find(status); old != elsewhere_.end()) {
+    auto const others = referring_.find(old->second);
+    others->second.erase(status);
+    if (others->second.empty()) referring_.erase(others);
+    elsewhere_.erase(old);
   }
+  auto const record = root.xcvrStatusDir() ? root.xcvrStatusDir()->xcvrStatus(status) : nullptr;
+  if (!record || !record->xcvrConfig() || record->xcvrConfig()->name() == record->name()) return;
+  String8 const& config = record->xcvrConfig()->name();
+  elsewhere_[status] = config;
+  referring_[config].insert(status);
 }
 
 Offers::Watched const& Offers::watched(PtrInterface const& object) const {

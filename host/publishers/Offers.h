@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <set>
 #include <unordered_map>
 #include <vector>
@@ -21,6 +22,9 @@ class Offers final : public Vorlin::Changes {
   // Forgets what was noted. Where nothing is published yet there is nothing that could have been missed, so nothing is
   // noted until the next call.
   void begin(bool anythingIsPublished);
+
+  // Forgets all it knows of the records, and looks at them anew.
+  void rebuild(Orvane::Root const& root);
 
   // Renews the rows noted. True when what the election of supervisors shows has to be shown anew behind it.
   bool run(Orvane::Root& root);
@@ -43,7 +47,8 @@ class Offers final : public Vorlin::Changes {
 
   Watched const& watched(Zef::PtrInterface const& object) const;
   void note(Zef::PtrInterface const& object, Event event);
-  void addReferring(Orvane::Root const& root);
+  // Which configuration, of another transceiver, the status of that name refers to now.
+  void follow(Orvane::Root const& root, Zef::String8 const& status);
 
   void component(Zef::Entity const& record, Event event);
   void temperature(Zef::Entity const& record, Event event);
@@ -66,6 +71,9 @@ class Offers final : public Vorlin::Changes {
   std::set<U32> newRows_;
   bool election_ = false;
   bool notes_ = false;
+  // Statuses of transceivers that refer to another one's configuration, and by that; mostly none.
+  std::map<Zef::String8, Zef::String8> elsewhere_;
+  std::map<Zef::String8, std::set<Zef::String8>> referring_;
   mutable std::unordered_map<Zef::ZefType const*, Watched> watched_;
 };
 

@@ -331,7 +331,7 @@ void Publishers::take(Publisher*& publisher, Publisher const& said, std::vector<
       Claims::Node& node = claims_.ownerIs(claim, *publisher);
       if (ownerOf(system_.inputs(), claim)) continue;
       waitsIs(node, true);
-      takeUpWaiting(claim);
+      takeUpWaiting(node);
     }
     if (!dropped.empty()) withdraw(*publisher, dropped, publisher->withdrawsParts);
   } catch (...) {
@@ -432,14 +432,13 @@ std::vector<std::string> Publishers::say(Publisher const& publisher, Saying::Wor
   std::vector<Waiting*> waiting;
   // What waits though its place is there was in the way of something, and may be so no more.
   std::vector<Claims::Node*> tried;
-  for (auto& [steps, each] : waits_) {
-    if (each.node->owner != &publisher) continue;
+  forEachWaiting(publisher, [&](Waiting const& each) {
     if (word != Saying::Word::patch && ownerOf(system_.inputs(), each.node->claim)) {
       tried.push_back(each.node);
     } else {
-      waiting.push_back(&each);
+      waiting.push_back(&waitingOf(*each.node));
     }
-  }
+  });
   for (Claims::Node* node : tried) node->waits = false;
   try {
     Change const change = readChange(
@@ -460,6 +459,7 @@ std::vector<std::string> Publishers::say(Publisher const& publisher, Saying::Wor
       for (std::size_t i = 0; i != waiting.size(); ++i) {
         Vorlin::Merge(*waiting[i]->inputs, *later[i].wanted, later[i].scope).make();
         waiting[i]->isHeldBack = false;
+        mayComeIn_ = true;
       }
     });
     publish(change, merge, &publisher);
@@ -531,13 +531,17 @@ void Publishers::mendReferences() {
 
 bool Publishers::bringInWhatWaited() {
   bool const isAnyNameFree = std::exchange(havePartsChanged_, false);
+  if (!std::exchange(mayComeIn_, false) && !isAnyNameFree) return false;
   std::vector<Claims::Node*> ready;
-  for (auto& [steps, each] : waits_) {
-    if ((isAnyNameFree || !each.isHeldBack) && ownerOf(system_.inputs(), each.node->claim)) ready.push_back(each.node);
+  for (auto const& [owner, claims] : waits_) {
+    for (auto const& [steps, each] : claims) {
+      if ((isAnyNameFree || !each.isHeldBack) && ownerOf(system_.inputs(), each.node->claim))
+        ready.push_back(each.node);
+    }
   }
   // One may be what another one stands in.
-  return std::count_if(ready.begin(), ready.end(),
-                       [this](Claims::Node* node) { return bringIn(waits_.at(node->claim.steps)); }) != 0;
+  return std::count_if(ready.begin(), ready.end(), [this](Claims::Node* node) { return bringIn(waitingOf(*node)); }) !=
+         0;
 }
 
 bool Publishers::bringIn(Waiting& waiting) {
@@ -569,32 +573,42 @@ bool Publishers::bringIn(Waiting& waiting) {
 // What waits.
 
 void Publishers::waitsIs(Claims::Node& node, bool waits) {
-  node.waits = waits;
   if (waits) {
-    waits_.try_emplace(node.claim.steps, Waiting{&node, Zef::make<Zef::Dir>("input")});
-  } else {
-    waits_.erase(node.claim.steps);
+    waits_[node.owner].try_emplace(node.claim.steps, Waiting{&node, Zef::make<Zef::Dir>("input")});
+  } else if (auto const found = waits_.find(node.owner); found != waits_.end()) {
+    found->second.erase(node.claim.steps);
+    if (found->second.empty()) waits_.erase(found);
   }
+  node.waits = waits;
 }
 
-void Publishers::takeUpWaiting(Claim const& claim) {
-  for (Steps above = claim.steps; !above.empty(); above.pop_back()) {
-    auto const outer = waits_.find(above);
-    if (outer == waits_.end() || above.size() == claim.steps.size()) continue;
-    auto const from = ownerOf(outer->second.inputs, claim);
-    if (!from) return;
-    auto const scope = scopeOf(*from, claim);
-    Vorlin::Merge(ownerIs(waits_.at(claim.steps).inputs, claim), *from, scope).make();
-    for (auto const& [slot, below] : scope.slots) Vorlin::atDel(*from, slot);
-    return;
+template <class Call>
+void Publishers::forEachWaiting(Claims::Owner const& owner, Call const& call) const {
+  auto const found = waits_.find(&owner);
+  if (found == waits_.end()) return;
+  for (auto const& [steps, each] : found->second) call(each);
+}
+
+void Publishers::takeUpWaiting(Claims::Node& node) {
+  Claim const& claim = node.claim;
+  Claims::Node const* outer = nullptr;
+  for (Steps above = claim.steps; above.size() > 1 && (outer == nullptr || outer->owner == nullptr);) {
+    above.pop_back();
+    outer = claims_.at(above);
   }
+  if (outer == nullptr || outer->owner == nullptr || !outer->waits) return;
+  auto const from = ownerOf(waitingOf(*outer).inputs, claim);
+  if (!from) return;
+  auto const scope = scopeOf(*from, claim);
+  Vorlin::Merge(ownerIs(waitingOf(node).inputs, claim), *from, scope).make();
+  for (auto const& [slot, below] : scope.slots) Vorlin::atDel(*from, slot);
 }
 
 std::vector<std::string> Publishers::waitsOf(Publisher const& publisher) const {
   std::vector<std::string> places;
-  for (auto const& [steps, each] : waits_) {
-    if (each.node->owner == &publisher && isAnythingIn(each)) places.push_back(Claims::placeOf(steps));
-  }
+  forEachWaiting(publisher, [&](Waiting const& each) {
+    if (isAnythingIn(each)) places.push_back(Claims::placeOf(each.node->claim.steps));
+  });
   return places;
 }
 
@@ -665,7 +679,7 @@ void Publishers::going(PtrInterface const& object) {
       auto const from = node.owner == speaker_ ? nullptr : ownerOf(system_.inputs(), node.claim);
       if (from) Vorlin::Merge(ownerIs(kept, node.claim), *from, scopeOf(*from, node.claim)).make();
       waitsIs(node, true);
-      waits_.at(node.claim.steps).inputs = kept;
+      waitingOf(node).inputs = kept;
     }
     for (auto const& [step, below] : node.below) keep(*below);
   };
@@ -677,6 +691,7 @@ void Publishers::staying(PtrInterface const& live, PtrInterface const& /*wanted*
 }
 
 void Publishers::came(PtrInterface const& object) {
+  mayComeIn_ = mayComeIn_ || dynamic_cast<EntityMib::PhysicalEntity const*>(&object) != nullptr;
   if (references_.areAnyLoose()) references_.came(stepsTo(object));
 }
 

@@ -123,8 +123,12 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   bool bringInWhatWaited();
   bool bringIn(Waiting& waiting);
   void waitsIs(Claims::Node& node, bool waits);
+  // Calls back with what waits of all that somebody claims.
+  template <class Call>
+  void forEachWaiting(Claims::Owner const& owner, Call const& call) const;
+  Waiting& waitingOf(Claims::Node const& node) { return waits_.at(node.owner).at(node.claim.steps); }
   // What waits there by another's word, within a claim of his, is this claim's from now on.
-  void takeUpWaiting(Claim const& claim);
+  void takeUpWaiting(Claims::Node& node);
   std::vector<std::string> waitsOf(Publisher const& publisher) const;
   // The object that a claim stands in, in a directory of inputs; null when it is not there.
   static Zef::Ptr<Zef::PtrInterface> ownerOf(Zef::Ptr<Zef::Dir> const& inputs, Claim const& claim);
@@ -148,7 +152,8 @@ class Publishers final : public LineServer, private Vorlin::Changes {
   Zef::Ptr<Timer> timer_;
   Claims claims_;
   References references_;
-  std::map<Steps, Waiting> waits_;
+  std::map<Claims::Owner const*, std::map<Steps, Waiting>> waits_;
+  bool mayComeIn_ = false;         // something of what waits
   bool havePartsChanged_ = false;  // so that a name may have become free
   std::list<Publisher> publishers_;
   Publisher* file_ = nullptr;
