@@ -8,6 +8,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <numeric>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -20,6 +21,7 @@ namespace {
 
 constexpr std::size_t mostClients = 64;
 constexpr std::size_t longestLine = std::size_t{64} << 20U;
+constexpr std::size_t mostHeld = 2 * longestLine;          // of lines that have not come whole, of all clients
 constexpr std::size_t shortPiece = std::size_t{4} << 10U;  // most lines are shorter
 constexpr std::size_t longPiece = std::size_t{64} << 10U;
 constexpr std::size_t longLine = std::size_t{16} << 10U;  // is answered in slices
@@ -90,7 +92,8 @@ void PublishSocket::read(int fd) {
   } catch (std::bad_alloc const&) {
     client.isTooLong = true;
   }
-  client.isTooLong = client.isTooLong || client.line.size() > longestLine;
+  client.isTooLong =
+      client.isTooLong || client.line.size() > longestLine || (client.line.size() > longLine && held() > mostHeld);
   if (client.isTooLong) std::string().swap(client.line);
   if (newline == nullptr) return;
   if (std::exchange(client.isTooLong, false)) {
@@ -98,6 +101,11 @@ void PublishSocket::read(int fd) {
   } else {
     answer(fd, std::exchange(client.line, {}));
   }
+}
+
+std::size_t PublishSocket::held() const {
+  return std::accumulate(clients_.begin(), clients_.end(), std::size_t{0},
+                         [](std::size_t sum, auto const& each) { return sum + each.second.line.size(); });
 }
 
 void PublishSocket::answer(int fd, std::string line) {

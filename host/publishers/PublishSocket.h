@@ -51,6 +51,8 @@ class PublishSocket {
 
   void enter(int fd);
   void read(int fd);
+  // Bytes of lines that have not come whole.
+  std::size_t held() const;
   void answer(int fd, std::string line);
   // The next slice of the long line, or all that is left of it.
   void goOn(bool toTheEnd);

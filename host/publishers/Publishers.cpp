@@ -232,7 +232,10 @@ void Publishers::left(int client) {
 }
 
 void Publishers::logMovement(std::string const& line) {
-  if (movements_.passes("publishers")) log_(Severity::info, line);
+  try {
+    if (movements_.passes("publishers")) log_(Severity::info, line);
+  } catch (std::bad_alloc const&) {  // it has happened, told or not
+  }
 }
 
 Publishers::Answer Publishers::take(Client& client, Node const& message) {
@@ -301,6 +304,9 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
   Answer answer{publisher != nullptr, {}};
   std::string paths;
   for (Claim const& claim : claims) paths += (paths.empty() ? "" : ", ") + Claims::pathOf(claim.steps);
+  std::string const line = "publisher " + said.name() + (answer.back ? " is back" : " has come") + " (user " +
+                           std::to_string(client.peer.uid) + ", process " + std::to_string(client.peer.pid) +
+                           "), for " + printable(paths);
   take(publisher, said, std::move(claims));
   publisher->peer = client.peer;
   publisher->lease = said.lease;
@@ -311,19 +317,20 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
   client.publisher = publisher;
   client.wasGreeted = true;
   timer_->withinIs(publisher->lease);
-  logMovement("publisher " + publisher->name() + (answer.back ? " is back" : " has come") + " (user " +
-              std::to_string(client.peer.uid) + ", process " + std::to_string(client.peer.pid) + "), for " +
-              printable(paths));
+  logMovement(line);
   return answer;
 }
 
 void Publishers::take(Publisher*& publisher, Publisher const& said, std::vector<Claim> claims) {
   bool const isNew = publisher == nullptr;
-  if (isNew) publisher = &publishers_.emplace_back(said);
   std::vector<Claim> dropped;
-  for (Claim const& claim : publisher->claims) {
-    if (std::find(claims.begin(), claims.end(), claim) == claims.end()) dropped.push_back(claim);
+  if (!isNew) {
+    std::set<Steps> kept;
+    for (Claim const& claim : claims) kept.insert(claim.steps);
+    std::copy_if(publisher->claims.begin(), publisher->claims.end(), std::back_inserter(dropped),
+                 [&kept](Claim const& claim) { return !kept.contains(claim.steps); });
   }
+  if (isNew) publisher = &publishers_.emplace_back(said);
   std::erase_if(claims, [&](Claim const& claim) { return claims_.ownerAt(claim.steps) == publisher; });
   try {
     publisher->claims.reserve(publisher->claims.size() + claims.size());
@@ -387,8 +394,8 @@ void Publishers::withdraw(Publisher& publisher, std::vector<Claim> const& claims
   for (Claim const& claim : claims) {
     waitsIs(*claims_.at(claim.steps), false);
     claims_.ownerDel(claim.steps);
-    std::erase(publisher.claims, claim);
   }
+  std::erase_if(publisher.claims, [&](Claim const& claim) { return claims_.ownerAt(claim.steps) != &publisher; });
   settle();
 }
 

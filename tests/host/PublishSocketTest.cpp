@@ -126,7 +126,21 @@ TEST_F(Socket, SkipsALineThatIsTooLong) {
   for (int i = 0; i < 64; ++i) pour(one, megabyte);
   pour(one, "y\nshort\n");
   for (int i = 0; i < 6; ++i) loop.turn();
-  EXPECT_EQ(received(one), "refused: larger than 64 MiB, or than the memory left\nshort\n");
+  std::string const refused = "refused: larger than 64 MiB, or than the memory left\n";
+  EXPECT_EQ(received(one), refused + "short\n");
+  // Three that are large enough together.
+  int const others[] = {connect(), connect(), connect()};
+  for (int i = 0; i < 50; ++i) {
+    for (int const each : others) pour(each, megabyte);
+  }
+  for (int const each : others) {
+    pour(each, "\n");
+    pass(0.2);
+  }
+  std::string answers;
+  for (int const each : others) answers += received(each);
+  EXPECT_NE(answers.find(refused), std::string::npos);
+  EXPECT_NE(answers.find("xxxxxxxxxx\n"), std::string::npos);
 }
 
 TEST_F(Socket, DropsAClientThatDoesNotReadAndNoOther) {
