@@ -5,6 +5,7 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "model/Constants.h"
 #include "tests/host/Described.h"
 #include "tests/host/Looping.h"
 
@@ -196,11 +197,12 @@ TEST_F(Door, ReplacesAPartWithAllThatItHas) {
                "coolingStatus": {"fan": {"F": {"speed": 1, "properties": {"maxRpm": 9}}}}})";
   };
   publish(1, "all", {"status", "coolingStatus"}, chassis("3", "Linecard"));
-  ASSERT_EQ(greet(2, "port", {"status/chassis/cardSlot/3/card/port/5"}), ok);
+  ASSERT_EQ(greet(2, "ports", {"status/chassis/cardSlot/3/card/port"}), ok);
+  ASSERT_EQ(greet(3, "sensor", {"status/chassis/cardSlot/3/card/sensor/1"}), ok);
   EXPECT_EQ(patch(1, R"({"status":{"chassis":{"cardSlot":{"3":{"label":"A"}}}},
                          "coolingStatus":{"fan":{"F":{"properties":{"maxRpm":8}}}}})"),
             ok);
-  EXPECT_EQ(patch(1, R"({"status":{"chassis":{"cardSlot":{"3":{"card":{"tag":"Fabric","sensor":{"1":{"label":"1"}}}}}}},
+  EXPECT_EQ(patch(1, R"({"status":{"chassis":{"cardSlot":{"3":{"card":{"tag":"Fabric"}}}}},
                          "coolingStatus":{"fan":{"F":{"properties":{"maxRpm":9}}}}})"),
             ok);
   expectInputs(chassis("A", "Fabric"));
@@ -333,6 +335,26 @@ TEST_F(Door, ReferencesLoseTheirEndsAndFindThemAgain) {
   EXPECT_EQ(set(2, "{}"), ok);
   EXPECT_EQ(set(2, "{" + configs + "}"), ok);
   expectInputs("{" + configs + R"(, "xcvrStatusDir": {"xcvrStatus": {"E": {}}}})");
+  // One that left with its record does not come back with it.
+  EXPECT_EQ(set(1, "{" + statuses + "}"), ok);
+  EXPECT_EQ(patch(1, R"({"xcvrStatusDir": null})"), ok);
+  EXPECT_EQ(patch(1, R"({"xcvrStatusDir": {"xcvrStatus": {"E": {}}}})"), ok);
+  EXPECT_EQ(set(2, "{}"), ok);
+  EXPECT_EQ(set(2, "{" + configs + "}"), ok);
+  expectInputs("{" + configs + R"(, "xcvrStatusDir": {"xcvrStatus": {"E": {}}}})");
+}
+
+TEST_F(Door, ATransceiverMayBeInUseAsAnotherOneIs) {
+  publish(1, "all", {"status", "xcvrConfigDir", "xcvrStatusDir"},
+          R"({"status": {"fixedSystem": {"xcvrSlot": {"1": {"xcvr": {"tag": "Xcvr", "alias": "E"}}}}},
+              "xcvrConfigDir": {"xcvrConfig": {"E": {"xcvrState": true}, "F": {"xcvrState": true}}}})");
+  EXPECT_EQ(patch(1, R"({"xcvrStatusDir":{"xcvrStatus":{"E":{"presence":"present",
+                                                             "xcvrConfig":["xcvrConfigDir","xcvrConfig","F"]}}}})"),
+            ok);
+  auto const admin = [&] { return system.root()->stateMib()->stateEntity(4010001)->adminState(); };
+  EXPECT_EQ(admin(), Orvane::Constants::adminStateUnlocked);
+  EXPECT_EQ(patch(1, R"({"xcvrConfigDir":{"xcvrConfig":{"F":{"xcvrState":false}}}})"), ok);
+  EXPECT_EQ(admin(), Orvane::Constants::adminStateLocked);
 }
 
 TEST_F(Door, AWordHoldsForItsLease) {
