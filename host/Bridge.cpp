@@ -6,6 +6,7 @@
 #include <net-snmp/library/fd_event_manager.h>
 #include <net-snmp/library/snmp_alarm.h>
 
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
@@ -25,6 +26,7 @@ namespace Host {
 namespace {
 
 constexpr unsigned fewLines = 5;  // of one statement in a second
+constexpr int mostReady = 128;    // in one turn; the others have the next one
 
 void failed(char const* what, char const* reason) noexcept {
   try {
@@ -133,23 +135,30 @@ void TraceLog::trace(unsigned level, std::string const& line) {
   if (statements_.passes(statement)) agentLog(Severity::warning, shown);
 }
 
-Bridge::Bridge(Zef::Ptr<Zef::Clock> const& clock) : traces_(clock) {
+Bridge::Bridge(Zef::Ptr<Zef::Clock> const& clock) : traces_(clock), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+  if (epoll_.get() < 0 || register_readfd(epoll_.get(), &Bridge::onReadable, this) != FD_REGISTERED_OK)
+    throw std::system_error(errno, std::generic_category(), "the agent's loop");
   Zef::assertionSinkIs([](char const* message) { snmp_log(LOG_CRIT, "orvane: %s\n", message); });
 }
 
 Bridge::~Bridge() {
-  for (auto const& [fd, ready] : readers_) unregister_readfd(fd);
+  unregister_readfd(epoll_.get());
   Zef::assertionSinkIs(nullptr);
 }
 
 bool Bridge::readFdIs(int fd, std::function<void()> ready) {
-  if (register_readfd(fd, &Bridge::onReadable, this) != FD_REGISTERED_OK) return false;
-  readers_[fd] = std::move(ready);
-  return true;
+  auto const [reader, isNew] = readers_.insert_or_assign(fd, std::move(ready));
+  if (!isNew) return true;
+  epoll_event event{};
+  event.events = EPOLLIN;
+  event.data.fd = fd;
+  if (epoll_ctl(epoll_.get(), EPOLL_CTL_ADD, fd, &event) == 0) return true;
+  readers_.erase(reader);
+  return false;
 }
 
 void Bridge::readFdDel(int fd) {
-  if (readers_.erase(fd) != 0) unregister_readfd(fd);
+  if (readers_.erase(fd) != 0) epoll_ctl(epoll_.get(), EPOLL_CTL_DEL, fd, nullptr);
 }
 
 void Bridge::inNextTurn(std::function<void()> call) {
@@ -163,12 +172,19 @@ void Bridge::inNextTurn(std::function<void()> call) {
   if (fd < 0 || !readFdIs(fd, turn)) throw std::system_error(errno, std::generic_category(), "the next turn");
 }
 
-void Bridge::onReadable(int fd, void* bridge) {
-  auto const& readers = static_cast<Bridge*>(bridge)->readers_;
-  auto const found = readers.find(fd);
-  if (found == readers.end()) return;
-  auto const ready = found->second;  // it may take itself off
-  contained("event", ready);
+void Bridge::onReadable(int epoll, void* bridge) {
+  std::array<epoll_event, mostReady> events;
+  int const count = epoll_wait(epoll, events.data(), mostReady, 0);
+  for (int i = 0; i < count; ++i) {
+    contained("event", [&] { static_cast<Bridge*>(bridge)->ready(events[static_cast<std::size_t>(i)].data.fd); });
+  }
+}
+
+void Bridge::ready(int fd) {
+  auto const found = readers_.find(fd);
+  if (found == readers_.end()) return;  // one before it has taken it off
+  auto const call = found->second;      // it may take itself off
+  call();
 }
 
 }  // namespace Host

@@ -4,6 +4,7 @@
 #include <map>
 #include <string>
 
+#include "host/Descriptor.h"
 #include "host/EventLoop.h"
 #include "host/LineLimit.h"
 #include "host/Log.h"
@@ -59,9 +60,11 @@ class TraceLog {
 };
 
 // Puts the process's trace, failed assertions and file descriptors into the agent's hands: its log takes the lines, its
-// loop watches the descriptors. There is one at a time.
+// loop watches the descriptors. The agent has room for 32 of them (NUM_EXTERNAL_FDS), so it is given one, which can be
+// read whenever any of ours can. There is one Bridge at a time.
 class Bridge final : public EventLoop {
  public:
+  // A std::system_error when the agent has no room, or the system no means, for that one.
   explicit Bridge(Zef::Ptr<Zef::Clock> const& clock);
   ~Bridge() override;
   Bridge(Bridge const&) = delete;
@@ -73,9 +76,11 @@ class Bridge final : public EventLoop {
   void inNextTurn(std::function<void()> call);
 
  private:
-  static void onReadable(int fd, void* bridge);
+  static void onReadable(int epoll, void* bridge);
+  void ready(int fd);
 
   TraceLog traces_;
+  Descriptor epoll_;
   std::map<int, std::function<void()>> readers_;
 };
 

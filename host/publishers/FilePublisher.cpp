@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "host/Descriptor.h"
 #include "host/Printable.h"
 #include "host/publishers/Document.h"
 
@@ -16,20 +17,6 @@ namespace {
 
 // A hundred thousand parts take some twenty megabytes; far more is no description of a switch.
 constexpr off_t largest = off_t{64} << 20U;
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Descriptor(Descriptor const&) = delete;
-  Descriptor& operator=(Descriptor const&) = delete;
-  int get() const { return fd_; }
-
- private:
-  int fd_;
-};
 
 [[noreturn]] void throwErrno() { throw std::system_error(errno, std::generic_category()); }
 

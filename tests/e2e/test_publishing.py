@@ -13,7 +13,7 @@ from described import CHASSIS, ENTRY, FIXED, SENSOR, Switch
 from harness import ROOT, AgentTest, Daemon, SnmpError, wait_until
 
 sys.path.insert(0, str(ROOT / 'tools'))
-from orvane_publish import Publisher, Refused  # noqa: E402
+from orvane_publish import Publisher, Refused, Unreachable  # noqa: E402
 
 VALUE, STATUS = 4, 5
 OK, UNAVAILABLE = 1, 2
@@ -166,6 +166,20 @@ class Publishing(AgentTest):
         self.process.wait_for_log('"0999" is no octal mode')
         self.process.wait_for_log('"relative" is not an absolute path')
         wait_until(lambda: not os.path.exists(self.socket))
+
+    def test_sixty_four_publishers_and_no_more(self):
+        """As many as are agreed, which is more than the agent itself has room for."""
+        self.served({})
+        records = {name: {'temperature': 20 + at} for at, name in enumerate(f'Sensor{at}' for at in range(65))}
+        publishers = [self.publisher(name, f'tempStatus/tempSensor/{name}') for name in records]
+        for publisher in publishers[:64]:
+            publisher.set({'tempStatus': {'tempSensor': {publisher.name: records[publisher.name]}}})
+        publishers[64].patience = 0
+        with self.assertRaisesRegex(Unreachable, '64 clients are connected already'):
+            publishers[64].connect()
+        publishers[0].close()
+        publishers[64].patience = 60
+        publishers[64].connect()
 
     def test_a_switch_that_is_all_published(self):
         self.served({})
