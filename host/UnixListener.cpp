@@ -1,5 +1,6 @@
 #include "host/UnixListener.h"
 
+#include <fcntl.h>
 #include <grp.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -69,7 +70,8 @@ void clear(std::filesystem::path const& path, sockaddr_un const& address) {
 gid_t groupOf(std::string const& name) {
   gid_t number = 0;
   auto const [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-  if (error == std::errc() && end == name.data() + name.size()) return number;
+  // The highest number stands for no group at all.
+  if (error == std::errc() && end == name.data() + name.size() && number != static_cast<gid_t>(-1)) return number;
   group const* const found = getgrnam(name.c_str());
   if (found == nullptr) throw std::runtime_error("there is no group " + printable(name));
   return found->gr_gid;
@@ -138,7 +140,7 @@ void UnixListener::open(gid_t group) const {
   gid_t const wanted = access_.group.empty() ? group : groupOf(access_.group);
   if (wanted != group && lchown(path_.c_str(), static_cast<uid_t>(-1), wanted) != 0)
     throwErrno(("group " + printable(access_.group)).c_str());
-  if (chmod(path_.c_str(), access_.mode) != 0) throwErrno("mode");
+  if (fchmodat(AT_FDCWD, path_.c_str(), access_.mode, AT_SYMLINK_NOFOLLOW) != 0) throwErrno("mode");
 }
 
 void UnixListener::accept() {
