@@ -55,6 +55,7 @@ Slices::~Slices() {
 }
 
 bool Slices::go() {
+  if (isDone_) return true;
   until_ = std::chrono::steady_clock::now() + slice;
   if (calls_ == 0) calls_ = 1;
   switchIn();
@@ -64,7 +65,7 @@ bool Slices::go() {
 
 void Slices::finish() {
   isEndless_ = true;
-  if (!isDone_) go();
+  go();
 }
 
 void Slices::enter() {
@@ -109,7 +110,10 @@ void Slices::switchOut() {
 void Slices::rest() {
   if (isEndless_ || ++calls_ % callsBetweenLooks != 0 || std::chrono::steady_clock::now() < until_) return;
   switchOut();
-  if (isEnding_) throw Ended();
+  if (!isEnding_) return;
+  // Whoever catches it is not stopped again: there is nobody any more to come back to.
+  isEndless_ = true;
+  throw Ended();
 }
 
 }  // namespace Host
