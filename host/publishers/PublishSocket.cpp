@@ -8,12 +8,10 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <numeric>
 #include <system_error>
 #include <utility>
-#include <vector>
-
-#include "host/publishers/Document.h"
 
 namespace Host {
 
@@ -27,6 +25,13 @@ constexpr std::size_t longPiece = std::size_t{64} << 10U;
 constexpr std::size_t longLine = std::size_t{16} << 10U;  // is answered in slices
 constexpr std::size_t hugeLine = std::size_t{1} << 20U;   // takes memory that is worth giving back
 
+// What a huge line takes would stay with the agent.
+void giveBack(std::string& line) {
+  bool const isHuge = line.capacity() > hugeLine;
+  std::string().swap(line);
+  if (isHuge) malloc_trim(0);
+}
+
 }  // namespace
 
 PublishSocket::PublishSocket(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock, LineServer& server,
@@ -38,45 +43,60 @@ PublishSocket::PublishSocket(EventLoop& loop, Zef::Ptr<Zef::Clock> const& clock,
       wake_(eventfd(1, EFD_NONBLOCK | EFD_CLOEXEC)),
       listener_(
           loop, clock, std::move(path), std::move(access), [this](int fd) { enter(fd); }, log_) {
-  if (wake_ < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
+  if (wake_.get() < 0) throw std::system_error(errno, std::generic_category(), "eventfd");
 }
 
 PublishSocket::~PublishSocket() {
   timer_->isRegisteredNotifieeIs(false);
-  if (work_) loop_.readFdDel(wake_);
-  work_.reset();
   while (!clients_.empty()) drop(clients_.begin()->first, nullptr);
-  close(wake_);
 }
 
 void PublishSocket::finish() {
   if (work_) goOn(true);
 }
 
+template <class Call>
+void PublishSocket::attempt(int fd, Call const& call) noexcept {
+  try {
+    call();
+  } catch (std::bad_alloc const&) {
+    drop(fd, "not enough memory");
+  } catch (std::exception const& error) {
+    drop(fd, error.what());
+  } catch (...) {
+    drop(fd, "an error without words");
+  }
+}
+
 void PublishSocket::enter(int fd) {
-  ucred peer{};
-  socklen_t size = sizeof peer;
   if (clients_.size() == mostClients) {
     std::string_view const text = "{\"error\":\"64 clients are connected already\"}\n";
     ::send(fd, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     close(fd);
-  } else if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0 ||
-             !loop_.readFdIs(fd, [this, fd] { read(fd); })) {
-    close(fd);
-  } else {
-    Client& client = clients_[fd];
-    client.number = ++lastNumber_;
-    server_.came(client.number, {peer.uid, peer.gid, peer.pid});
+    return;
   }
+  attempt(fd, [&] {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
+      throw std::system_error(errno, std::generic_category());
+    Client& client = clients_[fd];
+    server_.came(++lastNumber_, {peer.uid, peer.gid, peer.pid});
+    client.number = lastNumber_;
+    if (!loop_.readFdIs(fd, [this, fd] { read(fd); })) drop(fd, "there is no room for it");
+  });
 }
 
 void PublishSocket::read(int fd) {
-  if (work_) return;
+  if (!work_) attempt(fd, [&] { take(fd); });
+}
+
+void PublishSocket::take(int fd) {
   Client& client = clients_.at(fd);
   std::array<char, longPiece> buffer;
   // No more than the line is taken from the kernel, which then says again that there is more.
-  ssize_t const there =
-      recv(fd, buffer.data(), client.line.empty() && !client.isTooLong ? shortPiece : longPiece, MSG_PEEK);
+  bool const hasBegun = !client.line.empty() || client.isTooLong;
+  ssize_t const there = recv(fd, buffer.data(), hasBegun ? longPiece : shortPiece, MSG_PEEK);
   if (there < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (there <= 0) {
     drop(fd, nullptr);
@@ -94,7 +114,7 @@ void PublishSocket::read(int fd) {
   }
   client.isTooLong =
       client.isTooLong || client.line.size() > longestLine || (client.line.size() > longLine && held() > mostHeld);
-  if (client.isTooLong) std::string().swap(client.line);
+  if (client.isTooLong) giveBack(client.line);
   if (newline == nullptr) return;
   if (std::exchange(client.isTooLong, false)) {
     send(fd, server_.refused(client.number, "larger than 64 MiB, or than the memory left"));
@@ -110,48 +130,35 @@ std::size_t PublishSocket::held() const {
 
 void PublishSocket::answer(int fd, std::string line) {
   int const number = clients_.at(fd).number;
-  try {
-    if (line.size() <= longLine) {
-      send(fd, server_.answer(number, line));
-      return;
-    }
-    work_ = std::make_unique<Work>(Work{fd, std::move(line), {}, {}, nullptr});
-    Work& work = *work_;
-    work.slices = std::make_unique<Slices>([this, &work, number] { work.answer = server_.answer(number, work.line); });
-  } catch (...) {
-    work_ = nullptr;
-    drop(fd, reasonCaught().c_str());
+  if (line.size() <= longLine) {
+    send(fd, server_.answer(number, line));
     return;
   }
-  bool const hasTurns = loop_.readFdIs(wake_, [this] { goOn(false); });
+  work_ = std::make_unique<Work>(Work{fd, std::move(line), {}, nullptr});
+  Work& work = *work_;
+  work.slices = std::make_unique<Slices>([this, &work, number] { work.answer = server_.answer(number, work.line); });
+  bool const hasTurns = loop_.readFdIs(wake_.get(), [this] { goOn(false); });
   goOn(!hasTurns);
 }
 
 void PublishSocket::goOn(bool toTheEnd) {
-  try {
+  attempt(work_->fd, [&] {
     if (toTheEnd) {
       work_->slices->finish();
     } else if (!work_->slices->go()) {
       return;
     }
-  } catch (...) {
-    work_->failure = reasonCaught();
-  }
-  loop_.readFdDel(wake_);
-  auto const work = std::exchange(work_, nullptr);
-  if (work->failure.empty()) {
+    loop_.readFdDel(wake_.get());
+    auto const work = std::exchange(work_, nullptr);
+    giveBack(work->line);
     send(work->fd, work->answer);
-  } else {
-    drop(work->fd, work->failure.c_str());
-  }
-  bool const wasHuge = work->line.size() > hugeLine;
-  std::string().swap(work->line);
-  if (wasHuge) malloc_trim(0);
+  });
 }
 
 void PublishSocket::send(int fd, std::string const& text) {
   Client& client = clients_.at(fd);
-  client.out.text += text + "\n";
+  if (client.isGone) return;
+  client.out.text.append(text).append(1, '\n');
   client.out.progress = timer_->notifier()->time();
   flush(fd);
 }
@@ -159,8 +166,8 @@ void PublishSocket::send(int fd, std::string const& text) {
 void PublishSocket::flush(int fd) {
   Client& client = clients_.at(fd);
   if (!client.out.send(fd, timer_->notifier()->time())) {
-    drop(fd, nullptr);
-    return;
+    client.isGone = true;
+    client.out.text.clear();
   }
   // Who does not take its answers is not asked for more.
   bool const goesOn = client.out.text.empty();
@@ -175,26 +182,35 @@ void PublishSocket::flush(int fd) {
 }
 
 void PublishSocket::retry() {
-  std::vector<int> waiting;
-  for (auto const& [fd, client] : clients_) {
-    if (!client.out.text.empty()) waiting.push_back(fd);
-  }
-  for (int const fd : waiting) {
-    if (timer_->notifier()->time() - clients_.at(fd).out.progress > Outgoing::patience) {
+  for (auto next = clients_.begin(); next != clients_.end();) {
+    auto const& [fd, client] = *next++;  // it may be dropped
+    if (client.out.text.empty()) continue;
+    if (timer_->notifier()->time() - client.out.progress > Outgoing::patience) {
       drop(fd, "it does not read its answers");
     } else {
-      flush(fd);
+      attempt(fd, [this, fd = fd] { flush(fd); });
     }
   }
 }
 
-void PublishSocket::drop(int fd, char const* why) {
-  int const number = clients_.at(fd).number;
-  if (why != nullptr) log_(Severity::warning, std::string("dropped a publisher: ") + why);
+void PublishSocket::drop(int fd, char const* why) noexcept {
+  if (work_ && work_->fd == fd) {
+    loop_.readFdDel(wake_.get());
+    work_ = nullptr;
+  }
   loop_.readFdDel(fd);
   close(fd);
-  clients_.erase(fd);
-  server_.left(number);
+  auto client = clients_.extract(fd);
+  // There may be no memory, even for these; what they do without it is done first.
+  try {
+    if (why != nullptr) log_(Severity::warning, std::string("dropped a publisher: ") + why);
+  } catch (...) {
+  }
+  try {
+    if (!client.empty() && client.mapped().number != 0) server_.left(client.mapped().number);
+    if (!client.empty()) giveBack(client.mapped().line);
+  } catch (...) {
+  }
 }
 
 }  // namespace Host

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "host/Descriptor.h"
 #include "host/EventLoop.h"
 #include "host/Log.h"
 #include "host/Outgoing.h"
@@ -35,22 +36,27 @@ class PublishSocket {
 
  private:
   struct Client {
-    int number = 0;
+    int number = 0;           // none while the server has not been told of it
     std::string line;         // as far as it has come
     bool isTooLong = false;   // the rest of it is skipped
     bool isInTheLoop = true;  // while it has taken all of its answers
+    bool isGone = false;      // takes no more answers; what it said before counts
     Outgoing out;
   };
   struct Work {
     int fd;
     std::string line;
     std::string answer;
-    std::string failure;
     std::unique_ptr<Slices> slices;
   };
 
+  // Whatever the call throws costs that client, and nobody else.
+  template <class Call>
+  void attempt(int fd, Call const& call) noexcept;
   void enter(int fd);
+  // A line, or a piece of it.
   void read(int fd);
+  void take(int fd);
   // Bytes of lines that have not come whole.
   std::size_t held() const;
   void answer(int fd, std::string line);
@@ -59,7 +65,7 @@ class PublishSocket {
   void send(int fd, std::string const& text);
   void flush(int fd);
   void retry();
-  void drop(int fd, char const* why);
+  void drop(int fd, char const* why) noexcept;
 
   EventLoop& loop_;
   LineServer& server_;
@@ -67,7 +73,7 @@ class PublishSocket {
   Zef::Ptr<Timer> timer_;
   std::map<int, Client> clients_;
   int lastNumber_ = 0;
-  int wake_ = -1;  // can always be read
+  Descriptor wake_;  // can always be read
   std::unique_ptr<Work> work_;
   UnixListener listener_;
 };

@@ -7,10 +7,11 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstring>
+#include <set>
 
 #include "host/Slices.h"
+#include "tests/host/Allocations.h"
 #include "tests/host/Looping.h"
 
 namespace {
@@ -22,6 +23,7 @@ struct Echo : Host::LineServer {
   void came(int client, Host::Peer const& peer) override {
     EXPECT_EQ(peer.pid, getpid());
     told.push_back("came " + std::to_string(client));
+    here.insert(client);
   }
   std::string answer(int client, std::string_view line) override {
     told.push_back(std::to_string(client) + " " + std::string(line.substr(0, 10)));
@@ -37,11 +39,15 @@ struct Echo : Host::LineServer {
     return std::string(line.substr(0, answered));
   }
   std::string refused(int /*client*/, std::string const& reason) override { return "refused: " + reason; }
-  void left(int client) override { told.push_back("left " + std::to_string(client)); }
+  void left(int client) override {
+    EXPECT_EQ(here.erase(client), 1U);
+    told.push_back("left " + std::to_string(client));
+  }
 
   bool busy = false;
   bool throws = false;
   std::size_t answered = 10;
+  std::set<int> here;
   std::vector<std::string> told;
 };
 
@@ -59,15 +65,27 @@ struct Socket : Looping {
     socket.reset();
     socket = std::make_unique<Host::PublishSocket>(loop, clock, echo, path, access, log);
   }
-  int connect() {
+  // A client that the socket has not met yet.
+  int dial() {
     int const fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strcpy(address.sun_path, path.c_str());
     EXPECT_EQ(::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     clients.push_back(fd);
+    return fd;
+  }
+  int connect() {
+    int const fd = dial();
     loop.turn();
     return fd;
+  }
+  void hangUp(int fd) {
+    close(fd);
+    std::erase(clients, fd);
+  }
+  static std::ptrdiff_t openDescriptors() {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
   }
   static void send(int fd, std::string const& text) {
     ASSERT_EQ(write(fd, text.data(), text.size()), ssize_t(text.size()));
@@ -118,6 +136,11 @@ TEST_F(Socket, AnswersALineOfEachClientInATurn) {
   loop.turn();
   loop.turn();
   EXPECT_EQ(told(), (Lines{"left 1"}));
+  // Who has gone without its answers has said what it said.
+  send(other, "p\nq\nr\nhalf");
+  hangUp(other);
+  for (int i = 0; i < 5; ++i) loop.turn();
+  EXPECT_EQ(told(), (Lines{"2 p", "2 q", "2 r", "left 2"}));
 }
 
 TEST_F(Socket, SkipsALineThatIsTooLong) {
@@ -181,8 +204,7 @@ TEST_F(Socket, HasRoomForSixtyFour) {
   int const more = connect();
   EXPECT_EQ(received(more), "{\"error\":\"64 clients are connected already\"}\n");
   EXPECT_EQ(received(more), "(closed)");
-  close(clients.front());
-  clients.erase(clients.begin());
+  hangUp(clients.front());
   loop.turn();
   connect();
   EXPECT_EQ(told(), (Lines{"left 1", "came 65"}));
@@ -216,10 +238,55 @@ TEST_F(Socket, AnswersALongLineInSlices) {
     EXPECT_EQ(received(one), end == End::exception ? "(closed)" : "xxxxxxxxxx\n");
     loop.turn();
     EXPECT_EQ(received(other), "y\n");
-    close(one);
-    close(other);
-    clients.clear();
+    hangUp(one);
+    hangUp(other);
     loop.turn();
+  }
+}
+
+TEST(Slices, EndWorkThatCatchesEverything) {
+  bool isDone = false;
+  {
+    Host::Slices work([&] {
+      try {
+        while (true) Host::Slices::pause();
+      } catch (...) {
+        for (int i = 0; i < 1000; ++i) Host::Slices::pause();
+      }
+      isDone = true;
+    });
+    EXPECT_FALSE(work.go());
+  }
+  EXPECT_TRUE(isDone);
+}
+
+// Whichever allocation fails, one client is lost at most, with all that was made for it, and others are served.
+TEST_F(Socket, GoesOnWhenMemoryRunsOut) {
+  auto const before = openDescriptors();
+  std::size_t failing = 0;
+  for (std::size_t first = 1; failing == 0; ++first) {
+    int const one = dial();
+    send(one, "x\n" + std::string(50'000, 'y') + "\nz\n");
+    failing = first;
+    for (int i = 0; i < 8; ++i) {
+      for (auto const& [fd, ready] : std::map(loop.readers)) {
+        pollfd ask{fd, POLLIN, 0};
+        if (!loop.readers.contains(fd) || poll(&ask, 1, 0) != 1) continue;
+        failingAllocation = failing;
+        EXPECT_NO_THROW(ready()) << first;
+        failing = std::exchange(failingAllocation, 0);
+      }
+    }
+    hangUp(one);
+    int const other = connect();
+    send(other, "x\n");
+    for (int i = 0; i < 4; ++i) loop.turn();
+    EXPECT_EQ(received(other), "x\n") << first;
+    hangUp(other);
+    loop.turn();
+    ASSERT_EQ(loop.readers.size(), 1U) << first;
+    ASSERT_EQ(openDescriptors(), before) << first;
+    ASSERT_TRUE(echo.here.empty()) << first;
   }
 }
 
@@ -234,8 +301,12 @@ TEST_F(Socket, IsOpenToThoseItIsFor) {
   listen({0660, std::to_string(group)});
   EXPECT_EQ(found(), 0660U);
   EXPECT_EQ(status.st_gid, group);
-  EXPECT_THROW(listen({0660, "no such group"}), std::runtime_error);
-  EXPECT_FALSE(fs::exists(path));
+  auto const before = openDescriptors();
+  for (std::string const none : {"no such group", "4294967295"}) {
+    EXPECT_THROW(listen({0660, none}), std::runtime_error) << none;
+    EXPECT_FALSE(fs::exists(path));
+  }
+  EXPECT_EQ(openDescriptors(), before - 2);  // less the socket that it took the place of
 }
 
 }  // namespace
