@@ -1,6 +1,8 @@
 #include "host/publishers/Document.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <iterator>
 #include <nlohmann/json.hpp>
 
 #include "host/Printable.h"
@@ -35,6 +37,30 @@ std::string reasonOf(json::exception const& error) {
   return std::string(text);
 }
 
+// Goes through a text with places to stop, which the parser has none of: one value can be all of the text.
+class Reader {
+ public:
+  using iterator_category = std::forward_iterator_tag;
+  using value_type = char;
+  using difference_type = std::ptrdiff_t;
+  using pointer = char const*;
+  using reference = char const&;
+
+  explicit Reader(char const* at) : at_(at) {}
+  char const& operator*() const { return *at_; }
+  Reader& operator++() {
+    ++at_;
+    if (reinterpret_cast<std::uintptr_t>(at_) % bytesBetweenPauses == 0) Slices::pause();
+    return *this;
+  }
+  bool operator==(Reader const&) const = default;
+
+ private:
+  static constexpr std::size_t bytesBetweenPauses = 256;
+
+  char const* at_;
+};
+
 // Builds the document from what the parser meets. The library's own builder would keep the last of several equal keys,
 // take twice the memory, and need more of it to let go of what it has.
 class Builder final : public nlohmann::json_sax<json> {
@@ -42,7 +68,7 @@ class Builder final : public nlohmann::json_sax<json> {
   Builder(std::string_view text, InventoryLimits const& limits) : text_(text), limits_(limits) {}
 
   Node take() {
-    guarded(*this, [this] { json::sax_parse(text_, this); });
+    guarded(*this, [this] { json::sax_parse(Reader(text_.data()), Reader(text_.data() + text_.size()), this); });
     return std::move(document_);
   }
 
@@ -113,7 +139,6 @@ class Builder final : public nlohmann::json_sax<json> {
     return true;
   }
   Node& entered(Node node) {
-    Slices::pause();
     if (++values_ > limits_.values) refuse("more than " + std::to_string(limits_.values) + " values");
     if (open_.empty()) return document_ = std::move(node);
     if (auto* const list = std::get_if<List>(&open_.back()->value)) return list->emplace_back(std::move(node));

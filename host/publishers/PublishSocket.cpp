@@ -137,8 +137,8 @@ void PublishSocket::answer(int fd, std::string line) {
   work_ = std::make_unique<Work>(Work{fd, std::move(line), {}, nullptr});
   Work& work = *work_;
   work.slices = std::make_unique<Slices>([this, &work, number] { work.answer = server_.answer(number, work.line); });
-  bool const hasTurns = loop_.readFdIs(wake_.get(), [this] { goOn(false); });
-  goOn(!hasTurns);
+  // Its first slice has a turn of its own: long lines of many clients come in one.
+  if (!loop_.readFdIs(wake_.get(), [this] { goOn(false); })) goOn(true);
 }
 
 void PublishSocket::goOn(bool toTheEnd) {

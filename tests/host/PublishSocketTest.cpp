@@ -11,6 +11,7 @@
 #include <set>
 
 #include "host/Slices.h"
+#include "host/publishers/Document.h"
 #include "tests/host/Allocations.h"
 #include "tests/host/Looping.h"
 
@@ -244,6 +245,19 @@ TEST_F(Socket, AnswersALongLineInSlices) {
   }
 }
 
+TEST_F(Socket, AnswersOneLongLineInATurn) {
+  for (int i = 0; i < 3; ++i) send(connect(), std::string(50'000, 'x') + "\n");
+  told();
+  std::size_t answered = 0;
+  for (int i = 0; i < 10; ++i) {
+    loop.turn();
+    auto const inTurn = told().size() / 2;  // each has its end
+    EXPECT_LE(inTurn, 1U);
+    answered += inTurn;
+  }
+  EXPECT_EQ(answered, 3U);
+}
+
 TEST(Slices, EndWorkThatCatchesEverything) {
   bool isDone = false;
   {
@@ -258,6 +272,12 @@ TEST(Slices, EndWorkThatCatchesEverything) {
     EXPECT_FALSE(work.go());
   }
   EXPECT_TRUE(isDone);
+}
+
+TEST(Slices, StopWithinOneLongValue) {
+  std::string const text = '"' + std::string(8 << 20, 'x') + '"';
+  Host::Slices work([&] { Host::readDocument(text); });
+  EXPECT_FALSE(work.go());
 }
 
 // Whichever allocation fails, one client is lost at most, with all that was made for it, and others are served.
