@@ -17,7 +17,7 @@
 #include <exception>
 #include <system_error>
 
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 #include "runtime/kit/Assert.h"
 #include "runtime/kit/Trace.h"
 
@@ -30,7 +30,7 @@ constexpr int mostReady = 128;    // in one turn; the others have the next one
 
 void failed(char const* what, char const* reason) noexcept {
   try {
-    agentLog(Severity::error, std::string(what) + ": " + printable(reason));
+    agentLog(Severity::error, std::string(what) + ": " + Text::printable(reason));
   } catch (...) {
     snmp_log(LOG_ERR, "orvane: %s: the memory has run out\n", what);
   }
@@ -50,7 +50,8 @@ void contained(char const* what, std::function<void()> const& call) noexcept {
 
 void agentLog(Severity severity, std::string const& line) {
   constexpr std::array priorities{LOG_ERR, LOG_WARNING, LOG_INFO};  // in the order of Severity
-  snmp_log(priorities[static_cast<std::size_t>(severity)], "orvane: %s\n", printable(line, longestLine).c_str());
+  snmp_log(priorities[static_cast<std::size_t>(severity)], "orvane: %s\n",
+           Text::printable(line, Text::longestLine).c_str());
 }
 
 ClockAlarm::ClockAlarm(Zef::Ptr<Zef::Clock> clock) : clock_(std::move(clock)) {
@@ -125,8 +126,8 @@ void TraceLog::trace(unsigned level, std::string const& line) {
   // "HANDLE/LEVEL OBJECT FILE:LINE FUNCTION: TEXT"; only the text carries foreign words.
   std::size_t const text = std::min(line.find(": "), line.size());
   std::string const statement = line.substr(0, text);
-  std::string const shown =
-      statement + printable(std::string_view(line).substr(text), level == 0 ? longestText : longestLine);
+  std::string const shown = statement + Text::printable(std::string_view(line).substr(text),
+                                                        level == 0 ? Text::longestText : Text::longestLine);
   // Level 0 is for what should not happen; the higher ones are asked for by those who want to watch.
   if (level != 0) {
     snmp_log(LOG_DEBUG, "orvane: %s\n", shown.c_str());

@@ -26,7 +26,7 @@
 
 #include "host/Master.h"
 #include "host/Plugin.h"
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 #include "runtime/kit/System.h"
 
 // The agent library's own way to its master, in whose place Host::Master stands. Exported, but declared in none of its
@@ -107,7 +107,7 @@ int onLog(int /*major*/, int /*minor*/, void* message, void* /*client*/) {
   std::string line = static_cast<snmp_log_message const*>(message)->msg;
   if (!line.starts_with("orvane: ")) {
     if (line.ends_with('\n')) line.pop_back();
-    line = printable(line) + "\n";
+    line = Text::printable(line) + "\n";
     double const now = std::floor(Zef::System::currentTime());
     if (std::exchange(second, now) != now) said = 0;
     if (line == last || ++said > aSecond) return SNMP_ERR_NOERROR;

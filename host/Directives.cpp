@@ -13,7 +13,7 @@
 #include <stdexcept>
 
 #include "host/Bridge.h"
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 #include "runtime/kit/Trace.h"
 
 namespace Host {
@@ -140,7 +140,7 @@ void Directives::onLine(char const* token, char* line) {
   try {
     (theDirectives->*directive->parse)(wordsOf(line));
   } catch (std::exception const& error) {
-    netsnmp_config_error("%s: %s", directive->token, printable(error.what(), longestLine).c_str());
+    netsnmp_config_error("%s: %s", directive->token, Text::printable(error.what(), Text::longestLine).c_str());
   }
 }
 

@@ -9,10 +9,10 @@
 
 #include <cstdlib>
 
-#include "host/Printable.h"
 #include "platform/agent/Config.h"
 #include "platform/fru/Fru.h"
 #include "platform/scrivo/Scrivo.h"
+#include "platform/text/Printable.h"
 #include "runtime/reflection/ActivityManagerConfig.h"
 
 namespace Host {
@@ -92,7 +92,7 @@ void Plugin::publishIs(std::filesystem::path const& socket, SocketAccess const& 
     if (!socket.empty())
       publish_ = std::make_unique<PublishSocket>(*bridge_, hostClock_, *publishers_, socket, access, agentLog);
   } catch (std::exception const& error) {
-    agentLog(Severity::error, "orvanePublish " + printable(socket.native()) + ": " + error.what());
+    agentLog(Severity::error, "orvanePublish " + Text::printable(socket.native()) + ": " + error.what());
   }
 }
 
@@ -108,7 +108,7 @@ void Plugin::inspectIs(std::filesystem::path const& socket) {
           socket, agentLog);
     }
   } catch (std::exception const& error) {
-    agentLog(Severity::error, "orvaneInspect " + printable(socket.native()) + ": " + error.what());
+    agentLog(Severity::error, "orvaneInspect " + Text::printable(socket.native()) + ": " + error.what());
   }
   // The ring is there while somebody can read it.
   constexpr std::size_t records = 4096;

@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 
 namespace Host {
 
@@ -46,10 +46,10 @@ void needFoldersOfRoot(std::filesystem::path const& folder) {
     way /= step;
     struct stat status {};
     if (lstat(way.c_str(), &status) != 0)
-      throw std::system_error(errno, std::generic_category(), printable(way.native()));
+      throw std::system_error(errno, std::generic_category(), Text::printable(way.native()));
     bool const isShared = (status.st_mode & (S_IWGRP | S_IWOTH)) != 0 && (status.st_mode & S_ISVTX) == 0;
     if (!S_ISDIR(status.st_mode) || status.st_uid != 0 || isShared) {
-      throw std::runtime_error(printable(way.native()) +
+      throw std::runtime_error(Text::printable(way.native()) +
                                " is no folder that root alone can write to, and the agent runs as root");
     }
   }
@@ -73,7 +73,7 @@ gid_t groupOf(std::string const& name) {
   // The highest number stands for no group at all.
   if (error == std::errc() && end == name.data() + name.size() && number != static_cast<gid_t>(-1)) return number;
   group const* const found = getgrnam(name.c_str());
-  if (found == nullptr) throw std::runtime_error("there is no group " + printable(name));
+  if (found == nullptr) throw std::runtime_error("there is no group " + Text::printable(name));
   return found->gr_gid;
 }
 
@@ -139,7 +139,7 @@ void UnixListener::listen() {
 void UnixListener::open(gid_t group) const {
   gid_t const wanted = access_.group.empty() ? group : groupOf(access_.group);
   if (wanted != group && lchown(path_.c_str(), static_cast<uid_t>(-1), wanted) != 0)
-    throwErrno(("group " + printable(access_.group)).c_str());
+    throwErrno(("group " + Text::printable(access_.group)).c_str());
   if (fchmodat(AT_FDCWD, path_.c_str(), access_.mode, AT_SYMLINK_NOFOLLOW) != 0) throwErrno("mode");
 }
 
@@ -155,7 +155,7 @@ void UnixListener::accept() {
   } else if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) {
     // Whoever waits there goes on waiting, and the loop would turn for nothing else.
     if (!rests_)
-      log_(Severity::error, printable(path_.native()) + ": its clients have to wait: " + std::strerror(errno));
+      log_(Severity::error, Text::printable(path_.native()) + ": its clients have to wait: " + std::strerror(errno));
     rests_ = true;
     loop_.readFdDel(fd_);
     timer_->withinIs(rest);

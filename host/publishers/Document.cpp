@@ -5,7 +5,7 @@
 #include <iterator>
 #include <nlohmann/json.hpp>
 
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 
 namespace Host {
 
@@ -156,9 +156,9 @@ class Builder final : public nlohmann::json_sax<json> {
 }  // namespace
 
 InventoryError::InventoryError(std::string const& place, std::string const& reason)
-    : std::runtime_error((place.empty() ? "" : printable(place) + ": ") + printable(reason)),
-      place_(printable(place)),
-      reason_(printable(reason)) {}
+    : std::runtime_error((place.empty() ? "" : Text::printable(place) + ": ") + Text::printable(reason)),
+      place_(Text::printable(place)),
+      reason_(Text::printable(reason)) {}
 
 std::string reasonCaught() {
   try {

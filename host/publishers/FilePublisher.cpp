@@ -8,8 +8,8 @@
 #include <system_error>
 
 #include "host/Descriptor.h"
-#include "host/Printable.h"
 #include "host/publishers/Document.h"
+#include "platform/text/Printable.h"
 
 namespace Host {
 
@@ -66,20 +66,20 @@ void FilePublisher::attempt() {
     leftOut = publish_(contents(file_));
   } catch (std::system_error const& error) {
     std::string const trouble = error.code().message();
-    if (trouble != trouble_) log_(Severity::error, "refused " + printable(file_.native()) + ": " + trouble);
+    if (trouble != trouble_) log_(Severity::error, "refused " + Text::printable(file_.native()) + ": " + trouble);
     trouble_ = trouble;
     watch_.again();
     return;
   } catch (...) {
     trouble_.clear();
-    log_(Severity::error, "refused " + printable(file_.native()) + ": " + reasonCaught());
+    log_(Severity::error, "refused " + Text::printable(file_.native()) + ": " + reasonCaught());
     return;
   }
   trouble_.clear();
   std::string places;
   for (std::string const& place : leftOut)
     places += (places.empty() ? ", but for what publishers claim: " : ", ") + place;
-  log_(Severity::info, "took " + printable(file_.native()) + printable(places));
+  log_(Severity::info, "took " + Text::printable(file_.native()) + Text::printable(places));
 }
 
 }  // namespace Host

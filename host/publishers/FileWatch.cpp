@@ -9,7 +9,7 @@
 #include <cstring>
 #include <utility>
 
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 
 namespace Host {
 
@@ -75,7 +75,7 @@ void FileWatch::watch() {
     if (directory >= 0) {
       wanted[directory].insert(path.filename());
     } else if (trouble.empty()) {
-      trouble = printable(path.parent_path().native()) + ": " + std::strerror(errno);
+      trouble = Text::printable(path.parent_path().native()) + ": " + std::strerror(errno);
     }
   }
   for (auto const& [directory, names] : watched_) {
@@ -89,10 +89,10 @@ void FileWatch::troubleIs(std::string const& trouble) {
   if (trouble == trouble_) return;
   trouble_ = trouble;
   if (trouble.empty()) {
-    log_(Severity::info, printable(file_.native()) + " is watched");
+    log_(Severity::info, Text::printable(file_.native()) + " is watched");
   } else {
     log_(Severity::error,
-         printable(file_.native()) + " cannot be watched, and is looked at every few seconds: " + trouble);
+         Text::printable(file_.native()) + " cannot be watched, and is looked at every few seconds: " + trouble);
   }
 }
 

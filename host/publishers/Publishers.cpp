@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "host/Path.h"
-#include "host/Printable.h"
 #include "platform/store/Vorlin.h"
+#include "platform/text/Printable.h"
 
 namespace Host {
 
@@ -306,7 +306,7 @@ Publishers::Answer Publishers::greet(Client& client, Node const& message) {
   for (Claim const& claim : claims) paths += (paths.empty() ? "" : ", ") + Claims::pathOf(claim.steps);
   std::string const line = "publisher " + said.name() + (answer.back ? " is back" : " has come") + " (user " +
                            std::to_string(client.peer.uid) + ", process " + std::to_string(client.peer.pid) +
-                           "), for " + printable(paths);
+                           "), for " + Text::printable(paths);
   take(publisher, said, std::move(claims));
   publisher->peer = client.peer;
   publisher->lease = said.lease;
@@ -500,7 +500,7 @@ void Publishers::publish(Change const& change, Vorlin::Merge& merge, Claims::Own
   }
   speaker_ = nullptr;
   if (trouble.empty()) return;
-  log_(Severity::warning, "all was built anew: " + printable(trouble));
+  log_(Severity::warning, "all was built anew: " + Text::printable(trouble));
   references_.touchAll();
 }
 

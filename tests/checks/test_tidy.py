@@ -16,7 +16,7 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/dev'))
-FOLDERS = 'runtime|platform|model|mib|sm|host'
+FOLDERS = 'runtime|platform|model|mib|sm|host|collect'
 
 
 def headers_by_object():

@@ -1,4 +1,4 @@
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 
 #include <gtest/gtest.h>
 
@@ -22,8 +22,8 @@ TEST(Printable, ShowsWhatIsForeignOnItsLine) {
       {std::string(199, 'x') + "€", std::string(199, 'x') + "... (202 bytes)"},
   };
   for (auto const& each : cases) {
-    EXPECT_EQ(Host::printable(each.text), each.shown);
-    EXPECT_EQ(Host::printable(each.shown, 1000), each.shown);
+    EXPECT_EQ(Text::printable(each.text), each.shown);
+    EXPECT_EQ(Text::printable(each.shown, 1000), each.shown);
   }
 }
 

@@ -1,10 +1,10 @@
-#include "host/Printable.h"
+#include "platform/text/Printable.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
-namespace Host {
+namespace Text {
 
 namespace {
 
@@ -63,4 +63,4 @@ std::string printable(std::string_view text, std::size_t most) {
   return line;
 }
 
-}  // namespace Host
+}  // namespace Text

@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace Host {
+namespace Text {
 
 // How much of a foreign text a line of the log shows, and how long a line becomes whatever it carries.
 constexpr std::size_t longestText = 200;
@@ -14,4 +14,4 @@ constexpr std::size_t longestLine = 2000;
 // is cut there, with its size behind it. What is printable already stays as it is.
 std::string printable(std::string_view text, std::size_t most = longestText);
 
-}  // namespace Host
+}  // namespace Text
