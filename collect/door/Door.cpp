@@ -18,7 +18,6 @@ namespace {
 
 constexpr std::chrono::duration<double> shortestPause{0.2}, longestPause{10};
 constexpr std::chrono::duration<double> together{0.05};  // changes of that time are one line
-constexpr std::chrono::duration<double> untilAgain{60};  // what was refused is tried again
 constexpr std::size_t longestAnswer = std::size_t{1} << 20U;
 constexpr std::size_t mostComplaints = 1000;
 
@@ -52,13 +51,11 @@ Door::Door(Loop& loop, Journal& journal, std::vector<std::string> sockets, Greet
       onOpen_(std::move(onOpen)),
       pause_(shortestPause) {
   pulse_ = loop_.every(greeting_.lease / 3.0, [this] {
-    if (state_ == State::idle) say(State::alive, {{"alive", true}});
-  });
-  again_ = loop_.every(untilAgain, [this] {
-    if (state_ == State::closed || refused_.empty()) return;
+    // Who had a place that was refused may have left it.
     changed_.merge(refused_);
     refused_.clear();
     tell();
+    if (state_ == State::idle) say(State::alive, {{"alive", true}});
   });
 }
 
@@ -124,7 +121,7 @@ void Door::connect() {
 
 void Door::close(std::string const& why) {
   journal_.trouble("the agent", why);
-  readable_ = writable_ = flush_ = nullptr;
+  for (auto* const source : {&readable_, &writable_, &flush_}) *source = nullptr;
   if (fd_ >= 0) ::close(std::exchange(fd_, -1));
   in_.clear();
   out_.clear();

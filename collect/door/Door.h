@@ -72,7 +72,7 @@ class Door {
   int fd_ = -1;
   std::string in_, out_;
   std::chrono::duration<double> pause_;
-  Loop::Source readable_, writable_, retry_, flush_, pulse_, again_;
+  Loop::Source readable_, writable_, retry_, flush_, pulse_;
 };
 
 }  // namespace Collect

@@ -23,13 +23,8 @@ std::uint64_t microseconds(std::chrono::duration<double> time) {
 
 struct Loop::Entry : std::enable_shared_from_this<Loop::Entry> {
   Entry(Loop& itsLoop, Call what) : loop(itsLoop), call(std::move(what)) {}
-  ~Entry() { sd_event_source_disable_unref(source); }
-  Entry(Entry const&) = delete;
-  Entry& operator=(Entry const&) = delete;
-
-  // Its owner may let go of it in the call.
   static int called(void* entry) {
-    auto const self = static_cast<Entry*>(entry)->shared_from_this();
+    auto const self = static_cast<Entry*>(entry)->shared_from_this();  // its owner may let go of it in the call
     if (self->period > 0) {
       sd_event_source_set_time_relative(self->source, self->period);
       sd_event_source_set_enabled(self->source, SD_EVENT_ONESHOT);
@@ -56,6 +51,8 @@ struct Loop::Entry : std::enable_shared_from_this<Loop::Entry> {
   sd_event_source* source = nullptr;
 };
 
+Loop::Handle::~Handle() { sd_event_source_disable_unref(entry->source); }
+
 Loop::Loop() {
   sigset_t set;
   sigemptyset(&set);
@@ -71,9 +68,10 @@ Loop::Loop() {
 }
 
 Loop::Source Loop::watch(int fd, unsigned events, Call call) {
-  auto entry = std::make_shared<Entry>(*this, std::move(call));
+  Source handle(new Handle{std::make_shared<Entry>(*this, std::move(call))});
+  auto const& entry = handle->entry;
   check(sd_event_add_io(event_.get(), &entry->source, fd, events, &Entry::onIo, entry.get()), "event loop");
-  return entry;
+  return handle;
 }
 
 Loop::Source Loop::readable(int fd, Call call) { return watch(fd, EPOLLIN, std::move(call)); }
@@ -81,24 +79,26 @@ Loop::Source Loop::readable(int fd, Call call) { return watch(fd, EPOLLIN, std::
 Loop::Source Loop::writable(int fd, Call call) { return watch(fd, EPOLLOUT, std::move(call)); }
 
 Loop::Source Loop::after(std::chrono::duration<double> time, Call call) {
-  auto entry = std::make_shared<Entry>(*this, std::move(call));
+  Source handle(new Handle{std::make_shared<Entry>(*this, std::move(call))});
+  auto const& entry = handle->entry;
   constexpr std::uint64_t accuracy = 10'000;  // so that turns of about the same time are one
   check(sd_event_add_time_relative(event_.get(), &entry->source, CLOCK_MONOTONIC, microseconds(time), accuracy,
                                    &Entry::onTime, entry.get()),
         "timer");
-  return entry;
+  return handle;
 }
 
 Loop::Source Loop::every(std::chrono::duration<double> period, Call call) {
-  auto entry = after(std::chrono::duration<double>(0), std::move(call));
-  entry->period = microseconds(period);
-  return entry;
+  auto handle = after(std::chrono::duration<double>(0), std::move(call));
+  handle->entry->period = microseconds(period);
+  return handle;
 }
 
 Loop::Source Loop::onSignal(int number, Call call) {
-  auto entry = std::make_shared<Entry>(*this, std::move(call));
+  Source handle(new Handle{std::make_shared<Entry>(*this, std::move(call))});
+  auto const& entry = handle->entry;
   check(sd_event_add_signal(event_.get(), &entry->source, number, &Entry::onSignal, entry.get()), "signals");
-  return entry;
+  return handle;
 }
 
 void Loop::run() {

@@ -9,13 +9,18 @@
 
 namespace Collect {
 
-// The process's one loop (sd-event). Each source lives as long as what holds it, which a call of its own may end.
+// The process's one loop (sd-event). A source may be let go of in its own call, and another one be made for the same
+// descriptor.
 class Loop {
  public:
   using Call = std::function<void()>;
   struct Entry;
-  // What the loop looks out for; nothing when it is null.
-  using Source = std::shared_ptr<Entry>;
+  struct Handle {
+    ~Handle();
+    std::shared_ptr<Entry> entry;
+  };
+  // What the loop looks out for, until this goes; nothing when it is null.
+  using Source = std::unique_ptr<Handle>;
 
   // SIGTERM and SIGINT end it. SIGHUP waits for who asks for it.
   Loop();

@@ -274,6 +274,7 @@ std::string Chips::read(Chip const& chip, bool isLimits) const {
 }
 
 void Chips::ask(Chip& chip) {
+  if (chip.worker->isBusy()) return;
   auto const readNow = [this, &chip] {
     return chip.worker->ask("now", [this, &chip](std::optional<std::string> const& answer) {
       if (!answer) {

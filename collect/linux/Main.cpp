@@ -66,7 +66,7 @@ class Machine {
             loop, journal, map_, tree_, [this](auto const& ports) { cages_.portsAre(ports); },
             [this] { settled("ports"); }),
         start_(loop.after(longestStart, [this] { finish(); })) {
-    identity_.ask("", [this, &journal](std::optional<std::string> const& answer) {
+    identity_.ask("now", [this, &journal](std::optional<std::string> const& answer) {
       json identity = answer ? json::parse(*answer) : json::object();
       if (!answer) journal.say(Severity::warning, "the machine's identity could not be read in time");
       for (auto const& complaint : identity.value("complaints", json::array()))

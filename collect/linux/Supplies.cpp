@@ -71,7 +71,8 @@ void Supplies::look() {
   supplies_ = std::move(now);
   if (isOther) tellFound();
   for (auto& [source, supply] : supplies_) {
-    if (!supply.worker->ask("", [this, at = source](auto const& answer) { answered(at, answer); }))
+    if (supply.worker->isBusy()) continue;
+    if (!supply.worker->ask("now", [this, at = source](auto const& answer) { answered(at, answer); }))
       answered(source, {});
   }
   settle();

@@ -234,10 +234,16 @@ void Tree::arrange() {
   completeAll(system, map_.parts, "", {});
   std::map<std::string, Placed> placed;
   std::map<Path, std::string> names;
+  std::set<std::string> absent;
+  for (auto const& [finder, things] : found_) {
+    for (auto const& found : things) {
+      if (!found.isPresent) absent.insert(found.source);
+    }
+  }
   for (auto const& [finder, things] : found_) {
     for (auto const& found : things) {
       Rule const rule = map_.ruleFor(found.name, found.source);
-      if (rule.isLeftOut) continue;
+      if (rule.isLeftOut || absent.contains(found.chip)) continue;
       Path const place = placeOf(found, rule);
       std::string trouble;
       if (place.empty()) {

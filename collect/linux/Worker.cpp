@@ -57,7 +57,8 @@ Worker::~Worker() {
 }
 
 void Worker::renew() {
-  readable_ = silence_ = nullptr;
+  readable_ = nullptr;
+  silence_ = nullptr;
   answered_ = nullptr;
   if (fd_ >= 0) close(std::exchange(fd_, -1));
   if (process_ >= 0) pidfd_send_signal(process_, SIGKILL, nullptr, 0);
@@ -115,7 +116,8 @@ void Worker::onSilence() {
 }
 
 void Worker::finish(std::optional<std::string> answer) {
-  readable_ = silence_ = nullptr;
+  readable_ = nullptr;
+  silence_ = nullptr;
   auto const answered = std::exchange(answered_, nullptr);
   answered(std::move(answer));
 }

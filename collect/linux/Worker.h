@@ -15,7 +15,7 @@ namespace Collect {
 // question gets a new one, but not before the kernel has let go of the old one.
 class Worker {
  public:
-  // What it does with a question, in the other process. Whatever it throws ends that process. An answer has at most
+  // What it does with a question, which is not empty, in the other process. Whatever it throws ends that process. An answer has at most
   // 100 KB.
   using Work = std::function<std::string(std::string_view question)>;
   // Nothing when there was none in time.
@@ -26,6 +26,7 @@ class Worker {
   Worker(Worker const&) = delete;
   Worker& operator=(Worker const&) = delete;
 
+  bool isBusy() const { return answered_ != nullptr; }
   // One question at a time: false when the one before has not been answered, or the kernel holds the process.
   bool ask(std::string_view question, Answered answered);
   // The next question gets a new process, which knows what is known here by then.
