@@ -83,6 +83,7 @@ unsigned Places::number(std::string const& group, std::string const& source, uns
   auto const isFree = [&](unsigned number) {
     return number >= 1 && number <= most && !taken.contains(number) && !reserved.contains(number);
   };
+  seen_[group].insert(source);
   if (auto const had = numbers.find(source); had != numbers.end()) {
     if (had->second <= most && !reserved.contains(had->second)) return had->second;
     taken.erase(had->second);
@@ -91,7 +92,17 @@ unsigned Places::number(std::string const& group, std::string const& source, uns
   }
   unsigned given = isFree(preferred) ? preferred : 1;
   while (given <= most && !isFree(given)) ++given;
-  if (given > most) return 0;
+  if (given > most) {
+    auto const& seen = seen_[group];
+    auto longGone = numbers.end();
+    for (auto other = numbers.begin(); other != numbers.end(); ++other) {
+      bool const isFit = !seen.contains(other->first) && other->second <= most && !reserved.contains(other->second);
+      if (isFit && (longGone == numbers.end() || other->second < longGone->second)) longGone = other;
+    }
+    if (longGone == numbers.end()) return 0;
+    given = longGone->second;
+    numbers.erase(longGone);
+  }
   numbers[source] = given;
   taken.insert(given);
   hasNews_ = true;

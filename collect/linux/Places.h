@@ -36,6 +36,7 @@ class Places {
   std::filesystem::path file_;
   std::map<std::string, Numbers> groups_;
   std::map<std::string, std::set<unsigned>> taken_;
+  std::map<std::string, std::set<std::string>> seen_;
   std::map<std::string, std::set<unsigned>> reserved_;
   bool hasNews_ = false;
 };

@@ -113,7 +113,6 @@ class Collector(Process):
 
     def inside(self, command):
         """Runs a shell line in its namespaces."""
-        import subprocess
         subprocess.run(['nsenter', '--preserve-credentials', '-U', '-m', '-n', '-t', str(self.pid), 'sh', '-c', command],
                        check=True, capture_output=True)
 

@@ -73,7 +73,7 @@ class Linux(AgentTest):
 
     def shows(self, value, table, column, index):
         wait_until(lambda: self.cell(table, column, index) == value,
-                   f'{table}.{column}.{index} is {self.cell(table, column, index)} and does not become {value}:\n{self.collector.log()}')
+                   f'{table}.{column}.{index} does not become {value}:\n{self.collector.log()}')
 
     def names(self):
         """The index of each part by its description."""
@@ -104,8 +104,9 @@ class Linux(AgentTest):
         for channel in 0, 1:
             at = self.machine.adapter(1 + channel, mux, f'i2c-0-mux (chan_id {channel})')
             self.machine.chip(first + channel, 'dps460', f'{at}/{1 + channel}-0058', 'i2c', in1_input=230000, in1_label='vin',
-                              in2_input=12050 + channel, in2_label='vout1', curr1_input=2000, curr1_label='iin', power1_input=460000000,
-                              power1_label='pin', temp1_input=35000 + 1000 * channel, fan1_input=8000, fan1_fault=0)
+                              in2_input=12050 + channel, in2_label='vout1', curr1_input=2000, curr1_label='iin',
+                              power1_input=460000000, power1_label='pin', temp1_input=35000 + 1000 * channel,
+                              fan1_input=8000, fan1_fault=0)
         self.machine.chip(first + 2, 'emc2305', f'{bus}/0-004d', 'i2c', **{f'fan{at}_input': 9000 + at for at in range(1, 5)})
         self.machine.chip(first + 3, 'lm75', f'{bus}/0-0048', 'i2c', temp1_input=27500, temp1_max=70000)
 
@@ -120,8 +121,9 @@ class Sensors(Linux):
         package, rail, fan, stopped, board = (names[name] for name in (
             'Package id 0 (coretemp-isa-0000)', 'in1 (nct6775-isa-0290)', 'Speed of fan1 (nct6775-isa-0290)',
             'fan2 (nct6775-isa-0290)', 'temp1 (nct6775-isa-0290)'))
-        shown = {(SENSOR, VALUE, package): 415, (SENSOR, VALUE, rail): 331, (SENSOR, VALUE, fan): 1200, (STATE, OPER, stopped): DISABLED,
-                 (SENSOR, VALUE, names['in0 (BAT0-acpi-0)']): 1210, (ENTRY, MODEL, names['Battery supply BAT0']): b'KB-50',
+        shown = {(SENSOR, VALUE, package): 415, (SENSOR, VALUE, rail): 331, (SENSOR, VALUE, fan): 1200,
+                 (STATE, OPER, stopped): DISABLED, (SENSOR, VALUE, names['in0 (BAT0-acpi-0)']): 1210,
+                 (ENTRY, MODEL, names['Battery supply BAT0']): b'KB-50',
                  (STATE, OPER, names['Battery supply BAT0']): ENABLED}
         self.assertEqual({cell: self.cell(*cell) for cell in shown}, shown)
         limits = [value for oid, _, value in self.manager.bulkwalk(

@@ -154,8 +154,9 @@ std::optional<double> calibrated(Calibration const& calibration, Page const& pag
                                  Measured const& what) {
   double const raw = what.unit.isSigned ? signedWord(page, at) : static_cast<double>(word(page, at));
   double const counts = what.slope == 0 ? calibration.rxPower(raw) : calibration.linear(raw, what.slope);
-  // What the two bytes of a calibrated reading could not hold comes of constants that are none.
-  if (!(std::abs(counts) <= 65'535)) return std::nullopt;
+  // What is far beyond two bytes comes of constants that are none.
+  constexpr double most = 1e6;
+  if (!(std::abs(counts) <= most)) return std::nullopt;
   return readingOf(counts, what.unit);
 }
 
@@ -275,6 +276,12 @@ Transceiver cmisIdentity(Page const& page) {
   return module;
 }
 
+// By what a count of the bias is multiplied, from page 01h.
+double biasScale(Page const& advertised) {
+  constexpr std::array<double, 4> scales{1, 2, 4, 1};
+  return scales.at(advertised[160] >> 3U & 3U);
+}
+
 ModuleLimits cmisLimits(Page const& page, double bias) {
   Unit scaled = biasUnit;
   scaled.step *= bias;
@@ -293,7 +300,7 @@ void cmisReadings(ModuleMemory& memory, Page const& page, Page const& advertised
   // In low power, or on its way, nothing on a lane is measured.
   if ((page[state] >> 1U & 7U) != ready) return;
   Unit scaled = biasUnit;
-  scaled.step *= 1U << (advertised[laneMonitors] >> 3U & 3U);
+  scaled.step *= biasScale(advertised);
   Page lanes{};
   for (unsigned number = 0; number < module.lanes; ++number) {
     unsigned const lane = number % lanesInABank;
@@ -392,7 +399,7 @@ void Module::readConstants(Page const& page) {
     if (!verified(identity_, cmisAdvertising, constants)) constants = {};
     Collect::read(*memory_, limits, 128, 128, 2);
     if (verified(identity_, cmisThresholds, limits))
-      identity_.limits = cmisLimits(limits, 1U << (constants[160] >> 3U & 3U));
+      identity_.limits = cmisLimits(limits, biasScale(constants));
   }
 }
 
