@@ -24,6 +24,7 @@ namespace {
 
 constexpr char const* folder = "/sys/class/hwmon";
 constexpr unsigned roundsBetweenLimits = 12;
+constexpr unsigned mostAttempts = 10;
 
 // Which of libsensors' subfeatures are read of each kind of feature: those of each round, the first being the value,
 // and the limits, which are read now and then. Where there are two of a place, the first that the chip has.
@@ -140,10 +141,7 @@ std::map<std::string, std::string> Chips::identities() {
 
 void Chips::look() {
   bool const isFirst = round_ == 0;
-  if (auto now = identities(); now != identities_ || isFirst) {
-    identities_ = std::move(now);
-    discover();
-  }
+  if (isFirst || identities() != identities_) discover();
   if (isFirst) waited_ = chips_.size();
   for (auto& [source, chip] : chips_) ask(chip);
   if (isFirst && chips_.empty()) settled_();
@@ -151,41 +149,61 @@ void Chips::look() {
 }
 
 void Chips::discover() {
-  release();
   std::map<std::string, Chip> before;
   std::swap(before, chips_);
-  if (int const error = sensors_init(nullptr); error != 0) {
-    journal_.trouble("libsensors", sensors_strerror(error));
-  } else {
-    journal_.trouble("libsensors", "");
-    isInitialized_ = true;
-    int next = 0;
-    while (auto const* const name = sensors_get_detected_chips(nullptr, &next)) {
-      if (name->path == nullptr || !fs::path(name->path).filename().native().starts_with("hwmon")) continue;
-      Chip chip = chipOf(*name);
-      std::string const source = chip.source;
-      for (int same = 2; chips_.contains(chip.source); ++same) chip.source = source + "~" + std::to_string(same);
-      for (auto& input : chip.inputs) {
-        input.source = chip.source + "/" + input.source;
-        input.rule = map_.ruleFor(input.name, input.source);
-      }
-      if (auto const known = before.find(chip.source); known != before.end()) {
-        // Who may hang goes on doing so in the same process.
-        chip.worker = std::move(known->second.worker);
-        chip.worker->renew();
-        if (known->second.identity == chip.identity) chip.limits = std::move(known->second.limits);
-      } else {
-        chip.worker = std::make_unique<Worker>(
-            loop_, std::chrono::duration<double>(map_.patience),
-            [this, at = chip.source](std::string_view question) { return read(chips_.at(at), question == "limits"); });
-      }
-      chips_.emplace(chip.source, std::move(chip));
+  // What changes while it is looked at may be taken for something else, so it is looked at again.
+  for (unsigned attempt = 0; attempt < mostAttempts; ++attempt) {
+    chips_.clear();
+    identities_ = identities();
+    list();
+    if (identities() == identities_) break;
+    // At the next turn, at the latest; of these, what cannot be mistaken is kept.
+    auto const was = std::exchange(identities_, {});
+    std::erase_if(chips_, [&](auto const& chip) {
+      auto const seen = was.find(fs::path(chip.second.folder).filename());
+      return seen == was.end() || seen->second != chip.second.identity ||
+             identityOf(chip.second.folder) != seen->second;
+    });
+  }
+  for (auto& [source, chip] : chips_) {
+    if (auto const known = before.find(source); known != before.end()) {
+      // Who may hang goes on doing so in the same process.
+      chip.worker = std::move(known->second.worker);
+      chip.worker->renew();
+      if (known->second.identity == chip.identity) chip.limits = std::move(known->second.limits);
+      chip.isHeard = known->second.isHeard;
+    } else {
+      chip.worker = std::make_unique<Worker>(
+          loop_, std::chrono::duration<double>(map_.patience),
+          [this, at = source](std::string_view question) { return read(chips_.at(at), question == "limits"); });
     }
   }
   for (auto const& [source, chip] : before) {
     if (!chips_.contains(source)) journal_.trouble(chip.name, "");
   }
   tree_.foundIs("chips", found());
+}
+
+void Chips::list() {
+  release();
+  if (int const error = sensors_init(nullptr); error != 0) {
+    journal_.trouble("libsensors", sensors_strerror(error));
+    return;
+  }
+  journal_.trouble("libsensors", "");
+  isInitialized_ = true;
+  int next = 0;
+  while (auto const* const name = sensors_get_detected_chips(nullptr, &next)) {
+    if (name->path == nullptr || !fs::path(name->path).filename().native().starts_with("hwmon")) continue;
+    Chip chip = chipOf(*name);
+    std::string const source = chip.source;
+    for (int same = 2; chips_.contains(chip.source); ++same) chip.source = source + "~" + std::to_string(same);
+    for (auto& input : chip.inputs) {
+      input.source = chip.source + "/" + input.source;
+      input.rule = map_.ruleFor(input.name, input.source);
+    }
+    chips_.emplace(chip.source, std::move(chip));
+  }
 }
 
 Chips::Chip Chips::chipOf(sensors_chip_name const& name) const {

@@ -54,6 +54,7 @@ class Chips {
   static std::map<std::string, std::string> identities();
   void look();
   void discover();
+  void list();
   void release();
   Chip chipOf(sensors_chip_name const& name) const;
   std::vector<Found> found() const;

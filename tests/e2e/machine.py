@@ -29,7 +29,7 @@ class Machine:
         """Whole at once, as the kernel's are. None takes the file away."""
         file = self.at(path)
         if text is None:
-            file.unlink()
+            file.unlink(missing_ok=True)
             return
         file.parent.mkdir(parents=True, exist_ok=True)
         beside = self.root / 'being-written'
@@ -68,15 +68,33 @@ class Machine:
         self.at('class/hwmon', ).joinpath(pathlib.Path(own).name).unlink()
         shutil.rmtree(self.at(own))
 
+    @staticmethod
+    def number(chip):
+        return int(chip[1].rpartition('hwmon')[2])
+
     def renumber(self, offset):
         """All chips get other numbers, as after another start."""
-        for (name, device), own in list(self.folders.items()):
-            number = int(own.rpartition('hwmon')[2]) + offset
+        for (name, device), own in sorted(self.folders.items(), key=self.number, reverse=offset > 0):
+            number = self.number((None, own)) + offset
             other = f'{pathlib.Path(own).parent}/hwmon{number}'
             self.at(own).rename(self.at(other))
             self.at(f'class/hwmon/{pathlib.Path(own).name}').unlink()
             self.link(f'class/hwmon/hwmon{number}', other)
             self.folders[name, device] = other
+
+    def exchange(self, *chips):
+        """Two chips exchange their numbers."""
+        links = [self.at(f'class/hwmon/{pathlib.Path(self.folders[chip]).name}') for chip in chips]
+        names = [link.name for link in links]
+        owns = [self.folders[chip] for chip in chips]
+        aside = self.root / 'aside'
+        for own, name, chip in zip(owns, reversed(names), chips):
+            other = f'{pathlib.Path(own).parent}/{name}'
+            self.at(own).rename(self.at(other))
+            self.folders[chip] = other
+        for link, chip in zip(reversed(links), chips):
+            aside.symlink_to(os.path.relpath(self.at(self.folders[chip]), link.parent))
+            aside.replace(link)
 
     def adapter(self, number, device, name):
         """An I2C bus of a device, where chips may then be put below; its path."""

@@ -6,8 +6,10 @@ import signal
 import struct
 import subprocess
 import sys
+import time
 import unittest
 import zlib
+from random import Random
 
 from described import ENTRY, LAST_CHANGE, SENSOR, STATE, TABLES, THRESHOLD, TIMES, rows
 from harness import ENV, ROOT, AgentTest, SnmpError, wait_until
@@ -19,6 +21,8 @@ from orvane_publish import Publisher  # noqa: E402
 DESCRIPTION, SERIAL, MAKER, MODEL = 2, 11, 12, 13
 VALUE, STATUS = 4, 5
 OK, UNAVAILABLE, NONOPERATIONAL = 1, 2, 3
+CELSIUS = 8
+NONE = 0, -1000000000  # without a record, without a reading
 ADMIN, OPER = 2, 3
 ALARM = f'{STATE}.5.'
 ENABLED, DISABLED, UNLOCKED, LOCKED = 3, 2, 4, 2
@@ -321,6 +325,86 @@ found:
         os.kill(self.collector.pid, signal.SIGHUP)
         self.collector.wait_for_log('refused .*linux.yaml:1: ')
         json.loads(self.collector.places.read_text().splitlines()[0])
+
+
+class Faults(Linux):
+    """Chips whose every reading tells whose it is, and a bus on which anything happens."""
+
+    CHIPS, INPUTS, CAGES = 8, 6, 4
+
+    def chip(self, chip, number):
+        files = {f'temp{at}_input': 1000 * (chip * 10 + at) for at in range(1, self.INPUTS + 1)}
+        self.machine.chip(number, 'lm75', self.device(chip), 'i2c', **files)
+
+    def device(self, chip):
+        return f'{SMBUS}/i2c-0/0-00{0x48 + chip:02x}'
+
+    def strike(self, random, kind):
+        chip, at = random.randrange(self.CHIPS), random.randint(1, self.INPUTS)
+        device = self.device(chip)
+        if kind == 'renumbered':
+            least = min(map(self.machine.number, self.machine.folders.items()), default=0)
+            self.machine.renumber(random.choice((-3, 3, 50)) if least > 3 else 3)
+        elif kind == 'gone' and ('lm75', device) in self.machine.folders:
+            self.machine.gone('lm75', device)
+        elif kind == 'swapped':
+            # Two chips exchange their numbers while they may be read.
+            here = [key for key in self.machine.folders]
+            if len(here) > 1:
+                self.machine.exchange(*random.sample(here, 2))
+        elif kind == 'module':
+            cage = random.randrange(self.CAGES)
+            memory = sfp(20 + cage, f'KV-{random.randrange(3)}')
+            self.machine.write(f'bus/xcvr{cage}', random.choice((memory, memory, memory[:random.randrange(512)], None)))
+        elif ('lm75', device) in self.machine.folders:
+            file = f'{self.machine.folders["lm75", device]}/temp{at}_input'
+            self.machine.write(file, 'x')
+            if kind != 'no number':
+                self.machine.write(file, None)
+            if kind == 'fails':
+                self.machine.at(file).symlink_to('/proc/self/mem')  # which cannot be read at its beginning: EIO
+            elif kind == 'hangs':
+                os.mkfifo(self.machine.at(file))
+
+    def mend(self):
+        for chip in range(self.CHIPS):
+            key = 'lm75', self.device(chip)
+            if key in self.machine.folders:
+                self.machine.gone(*key)
+        for chip in range(self.CHIPS):
+            self.chip(chip, 10 + chip)
+        for cage in range(self.CAGES):
+            self.machine.write(f'bus/xcvr{cage}', sfp(20 + cage, f'KV-{cage}'))
+
+    def test_no_number_is_wrong_and_no_part_moves(self):
+        random = Random(4711)
+        self.machine.adapter(0, SMBUS, 'SMBus')
+        self.mend()
+        setup = ' && '.join(f'ip link add p{cage} address 02:00:00:00:01:{cage:02x} type veth peer name q{cage}'
+                            for cage in range(self.CAGES))
+        rules = ''.join(f'- {{match: "p{cage}", at: port/{cage + 1}, eeprom: /sys/bus/xcvr{cage}}}\n' for cage in range(self.CAGES))
+        self.serve('found:\n' + rules, setup=setup)
+        described = {index: row[DESCRIPTION].decode() for index, row in rows(self.manager).items()}
+        expected = {100_000 + chip * self.INPUTS + at: 10 * (chip * 10 + at) for chip in range(self.CHIPS)
+                    for at in range(1, self.INPUTS + 1)}
+        expected.update({4_000_101 + 10_000 * (cage + 1): 10 * (20 + cage) for cage in range(self.CAGES)})
+        kinds = ['gone', 'swapped', 'renumbered', 'no number', 'vanishes', 'fails', 'hangs', 'module', 'module']
+        end = time.monotonic() + float(os.environ.get('ORVANE_FAULTS', 10))
+        while time.monotonic() < end:
+            for _ in range(random.randint(1, 4)):
+                self.strike(random, random.choice(kinds))
+            if random.random() < 0.2:
+                self.mend()
+            time.sleep(random.random() * 0.3)
+            for index, row in rows(self.manager).items():
+                self.assertIn(row.get(DESCRIPTION, b'').decode(), (described[index], 'Transceiver that cannot be read', ''))
+            for index, row in rows(self.manager, SENSOR).items():
+                # A walk takes several answers, so that a row can be of two moments.
+                if row.get(1) == CELSIUS:
+                    self.assertIn(row.get(VALUE, 0), (expected[index], *NONE), described[index])
+        self.mend()
+        for index, value in expected.items():
+            self.shows(value, SENSOR, VALUE, index)
 
 
 if __name__ == '__main__':
