@@ -1,7 +1,9 @@
 #include "collect/door/Loop.h"
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <system_error>
@@ -63,8 +65,8 @@ Loop::Loop() {
   sd_event* event = nullptr;
   check(sd_event_new(&event), "event loop");
   event_.reset(event);
-  for (int const number : {SIGTERM, SIGINT})
-    check(sd_event_add_signal(event, nullptr, number, nullptr, nullptr), "signals");
+  terminated_ = onSignal(SIGTERM, [this] { end(); });
+  interrupted_ = onSignal(SIGINT, [this] { end(); });
 }
 
 Loop::Source Loop::watch(int fd, unsigned events, Call call) {
@@ -76,7 +78,14 @@ Loop::Source Loop::watch(int fd, unsigned events, Call call) {
 
 Loop::Source Loop::readable(int fd, Call call) { return watch(fd, EPOLLIN, std::move(call)); }
 
-Loop::Source Loop::writable(int fd, Call call) { return watch(fd, EPOLLOUT, std::move(call)); }
+Loop::Source Loop::writable(int fd, Call call) {
+  // The kernel watches a descriptor once, and this one may be waited for to be read.
+  int const own = fcntl(fd, F_DUPFD_CLOEXEC, 0);
+  check(own < 0 ? -errno : 0, "event loop");
+  auto source = watch(own, EPOLLOUT, std::move(call));
+  sd_event_source_set_io_fd_own(source->entry->source, 1);
+  return source;
+}
 
 Loop::Source Loop::after(std::chrono::duration<double> time, Call call) {
   Source handle(new Handle{std::make_shared<Entry>(*this, std::move(call))});
@@ -102,10 +111,11 @@ Loop::Source Loop::onSignal(int number, Call call) {
 }
 
 void Loop::run() {
-  check(sd_event_loop(event_.get()), "event loop");
+  isEnding_ = false;
+  while (!isEnding_) check(sd_event_run(event_.get(), UINT64_MAX), "event loop");
   if (thrown_) std::rethrow_exception(std::exchange(thrown_, nullptr));
 }
 
-void Loop::end() { sd_event_exit(event_.get(), 0); }
+void Loop::end() { isEnding_ = true; }
 
 }  // namespace Collect

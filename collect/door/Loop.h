@@ -36,7 +36,8 @@ class Loop {
   Source every(std::chrono::duration<double> period, Call call);
   Source onSignal(int number, Call call);
 
-  // Until SIGTERM or SIGINT, or until end(). What a call throws ends it, and is thrown on from here.
+  // Until SIGTERM or SIGINT, or until end(), after which it can go on. What a call throws ends it, and is thrown on
+  // from here.
   void run();
   void end();
 
@@ -48,7 +49,9 @@ class Loop {
   Source watch(int fd, unsigned events, Call call);
 
   std::unique_ptr<sd_event, Deleter> event_;
+  bool isEnding_ = false;
   std::exception_ptr thrown_;
+  Source terminated_, interrupted_;
 };
 
 }  // namespace Collect

@@ -71,23 +71,18 @@ std::vector<int> numbersOf(sensors_chip_name const* chip, sensors_feature const*
   return numbers;
 }
 
-// What tells this chip from one that takes its number: the folder's own identity, and whose it is.
-std::string identityOf(fs::path const& chip) {
+// What tells a chip from one that takes its number. All that is said of the chip is said of this, which is looked at
+// once: a moment later it may be another's.
+Chips::Identity identityOf(fs::path const& chip) {
+  Chips::Identity identity;
   struct stat status {};
-  if (stat(chip.c_str(), &status) != 0) return "";
+  if (stat(chip.c_str(), &status) != 0) return identity;
   std::error_code error;
-  auto const device = fs::canonical(chip / "device", error);
-  return std::to_string(status.st_dev) + " " + std::to_string(status.st_ino) + " " +
-         (error ? std::string() : device.native()) + " " + sysText(chip / "name").value_or("");
-}
-
-// The device behind a hwmon folder; the folder itself for one that has none.
-fs::path deviceOf(fs::path const& chip) {
-  std::error_code error;
-  auto device = fs::canonical(chip / "device", error);
-  if (!error) return device;
-  auto own = fs::canonical(chip, error);
-  return error ? chip : own;
+  identity.number = status.st_ino;
+  identity.device = fs::canonical(chip / "device", error);
+  if (error) identity.device.clear();
+  identity.name = sysText(chip / "name").value_or("");
+  return identity;
 }
 
 // The PMBus drivers all name their inputs so.
@@ -133,8 +128,8 @@ void Chips::release() {
   if (std::exchange(isInitialized_, false)) sensors_cleanup();
 }
 
-std::map<std::string, std::string> Chips::identities() {
-  std::map<std::string, std::string> identities;
+std::map<std::string, Chips::Identity> Chips::identities() {
+  std::map<std::string, Identity> identities;
   for (auto const& chip : entries(folder)) identities.emplace(chip.filename(), identityOf(chip));
   return identities;
 }
@@ -214,10 +209,9 @@ Chips::Chip Chips::chipOf(sensors_chip_name const& name) const {
   chip.name = text.data();
   chip.folder = name.path;
   chip.identity = identityOf(chip.folder);
-  fs::path const device = deviceOf(chip.folder);
-  chip.source = whereIs(device);
   // Several virtual chips have no device to be told by.
-  if (!fs::exists(fs::path(chip.folder) / "device")) chip.source = "virtual/" + std::string(name.prefix);
+  auto const& device = chip.identity.device;
+  chip.source = device.empty() ? "virtual/" + chip.identity.name : whereIs(device);
   chip.hasOwnSupply = device.native().find("/power_supply/") != std::string::npos;
   Rule const rule = map_.ruleFor(chip.name, chip.source);
   chip.isSupply = rule.isSupply.value_or(chip.hasOwnSupply || isPmbus(chip.folder));

@@ -2,6 +2,7 @@
 
 #include <sensors/sensors.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <map>
@@ -29,6 +30,13 @@ class Chips {
   Chips(Chips const&) = delete;
   Chips& operator=(Chips const&) = delete;
 
+  struct Identity {
+    std::uintmax_t number = 0;     // of the kernel's folder, which no later one has
+    std::filesystem::path device;  // nothing for a chip that has none
+    std::string name;
+    bool operator==(Identity const&) const = default;
+  };
+
  private:
   struct Input {
     What what = What::temperature;
@@ -41,7 +49,8 @@ class Chips {
   struct Chip {
     sensors_chip_name const* chip = nullptr;
     std::string name, source;
-    std::string folder, identity;  // of the kernel's: the chip is another one when its identity changes
+    std::string folder;  // of the kernel's
+    Identity identity;   // the chip is another one when it changes
     bool isSupply = false;
     bool hasOwnSupply = false;  // which the kernel's class of supplies tells of
     std::vector<Input> inputs;
@@ -51,7 +60,7 @@ class Chips {
   };
 
   // What is there, by what tells whether anything has come, gone or changed.
-  static std::map<std::string, std::string> identities();
+  static std::map<std::string, Identity> identities();
   void look();
   void discover();
   void list();
@@ -69,7 +78,7 @@ class Chips {
   Map const& map_;
   Tree& tree_;
   std::function<void()> settled_;
-  std::map<std::string, std::string> identities_;
+  std::map<std::string, Identity> identities_;  // by folder
   bool isInitialized_ = false;
   std::map<std::string, Chip> chips_;  // by source
   unsigned round_ = 0;

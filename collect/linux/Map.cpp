@@ -150,7 +150,7 @@ Map mapOf(YAML::Node const& root) {
         {"periods",
          [&](YAML::Node const& node) {
            take(node, "periods",
-                {{"sensors", [&](YAML::Node const& value) { map.sensorPeriod = numberOf(value, 0.1, 3600); }},
+                {{"sensors", [&](YAML::Node const& value) { map.sensorPeriod = numberOf(value, 0.01, 3600); }},
                  {"transceivers", [&](YAML::Node const& value) { map.transceiverPeriod = numberOf(value, 0.1, 3600); }},
                  {"patience", [&](YAML::Node const& value) { map.patience = numberOf(value, 0.1, 3600); }}});
          }},

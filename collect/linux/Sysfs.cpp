@@ -103,16 +103,14 @@ std::string stepOf(fs::path const& device) {
     if (!std::regex_match(step, pattern)) continue;
     std::string const name = std::regex_replace(step, pattern, shown);
     if (!hasSiblings) return name;
-    std::vector<fs::path> siblings = entries(device.parent_path());
-    std::erase_if(siblings, [&pattern = pattern](fs::path const& sibling) {
-      return !std::regex_match(sibling.filename().native(), pattern);
-    });
-    if (siblings.size() <= 1) return name;
+    // Its own name is always there, whoever else is; only those of one name are told apart by their order.
     auto const own = nameOf(device);
-    auto const isAlike = [&](fs::path const& sibling) { return nameOf(sibling) == own; };
-    if (!own.empty() && std::count_if(siblings.begin(), siblings.end(), isAlike) == 1) return name + "(" + own + ")";
-    auto const order = std::find(siblings.begin(), siblings.end(), device) - siblings.begin();
-    return name + "." + std::to_string(order);
+    unsigned before = 0;
+    for (auto const& sibling : entries(device.parent_path())) {
+      if (sibling == device) break;
+      if (std::regex_match(sibling.filename().native(), pattern) && nameOf(sibling) == own) ++before;
+    }
+    return name + (own.empty() ? "" : "(" + own + ")") + (before == 0 ? "" : "." + std::to_string(before));
   }
   return step;
 }

@@ -15,8 +15,8 @@ namespace Collect {
 // question gets a new one, but not before the kernel has let go of the old one.
 class Worker {
  public:
-  // What it does with a question, which is not empty, in the other process. Whatever it throws ends that process. An answer has at most
-  // 100 KB.
+  // What it does with a question, which is not empty, in the other process. Whatever it throws ends that process. An
+  // answer has at most 100 KB.
   using Work = std::function<std::string(std::string_view question)>;
   // Nothing when there was none in time.
   using Answered = std::function<void(std::optional<std::string> answer)>;

@@ -1,5 +1,6 @@
 """The manual pages: that groff has nothing to say, and that they tell of all directives, options and attributes that there are."""
 
+import os
 import pathlib
 import re
 import subprocess
@@ -8,7 +9,8 @@ import tempfile
 import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-PAGES = ['orvane.8', 'orvaned.8', 'orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5']
+BUILD = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/dev'))
+PAGES = ['orvane.8', 'orvaned.8', 'orvane-linux.8', 'orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5']
 DIRECTORY = 'redundancy'  # the input that is no entity itself
 
 
@@ -116,11 +118,13 @@ class Pages(unittest.TestCase):
             self.assertEqual(set(lines), {name for name, _ in directives}, conf)
 
     def test_pages_have_every_option(self):
-        helped = {tool: set(re.findall(r'--[a-z]+', subprocess.check_output([ROOT / f'tools/{tool}', '--help'], text=True)))
-                  for tool in ('orvane-inspect', 'orvane-publish')}
+        tools = {'orvane-inspect.1': ROOT / 'tools/orvane-inspect', 'orvane-publish.1': ROOT / 'tools/orvane-publish',
+                 'orvane-linux.8': BUILD / 'orvane-linux'}
+        helped = {page: set(re.findall(r'--[a-z]+', subprocess.check_output([tool, '--help'], text=True)))
+                  for page, tool in tools.items()}
         known = re.findall(r'{"(\w+)", \w+_argument, nullptr, \'(\w)\'}', (ROOT / 'host/Daemon.cpp').read_text())
         for page, options, form in (
-                *((f'{tool}.1', options, r'--[a-z]+') for tool, options in helped.items()),
+                *((page, options, r'--[a-z]+') for page, options in helped.items()),
                 ('orvaned.8', [f'-{short}' for _, short in known] + [f'--{long}' for long, _ in known], r'(?<![\w-])--?[a-zA-Z]+')):
             self.assertGreaterEqual(len(set(options)), 4)
             text = self.text(page).partition('.SH OPTIONS')[2].partition('.SH')[0].replace('\\-', '-')

@@ -125,10 +125,10 @@ TEST_F(Sysfs, WhereADeviceIs) {
   adapter("twins/i2c-8", "same");
   auto const prefix = whereIs(folder);
   for (auto const& [path, where] :
-       {std::pair{"bus/i2c-3/3-0048", "/bus/i2c/0048"},
-        {"bus/i2c-3/3-0070/i2c-10/10-0050", "/bus/i2c/0070/i2c(channel 6)/0050"},
-        {"twins/i2c-8/8-0050", "/twins/i2c.0/0050"},
-        {"twins/i2c-11/11-0050", "/twins/i2c.1/0050"},
+       {std::pair{"bus/i2c-3/3-0048", "/bus/i2c(SMBus adapter)/0048"},
+        {"bus/i2c-3/3-0070/i2c-10/10-0050", "/bus/i2c(SMBus adapter)/0070/i2c(channel 6)/0050"},
+        {"twins/i2c-8/8-0050", "/twins/i2c(same)/0050"},
+        {"twins/i2c-11/11-0050", "/twins/i2c(same).1/0050"},
         {"0000:01:00.0/nvme/nvme4", "/0000:01:00.0/nvme/nvme"},
         {"0000:00:17.0/ata3/host2/target2:0:0/2:0:0:0", "/0000:00:17.0/ata/host/target:0:0/:0:0:0"},
         {"spi4.1", "/spi.1"},

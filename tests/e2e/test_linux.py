@@ -313,7 +313,7 @@ found:
                 ('system:\n  serial: 5', ':2: serial: no such attribute'),
                 ('system: {label: a, label: b}', ':1: label stands there twice'),
                 ('parts:\n  fanTraySlot:\n    65: {}', ':3: fanTraySlot.65: a number from 1 to 64 is needed'),
-                ('periods: {sensors: often}', ':1: a number from 0.1 to 3600'),
+                ('periods: {sensors: often}', ':1: a number from 0.01 to 3600'),
                 ('found: {', ':1: end of map flow not found')):
             with self.subTest(text=text):
                 self.collector.map = text

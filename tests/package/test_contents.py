@@ -18,7 +18,8 @@ FILES = {
     '/usr/lib/python3/dist-packages/orvane_publish.py': (0o644, 'tools/orvane_publish.py'),
     '/usr/share/snmp/mibs/KELVRA-ENT-SENSOR-MIB.txt': (0o644, 'mibs/KELVRA-ENT-SENSOR-MIB.txt'),
     '/usr/sbin/orvaned': (0o755, None),
-    '/lib/systemd/system/orvaned.service': (0o644, 'packaging/orvaned.service'),
+    '/usr/sbin/orvane-linux': (0o755, None),
+    **{f'/lib/systemd/system/{name}.service': (0o644, f'packaging/{name}.service') for name in ('orvaned', 'orvane-linux')},
     DAEMON_CONF: (0o644, 'packaging/orvaned.conf'),
     SWITCH_CONF: (0o644, 'packaging/snmpd.conf.d/orvane.conf'),
     **{f'/etc/snmp/orvane/{name}.conf': (0o644, f'packaging/orvane/{name}.conf') for name in ('module', 'master', 'views')},
@@ -29,7 +30,8 @@ FILES = {
     f'{DOC}/examples/make-chassis': (0o755, 'examples/make-chassis'),
     f'{DOC}/examples/snmp-exporter.yml': (0o644, 'examples/snmp-exporter.yml'),
     **{f'/usr/share/man/man{page[-1]}/{page}.gz': (0o644, None)
-       for page in ('orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5', 'orvane.8', 'orvaned.8')},
+       for page in ('orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5', 'orvane.8', 'orvaned.8',
+                    'orvane-linux.8')},
 }
 CONFFILES = {path for path in FILES if path.startswith('/etc/')}
 
@@ -71,7 +73,7 @@ class Contents(unittest.TestCase):
         self.assertEqual((field('Package'), field('Version'), field('Architecture')), ('orvane', VERSION, ARCHITECTURE))
         self.assertEqual(field('Recommends'), 'snmpd')
         needed = {dependency.split()[0] for dependency in field('Depends').split(', ')}
-        self.assertLessEqual({'python3', 'libsnmp40', 'libc6', 'libstdc++6'}, needed)
+        self.assertLessEqual({'python3', 'libsnmp40', 'libc6', 'libstdc++6', 'libsensors5', 'libmnl0'}, needed)
         self.assertIn(f'orvane ({VERSION}) ', gzip.decompress(self.contents[f'{DOC}/changelog.gz']).decode())
 
     def test_it_serves_nothing_by_itself(self):

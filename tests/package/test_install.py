@@ -183,7 +183,7 @@ class Install(AgentTest):
         running.mkdir(parents=True)
         invoke.write_text('#!/bin/sh\necho "$@" >> /tmp/said\n')
         self.machine.run('dpkg', '--install', '/tmp/orvane.deb')
-        self.assertEqual(said.read_text(), 'try-restart orvaned.service\n')
+        self.assertEqual(said.read_text(), 'try-restart orvaned.service orvane-linux.service\n')
 
     def let_subagents_in(self):
         """Does what orvaned.conf says."""
@@ -204,11 +204,25 @@ class Install(AgentTest):
                 self.assertEqual(run.returncode == 0, may, f'{user}: {run.stderr}')
             agent.stop()
 
+    def verify_unit(self, unit, threshold):
+        run = self.machine.run('systemd-analyze', 'verify', '--man=no', unit, check=False)
+        self.assertEqual((run.returncode, run.stdout + run.stderr), (0, ''))
+        self.machine.run('systemd-analyze', 'security', '--offline=yes', f'--threshold={threshold}', unit)
+
+    def test_this_machine_as_its_unit_publishes_it(self):
+        self.installed()
+        self.verify_unit('orvane-linux.service', 16)
+        self.uncomment(SWITCH_CONF, 'includeFile /etc/snmp/orvane/module.conf')
+        self.uncomment(MODULE_CONF, 'orvanePublish ')
+        self.snmpd()
+        self.machine.run('install', '-d', '-o', 'orvane-linux', '/var/lib/orvane-linux')  # as StateDirectory= does
+        publisher = self._started(Service, self.machine, 'orvane-linux')
+        wait_until(lambda: self.machine.walk(ENTRY), publisher.log())
+        self.assertIn(b'Linux', self.machine.walk(ENTRY)[f'{ENTRY}.10.1'])
+
     def test_the_daemon_as_its_unit_runs_it(self):
         self.installed()
-        run = self.machine.run('systemd-analyze', 'verify', '--man=no', 'orvaned.service', check=False)
-        self.assertEqual((run.returncode, run.stdout + run.stderr), (0, ''))
-        self.machine.run('systemd-analyze', 'security', '--offline=yes', '--threshold=12', 'orvaned.service')
+        self.verify_unit('orvaned.service', 12)
         self.uncomment(DAEMON_CONF, 'orvaneInventory ')
         self.let_subagents_in()
         self.snmpd()
