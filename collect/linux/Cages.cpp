@@ -114,7 +114,7 @@ void Cages::portsAre(std::map<std::string, Ports::Port> const& ports) {
     Rule const rule = map_.ruleFor(port.name, source);
     if (rule.isLeftOut || rule.eeprom == "none") continue;
     Cage cage{port.name, rule.eeprom, rule.present, "", false};
-    cage.bus = !cage.file.empty() ? cage.file : !port.device.empty() ? port.bus + "/" + port.device : source;
+    cage.bus = !cage.file.empty() ? "files" : !port.device.empty() ? port.bus + "/" + port.device : source;
     if (auto const known = before.find(source); known != before.end()) cage.isCage = known->second.isCage;
     buses.insert(cage.bus);
     cages_.emplace(source, std::move(cage));

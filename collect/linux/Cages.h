@@ -16,8 +16,8 @@
 
 namespace Collect {
 
-// The transceivers in the ports' cages. Those of one device (whose driver reads one at a time) are read in turn, in a
-// process of their own; so is each that is read from a file.
+// The transceivers in the ports' cages. Those of one device, whose driver reads one at a time, are read in turn, in a
+// process of their own; so are those that are read from files.
 class Cages {
  public:
   // `settled` is called once, when every cage has been read or has had its time.

@@ -164,15 +164,23 @@ void Chips::discover() {
     if (auto const known = before.find(source); known != before.end()) {
       // Who may hang goes on doing so in the same process.
       chip.worker = std::move(known->second.worker);
-      chip.worker->renew();
-      if (known->second.identity == chip.identity) chip.limits = std::move(known->second.limits);
       chip.isHeard = known->second.isHeard;
+      // One that goes on knows what is asked for by its order.
+      auto const isAlike = [](Input const& one, Input const& other) {
+        return one.name == other.name && one.now == other.now && one.limits == other.limits;
+      };
+      if (known->second.identity == chip.identity && std::ranges::equal(known->second.inputs, chip.inputs, isAlike)) {
+        chip.limits = std::move(known->second.limits);
+      } else {
+        chip.worker->renew();
+      }
     } else {
       chip.worker = std::make_unique<Worker>(
           loop_, std::chrono::duration<double>(map_.patience),
           [this, at = source](std::string_view question) { return read(chips_.at(at), question == "limits"); });
     }
   }
+  for (auto& [source, chip] : chips_) chip.worker->start();
   for (auto const& [source, chip] : before) {
     if (!chips_.contains(source)) journal_.trouble(chip.name, "");
   }

@@ -69,7 +69,11 @@ bool Worker::isGone() const {
   return process_ < 0 || poll(&ended, 1, 0) != 0;
 }
 
-bool Worker::start() {
+void Worker::start() { isStarted(); }
+
+bool Worker::isStarted() {
+  if (fd_ >= 0) return true;
+  if (!isGone()) return false;
   if (process_ >= 0) close(std::exchange(process_, -1));
   std::array<int, 2> ends;
   if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) return false;
@@ -88,7 +92,7 @@ bool Worker::start() {
 
 bool Worker::ask(std::string_view question, Answered answered) {
   if (answered_) return false;
-  if (fd_ < 0 && (!isGone() || !start())) return false;
+  if (!isStarted()) return false;
   answered_ = std::move(answered);
   readable_ = loop_.readable(fd_, [this] { onAnswer(); });
   silence_ = loop_.after(patience_, [this] { onSilence(); });

@@ -26,6 +26,8 @@ class Worker {
   Worker(Worker const&) = delete;
   Worker& operator=(Worker const&) = delete;
 
+  // Forks now, so that less of what is here later is kept by it.
+  void start();
   bool isBusy() const { return answered_ != nullptr; }
   // One question at a time: false when the one before has not been answered, or the kernel holds the process.
   bool ask(std::string_view question, Answered answered);
@@ -33,7 +35,7 @@ class Worker {
   void renew();
 
  private:
-  bool start();
+  bool isStarted();
   void onAnswer();
   void onSilence();
   bool isGone() const;

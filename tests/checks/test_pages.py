@@ -10,7 +10,8 @@ import unittest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = pathlib.Path(os.environ.get('ORVANE_BUILD', ROOT / 'build/dev'))
-PAGES = ['orvane.8', 'orvaned.8', 'orvane-linux.8', 'orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5']
+PAGES = ['orvane.8', 'orvaned.8', 'orvane-linux.8', 'orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5',
+         'orvane-publish.5']
 DIRECTORY = 'redundancy'  # the input that is no entity itself
 
 
