@@ -1,6 +1,6 @@
 #!/usr/bin/python3
-"""What orvane-linux costs: a made-up machine of 500 sensors and 128 ports with modules, at the default periods; and then a few of them
-as fast as it goes, to see whether it grows. Processor time and memory are those of it and of all its readers.
+"""What orvane-linux costs: a made-up machine of 500 sensors and 128 ports with modules, at the default periods; and then a few of
+them as fast as it goes, to see whether it grows. Processor time and memory are those of it and of all its readers.
 
 Wants the bench preset built; scripts/bench does that.
 """

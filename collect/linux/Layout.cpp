@@ -56,6 +56,11 @@ bool isAttribute(std::string_view kind, std::string_view name) {
          (kind.empty() && contains(ofCards, name));
 }
 
+std::string below(std::string where, std::string const& name) {
+  if (!where.empty()) where += '.';
+  return where += name;
+}
+
 // A number as the keys of the inventory have it, or 0.
 unsigned numberOf(std::string_view text) {
   unsigned number = 0;
@@ -95,7 +100,7 @@ std::optional<std::string> kindAt(Path const& place) {
 std::string refusal(json const& part, std::string_view kind, std::string const& where) {
   if (!part.is_object()) return where + ": attributes of a part are needed";
   for (auto const& [name, value] : part.items()) {
-    auto const at = where.empty() ? name : where + "." + name;
+    auto const at = below(where, name);
     Holding const* const rule = holding(kind, name);
     if (rule == nullptr) {
       if (!isAttribute(kind, name)) return at + ": no such attribute";
@@ -105,7 +110,7 @@ std::string refusal(json const& part, std::string_view kind, std::string const& 
     } else {
       if (!value.is_object()) return at + ": parts by number are needed";
       for (auto const& [number, member] : value.items()) {
-        auto const one = at + "." + number;
+        auto const one = below(at, number);
         unsigned const key = numberOf(number);
         if (key < 1 || key > rule->most)
           return one + ": a number from 1 to " + std::to_string(rule->most) + " is needed";

@@ -63,7 +63,7 @@ void take(YAML::Node const& node, std::string const& what, std::map<std::string,
     if (auto const taker = known.find(key); taker != known.end()) {
       taker->second(member.second);
     } else if (!other || !other(key, member.second)) {
-      refuse(member.first, what + " has no " + key);
+      refuse(member.first, std::string(what).append(" has no ").append(key));
     }
   }
 }

@@ -79,12 +79,12 @@ struct Numbered {
 
 std::vector<Numbered> const& numbered() {
   static std::vector<Numbered> const table{
-      {std::regex("i2c-\\d+"), "i2c", true},              // an adapter
-      {std::regex("\\d+-([0-9a-f]{4})"), "$1", false},    // what is on it, by its address
-      {std::regex("spi\\d+\\.(\\d+)"), "spi.$1", false},  // what is on an SPI bus, by its chip select
-      {std::regex("(spi|ata|usb|mdio|host)\\d+"), "$1", true},
-      {std::regex("(nvme|hwmon|thermal_zone|cooling_device|phy|virtio|hidraw)\\d+"), "$1", true},
-      {std::regex("(target)?\\d+(:\\d+:\\d+(:\\d+)?)"), "$1$2", false},  // SCSI, without the number of its host
+      {std::regex(R"(i2c-\d+)"), "i2c", true},            // an adapter
+      {std::regex(R"(\d+-([0-9a-f]{4}))"), "$1", false},  // what is on it, by its address
+      {std::regex(R"(spi\d+\.(\d+))"), "spi.$1", false},  // what is on an SPI bus, by its chip select
+      {std::regex(R"((spi|ata|usb|mdio|host)\d+)"), "$1", true},
+      {std::regex(R"((nvme|hwmon|thermal_zone|cooling_device|phy|virtio|hidraw)\d+)"), "$1", true},
+      {std::regex(R"((target)?\d+(:\d+:\d+(:\d+)?))"), "$1$2", false},  // SCSI, without the number of its host
   };
   return table;
 }
@@ -92,16 +92,16 @@ std::vector<Numbered> const& numbered() {
 // "channel 2" of a multiplexer, or the name that an adapter's driver gave it.
 std::string nameOf(fs::path const& adapter) {
   auto const name = sysText(adapter / "name").value_or("");
-  static std::regex const channel("chan_id (\\d+)");
+  static std::regex const channel(R"(chan_id (\d+))");
   std::smatch match;
   return std::regex_search(name, match, channel) ? "channel " + match[1].str() : name;
 }
 
 std::string stepOf(fs::path const& device) {
-  std::string const step = device.filename();
+  std::string step = device.filename();
   for (auto const& [pattern, shown, hasSiblings] : numbered()) {
     if (!std::regex_match(step, pattern)) continue;
-    std::string const name = std::regex_replace(step, pattern, shown);
+    std::string name = std::regex_replace(step, pattern, shown);
     if (!hasSiblings) return name;
     // Its own name is always there, whoever else is; only those of one name are told apart by their order.
     auto const own = nameOf(device);
@@ -110,7 +110,9 @@ std::string stepOf(fs::path const& device) {
       if (sibling == device) break;
       if (std::regex_match(sibling.filename().native(), pattern) && nameOf(sibling) == own) ++before;
     }
-    return name + (own.empty() ? "" : "(" + own + ")") + (before == 0 ? "" : "." + std::to_string(before));
+    if (!own.empty()) name.append("(").append(own).append(")");
+    if (before != 0) name.append(".").append(std::to_string(before));
+    return name;
   }
   return step;
 }

@@ -60,7 +60,7 @@ Path groupOf(Path const& place) { return {place.begin(), place.end() - 1}; }
 void reserve(Places& places, Path const& place) {
   for (std::size_t step = 1; step < place.size(); ++step) {
     Path const way(place.begin(), place.begin() + static_cast<std::ptrdiff_t>(step) + 1);
-    if (unsigned const number = static_cast<unsigned>(std::strtoul(way.back().c_str(), nullptr, 10)))
+    if (auto const number = static_cast<unsigned>(std::strtoul(way.back().c_str(), nullptr, 10)))
       places.reserve(textOfPath(groupOf(way)), number);
   }
 }
@@ -212,7 +212,7 @@ void Tree::putTransceiver(json& system, Placed const& port, json const& transcei
   sensor(whole, "2", "DomVoltageSensor", label, "Transceiver supply voltage");
   for (unsigned lane = 1; lane <= lanes; ++lane) {
     auto const number = std::to_string(lane);
-    auto const itsLabel = label + "/" + number;
+    auto const itsLabel = std::string(label).append("/").append(number);
     Path const of = extended(whole, {"lane", number});
     assign(partAt(system, of), {{"label", itsLabel}, {"description", "Lane " + number}});
     sensor(of, "1", "DomTxBiasSensor", itsLabel, "Transmit bias current");

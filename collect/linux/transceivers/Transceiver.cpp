@@ -398,8 +398,7 @@ void Module::readConstants(Page const& page) {
     // What it does not say rightly that it measures is not measured.
     if (!verified(identity_, cmisAdvertising, constants)) constants = {};
     Collect::read(*memory_, limits, 128, 128, 2);
-    if (verified(identity_, cmisThresholds, limits))
-      identity_.limits = cmisLimits(limits, biasScale(constants));
+    if (verified(identity_, cmisThresholds, limits)) identity_.limits = cmisLimits(limits, biasScale(constants));
   }
 }
 
