@@ -76,6 +76,8 @@ json readCage(Module& module, std::string const& present) {
   } catch (std::system_error const& error) {
     int const code = error.code().value();
     if (code == EOPNOTSUPP) return nullptr;
+    // Whether there is a cage is not known then.
+    if (code == EPERM || code == EACCES) return {{"complaints", {"it may not be read: " + error.code().message()}}};
     if (present.empty() && isNoModule(code)) return absent;
     return {{"status", {{"presence", "present"}}},
             {"part", {{"attributes", {{"description", "Transceiver that cannot be read"}}}}},
@@ -164,22 +166,22 @@ void Cages::answered(std::string const& port, std::optional<std::string> const& 
   if (found == cages_.end()) return;
   Cage& cage = found->second;
   json told = answer ? json::parse(*answer) : json();
-  std::string trouble;
-  if (!answer) {
-    trouble = "it did not answer within " + json(map_.patience).dump() + " s";
-    if (cage.isCage) {
+  std::string trouble = answer ? "" : "it did not answer within " + json(map_.patience).dump() + " s";
+  if (told.is_object()) {
+    for (auto const& complaint : told.value("complaints", json::array()))
+      trouble.append(trouble.empty() ? "" : "; ").append(complaint.get<std::string>());
+    told.erase("complaints");
+  }
+  bool const isUnknown = !answer || (told.is_object() && told.empty());
+  if (isUnknown) {
+    told = nullptr;
+    if (cage.isCage)
       told = {{"status", {{"presence", "unknown"}}}, {"part", tree_.transceiver(port).value("part", json())}};
-    }
   } else if (told.is_null() && cage.isCage) {
     // There are drivers that know a cage only while there is a module in it.
     told = absent;
   }
   cage.isCage = cage.isCage || !told.is_null();
-  if (told.is_object() && told.contains("complaints")) {
-    for (auto const& complaint : told["complaints"])
-      trouble += (trouble.empty() ? "" : "; ") + complaint.get<std::string>();
-    told.erase("complaints");
-  }
   journal_.trouble(cage.name + "'s transceiver", trouble);
   tree_.transceiverIs(port, std::move(told));
   heard(port);

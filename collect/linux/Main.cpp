@@ -53,7 +53,7 @@ class Machine {
   Machine(Loop& loop, Journal& journal, Options const& options, Tree::Sink sink, std::function<void()> complete)
       : map_(Map::read(options.map)),
         complete_(std::move(complete)),
-        places_(journal, options.places),
+        places_(journal, options.places, options.dump.empty()),
         tree_(map_, places_, journal, std::move(sink)),
         identity_(loop, identityPatience,
                   [this](std::string_view) {

@@ -31,7 +31,7 @@ std::string checksum(std::string const& text) {
 void writeWhole(std::filesystem::path const& file, std::string const& text) {
   auto const fail = [] { throw std::system_error(errno, std::generic_category()); };
   auto const beside = std::filesystem::path(file) += ".new";
-  int const fd = open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  int const fd = open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
   if (fd < 0) fail();
   bool isWritten = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size()) && fsync(fd) == 0;
   isWritten = close(fd) == 0 && isWritten;
@@ -40,7 +40,8 @@ void writeWhole(std::filesystem::path const& file, std::string const& text) {
 
 }  // namespace
 
-Places::Places(Journal& journal, std::filesystem::path file) : journal_(journal), file_(std::move(file)) {
+Places::Places(Journal& journal, std::filesystem::path file, bool isKept)
+    : journal_(journal), file_(std::move(file)), isKept_(isKept) {
   if (file_.empty()) return;
   errno = 0;
   std::ifstream stream(file_, std::ios::binary);
@@ -115,7 +116,7 @@ std::string Places::text() const {
 }
 
 void Places::keep() {
-  if (!std::exchange(hasNews_, false) || file_.empty()) return;
+  if (!std::exchange(hasNews_, false) || file_.empty() || !isKept_) return;
   try {
     writeWhole(file_, text());
     journal_.trouble(file_.native(), "");

@@ -15,8 +15,8 @@ namespace Collect {
 class Places {
  public:
   // A file that is not there is begun; one that is damaged is begun anew, with a line in the journal. Without a name
-  // nothing is kept.
-  Places(Journal& journal, std::filesystem::path file);
+  // nothing is kept, nor is anything in a file that is only to be read.
+  Places(Journal& journal, std::filesystem::path file, bool isKept = true);
 
   // Nobody but who asks by this number gets it, among the things of that group.
   void reserve(std::string const& group, unsigned number);
@@ -34,6 +34,7 @@ class Places {
 
   Journal& journal_;
   std::filesystem::path file_;
+  bool isKept_;
   std::map<std::string, Numbers> groups_;
   std::map<std::string, std::set<unsigned>> taken_;
   std::map<std::string, std::set<std::string>> seen_;

@@ -25,9 +25,7 @@ constexpr std::size_t longest = 100'000;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (getppid() != parent) _exit(0);
   prctl(PR_SET_NAME, "orvane-reader");
-  sigset_t none;
-  sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
+  // What its parent has blocked stays so: who ends all of them at once ends it by its parent, which says no more then.
   // Nothing else of the parent's stays open here: not its loop, nor its sockets.
   constexpr int end = 3;
   if (dup2(fd, end) != end) _exit(1);
