@@ -12,6 +12,7 @@
 #include "collect/linux/Identity.h"
 #include "collect/linux/Places.h"
 #include "collect/linux/Sysfs.h"
+#include "collect/linux/Tree.h"
 
 namespace {
 
@@ -148,6 +149,41 @@ TEST(Names, InTheirNaturalOrder) {
     std::sort(names.begin(), names.end(), naturallyBefore);
     EXPECT_EQ(names, sorted);
   }
+}
+
+using Trees = Folder;
+
+TEST_F(Trees, LeaveNothingOfWhatIsGone) {
+  Map const map;
+  Places places(journal, "");
+  json content = json::object();
+  Tree tree(map, places, journal, [&](Path const& path, json what) {
+    if (what.is_null()) {
+      erase(content, path);
+    } else {
+      made(content, path) = std::move(what);
+    }
+  });
+  json const empty = [&] {
+    tree.identityIs({{"modelName", "KX"}});
+    return content;
+  }();
+  Found const fan{What::fan, "chip/fan1", "chip/fan1", "chip", "chip", false, 1};
+  Found const supply{What::supply, "psu", "psu", "", "", true};
+  Found const port{What::port, "pci/1", "swp1", "", "", false, 12};
+  tree.foundIs("chips", {fan, supply});
+  tree.foundIs("ports", {port});
+  tree.readingIs("chip/fan1", {{"hwStatus", "ok"}});
+  tree.readingIs("psu", {{"state", "ok"}});
+  tree.readingIs("pci/1", {{"operStatus", "up"}}, {{"adminEnabledStateLocal", true}});
+  tree.transceiverIs("pci/1", {{"status", {{"presence", "present"}}}, {"part", {{"lanes", 4}}}});
+  EXPECT_EQ(content["coolingStatus"], json::parse(R"({"fan": {"Fan1/1": {"hwStatus": "ok"}}})"));
+  EXPECT_EQ(content["powerStatus"], json::parse(R"({"powerSupply": {"PowerSupply1": {"state": "ok"}}})"));
+  EXPECT_EQ(content["xcvrStatusDir"]["xcvrStatus"]["Ethernet12"]["presence"], "present");
+  EXPECT_EQ(content["status"]["fixedSystem"]["xcvrSlot"]["12"]["xcvr"]["lane"].size(), 4U);
+  tree.foundIs("ports", {});
+  tree.foundIs("chips", {});
+  EXPECT_EQ(content, empty);
 }
 
 using Bytes = std::vector<std::uint8_t>;

@@ -236,6 +236,7 @@ found:
   - {match: lm75-*, at: sensor/9, label: inlet, description: Air inlet, warning: 40, critical: 50}
   - {match: p1, at: port/5, label: "5", eeprom: /sys/bus/i2c/xcvr1}
   - {match: "mac/02:00:00:00:00:0b", at: port/6, eeprom: /sys/bus/i2c/xcvr2}
+  - {match: q1, at: port/7}
 '''
     LINKS = ('ip link add p1 address 02:00:00:00:00:0a type veth peer name q1 && '
              'ip link add p2 address 02:00:00:00:00:0b type veth peer name q2 && ip link set q1 up && ip link set q2 up')
@@ -267,6 +268,10 @@ found:
         self.shows(None, ENTRY, DESCRIPTION, 200006)
         self.collector.inside('ip link add p2 address 02:00:00:00:00:0b type veth peer name q2')
         self.shows(b'Network port p2', ENTRY, DESCRIPTION, 200006)
+        # A port whose driver knows of no cage has none.
+        self.assertEqual(self.cell(ENTRY, DESCRIPTION, 200007), b'Network port q1')
+        self.assertIsNone(self.cell(ENTRY, DESCRIPTION, 4070000))
+        self.assertNotIn("q1's transceiver", self.collector.log())
         # Transceivers: readings, limits, another one in the cage, none, one that cannot be read.
         temperature, received = 4050101, 4051103
         self.shows(315, SENSOR, VALUE, temperature)
