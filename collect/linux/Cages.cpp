@@ -166,7 +166,7 @@ void Cages::answered(std::string const& port, std::optional<std::string> const& 
   if (found == cages_.end()) return;
   Cage& cage = found->second;
   json told = answer ? json::parse(*answer) : json();
-  std::string trouble = answer ? "" : "it did not answer within " + json(map_.patience).dump() + " s";
+  std::string trouble = answer ? "" : buses_.at(cage.bus)->worker.why();
   if (told.is_object()) {
     for (auto const& complaint : told.value("complaints", json::array()))
       trouble.append(trouble.empty() ? "" : "; ").append(complaint.get<std::string>());

@@ -138,7 +138,8 @@ void Chips::look() {
   bool const isFirst = round_ == 0;
   if (isFirst || identities() != identities_) discover();
   if (isFirst) waited_ = chips_.size();
-  for (auto& [source, chip] : chips_) ask(chip);
+  bool const isTimeForLimits = round_ % roundsBetweenLimits == 0;
+  for (auto& [source, chip] : chips_) ask(source, isTimeForLimits || chip.limits.is_null());
   if (isFirst && chips_.empty()) settled_();
   ++round_;
 }
@@ -293,40 +294,27 @@ std::string Chips::read(Chip const& chip, bool isLimits) const {
   return values.dump();
 }
 
-void Chips::ask(Chip& chip) {
+void Chips::ask(std::string const& source, bool isLimits) {
+  Chip& chip = chips_.at(source);
   if (chip.worker->isBusy()) return;
-  auto const readNow = [this, &chip] {
-    return chip.worker->ask("now", [this, &chip](std::optional<std::string> const& answer) {
-      if (!answer) {
-        silent(chip, "it did not answer within " + json(map_.patience).dump() + " s");
-      } else if (answer->empty()) {
-        silent(chip, "it has become another one");
-      } else {
-        answered(chip, json::parse(*answer));
-      }
-    });
+  // The chip may be another object by then, with the same worker.
+  auto const answered = [this, source, isLimits](std::optional<std::string> const& answer) {
+    if (auto const found = chips_.find(source); found != chips_.end()) hear(found->second, isLimits, answer);
   };
-  bool const isLimits = chip.limits.is_null() || round_ % roundsBetweenLimits == 0;
-  bool const isAsked = !isLimits ? readNow() : chip.worker->ask("limits", [&chip, this, readNow](auto const& answer) {
-    if (!answer || answer->empty()) {
-      silent(chip,
-             answer ? "it has become another one" : "it did not answer within " + json(map_.patience).dump() + " s");
-      return;
-    }
+  if (!chip.worker->ask(isLimits ? "limits" : "now", answered)) hear(chip, isLimits, std::nullopt);
+}
+
+void Chips::hear(Chip& chip, bool isLimits, std::optional<std::string> const& answer) {
+  bool const isRead = answer && !answer->empty();
+  journal_.trouble(chip.name, isRead ? "" : answer ? "it has become another one" : chip.worker->why());
+  if (!isRead) {
+    tell(chip, json::array());
+  } else if (isLimits) {
     chip.limits = json::parse(*answer);
-    if (!readNow()) silent(chip, "it cannot be asked");
-  });
-  if (!isAsked) silent(chip, "the kernel holds on to it");
-}
-
-void Chips::answered(Chip& chip, json const& now) {
-  journal_.trouble(chip.name, "");
-  tell(chip, now);
-}
-
-void Chips::silent(Chip& chip, std::string const& why) {
-  journal_.trouble(chip.name, why);
-  tell(chip, json::array());
+    ask(chip.source, false);
+  } else {
+    tell(chip, json::parse(*answer));
+  }
 }
 
 void Chips::tell(Chip& chip, json const& now) {

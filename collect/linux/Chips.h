@@ -68,9 +68,8 @@ class Chips {
   Chip chipOf(sensors_chip_name const& name) const;
   std::vector<Found> found() const;
   std::string read(Chip const& chip, bool isLimits) const;
-  void ask(Chip& chip);
-  void answered(Chip& chip, nlohmann::json const& now);
-  void silent(Chip& chip, std::string const& why);
+  void ask(std::string const& source, bool isLimits);
+  void hear(Chip& chip, bool isLimits, std::optional<std::string> const& answer);
   void tell(Chip& chip, nlohmann::json const& now);
 
   Loop& loop_;

@@ -99,7 +99,7 @@ void Supplies::answered(std::string const& source, std::optional<std::string> co
   Supply& supply = found->second;
   supply.isHeard = true;
   if (!answer) {
-    journal_.trouble(supply.name, "it did not answer in time");
+    journal_.trouble(supply.name, supply.worker->why());
     tree_.readingIs(source, {{"state", "unknown"}});
     settle();
     return;

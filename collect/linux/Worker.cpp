@@ -12,6 +12,7 @@ extern "C" {  // which the header of glibc 2.36 leaves out
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <sstream>
 #include <utility>
 
 namespace Collect {
@@ -71,7 +72,12 @@ void Worker::start() { isStarted(); }
 
 bool Worker::isStarted() {
   if (fd_ >= 0) return true;
-  if (!isGone()) return false;
+  if (isHung_ && !isGone()) {
+    why_ = "the kernel holds on to it";
+    return false;
+  }
+  isHung_ = false;
+  why_ = "its reader cannot be started";
   if (process_ >= 0) close(std::exchange(process_, -1));
   std::array<int, 2> ends;
   if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) return false;
@@ -93,7 +99,12 @@ bool Worker::ask(std::string_view question, Answered answered) {
   if (!isStarted()) return false;
   answered_ = std::move(answered);
   readable_ = loop_.readable(fd_, [this] { onAnswer(); });
-  silence_ = loop_.after(patience_, [this] { onSilence(); });
+  silence_ = loop_.after(patience_, [this] {
+    isHung_ = true;
+    std::ostringstream why;
+    why << "it did not answer within " << patience_.count() << " s";
+    giveUp(why.str());
+  });
   // One that has just died is found by its socket.
   send(fd_, question.data(), question.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   return true;
@@ -104,14 +115,15 @@ void Worker::onAnswer() {
   ssize_t const size = recv(fd_, answer.data(), answer.size(), MSG_DONTWAIT);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
   if (size <= 0) {
-    onSilence();
+    giveUp("its reader has ended");
     return;
   }
   answer.resize(static_cast<std::size_t>(size));
   finish(std::move(answer));
 }
 
-void Worker::onSilence() {
+void Worker::giveUp(std::string why) {
+  why_ = std::move(why);
   auto const answered = std::exchange(answered_, nullptr);
   renew();
   answered(std::nullopt);

@@ -18,7 +18,7 @@ class Worker {
   // What it does with a question, which is not empty, in the other process. Whatever it throws ends that process. An
   // answer has at most 100 KB.
   using Work = std::function<std::string(std::string_view question)>;
-  // Nothing when there was none in time.
+  // Nothing when there was none in time; why() says more.
   using Answered = std::function<void(std::optional<std::string> answer)>;
 
   Worker(Loop& loop, std::chrono::duration<double> patience, Work work);
@@ -29,21 +29,24 @@ class Worker {
   // Forks now, so that less of what is here later is kept by it.
   void start();
   bool isBusy() const { return answered_ != nullptr; }
-  // One question at a time: false when the one before has not been answered, or the kernel holds the process.
+  // One question at a time: false when the one before has not been answered, or there can be no process, as why() says.
   bool ask(std::string_view question, Answered answered);
+  std::string const& why() const { return why_; }
   // The next question gets a new process, which knows what is known here by then.
   void renew();
 
  private:
   bool isStarted();
   void onAnswer();
-  void onSilence();
   bool isGone() const;
+  void giveUp(std::string why);
   void finish(std::optional<std::string> answer);
 
   Loop& loop_;
   std::chrono::duration<double> patience_;
   Work work_;
+  bool isHung_ = false;
+  std::string why_;
   int process_ = -1;  // a pidfd
   int fd_ = -1;       // below 0: the process is to end
   Answered answered_;
