@@ -136,7 +136,7 @@ std::map<std::string, Chips::Identity> Chips::identities() {
 
 void Chips::look() {
   bool const isFirst = round_ == 0;
-  if (isFirst || identities() != identities_) discover();
+  if (!isSteady_ || identities() != identities_) discover();
   if (isFirst) waited_ = chips_.size();
   bool const isTimeForLimits = round_ % roundsBetweenLimits == 0;
   for (auto& [source, chip] : chips_) ask(source, isTimeForLimits || chip.limits.is_null());
@@ -147,19 +147,22 @@ void Chips::look() {
 void Chips::discover() {
   std::map<std::string, Chip> before;
   std::swap(before, chips_);
-  // What changes while it is looked at may be taken for something else, so it is looked at again.
-  for (unsigned attempt = 0; attempt < mostAttempts; ++attempt) {
+  // What changes while it is looked at may be taken for something else, so it is looked at again, at the next turn at
+  // the latest. What cannot be mistaken is kept meanwhile.
+  isSteady_ = false;
+  for (unsigned attempt = 0; attempt < mostAttempts && !isSteady_; ++attempt) {
     chips_.clear();
     identities_ = identities();
     list();
-    if (identities() == identities_) break;
-    // At the next turn, at the latest; of these, what cannot be mistaken is kept.
-    auto const was = std::exchange(identities_, {});
-    std::erase_if(chips_, [&](auto const& chip) {
-      auto const seen = was.find(fs::path(chip.second.folder).filename());
-      return seen == was.end() || seen->second != chip.second.identity ||
-             identityOf(chip.second.folder) != seen->second;
-    });
+    auto const after = identities();
+    auto const isIn = [](std::map<std::string, Identity> const& seen, Chip const& chip) {
+      auto const found = seen.find(fs::path(chip.folder).filename());
+      return found != seen.end() && found->second == chip.identity;
+    };
+    auto const isMistaken = [&](auto const& chip) {
+      return !isIn(identities_, chip.second) || !isIn(after, chip.second);
+    };
+    isSteady_ = std::erase_if(chips_, isMistaken) == 0 && after == identities_;
   }
   for (auto& [source, chip] : chips_) {
     if (auto const known = before.find(source); known != before.end()) {

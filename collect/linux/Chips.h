@@ -78,6 +78,7 @@ class Chips {
   Tree& tree_;
   std::function<void()> settled_;
   std::map<std::string, Identity> identities_;  // by folder
+  bool isSteady_ = false;                       // nothing had changed while these were looked at
   bool isInitialized_ = false;
   std::map<std::string, Chip> chips_;  // by source
   unsigned round_ = 0;

@@ -412,7 +412,8 @@ class Faults(Linux):
                 self.mend()
             time.sleep(random.random() * 0.3)
             for index, row in rows(self.manager).items():
-                self.assertIn(row.get(DESCRIPTION, b'').decode(), (described[index], 'Transceiver that cannot be read', ''))
+                self.assertIn(row.get(DESCRIPTION, b'').decode(), (described.get(index), 'Transceiver that cannot be read', ''),
+                              f'{index} in {self.collector.places.read_text()}')
             for index, row in rows(self.manager, SENSOR).items():
                 # A walk takes several answers, so that a row can be of two moments.
                 if row.get(1) == CELSIUS:
