@@ -97,6 +97,7 @@ std::string Bootstrap::publish(Vorlin::Merge& merge, Zef::Dir const& wanted, Vor
     merge.apply();
     names_.settle();
     followElection(offers_.run(*root_));
+    physicalNames_.settle();
   } catch (std::exception const& error) {
     trouble = error.what();
   }
@@ -155,6 +156,7 @@ void Bootstrap::rebuild() {
   start();
   offers_.rebuild(*root_);
   followElection(false);
+  physicalNames_.rebuild();
   if (PtrInterface::NotifieeConst::zefNotificationExceptions() != exceptions)
     throw std::runtime_error("it failed again when all was built anew");
 }

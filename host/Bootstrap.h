@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "host/PhysicalNames.h"
 #include "host/publishers/Inventory.h"
 #include "host/publishers/Names.h"
 #include "host/publishers/Offers.h"
@@ -42,6 +43,9 @@ class Bootstrap {
   // Hears of what is merged, behind the others; it lives longer.
   void listenerIs(Vorlin::Changes& listener);
 
+  // Whether entPhysicalName answers the component name; it is empty otherwise, as at the start.
+  void physicalNamesAreShown(bool shown) { physicalNames_.areShown(shown); }
+
   // Builds all rows anew from the inputs as they stand. A std::exception when that fails.
   void rebuild();
 
@@ -60,7 +64,8 @@ class Bootstrap {
   Zef::Ptr<Orvane::Root> root_;
   Offers offers_;
   Names names_;
-  Vorlin::ChangesList changes_{&offers_, &names_};
+  PhysicalNames physicalNames_{entityMib_};
+  Vorlin::ChangesList changes_{&offers_, &names_, &physicalNames_};
   Vorlin::ChangesList listeners_;
 };
 

@@ -119,6 +119,7 @@ Directives::Directive const Directives::table[] = {
     {"orvaneInventory", "FILE", &Directives::inventory},
     {"orvaneNotification", "NAME enable|disable", &Directives::notification},
     {"orvaneInspect", "SOCKET", &Directives::inspect},
+    {"orvanePhysicalName", "component|none", &Directives::physicalName},
     {"orvanePublish", "SOCKET [MODE [GROUP]]", &Directives::publish},
     {"orvaneSupervisorSlot", "N", &Directives::supervisorSlot},
     {"orvaneTrace", "HANDLE/LEVELS", &Directives::trace},
@@ -164,6 +165,12 @@ void Directives::notification(std::vector<std::string> const& words) {
 }
 
 void Directives::inspect(std::vector<std::string> const& words) { pathIs(settings_.inspect, "SOCKET", words); }
+
+void Directives::physicalName(std::vector<std::string> const& words) {
+  if (words.size() != 1) refuse("component or none is needed");
+  needOneOf(std::array{"component", "none"}, "name", words[0]);
+  settings_.physicalNames = words[0] == "component";
+}
 
 void Directives::publish(std::vector<std::string> const& words) {
   if (words.empty() || words.size() > 3) refuse("SOCKET [MODE [GROUP]] is needed");

@@ -24,6 +24,7 @@ struct Settings {
   SocketAccess publishAccess;                 // who may connect to it
   std::map<std::string, bool> notifications;  // the names that a line gives
   std::map<std::string, U32> traceLevels;     // handle to a mask of levels
+  bool physicalNames = false;                 // whether entPhysicalName answers the component name
   unsigned supervisorSlot = 1;                // where the supervisor stands that the agent runs on
 
   // A notification that no line names is enabled.
@@ -40,6 +41,7 @@ void startTraces();
 //   orvaneNotification NAME enable|disable      entConfigChange, entStateOperEnabled, entStateOperDisabled or
 //                                               kelvraEntSensorAlarm
 //   orvaneInspect SOCKET                        an absolute path
+//   orvanePhysicalName component|none           what entPhysicalName answers; none without this line
 //   orvanePublish SOCKET [MODE [GROUP]]         an absolute path, an octal mode, a name or number; 0600 without them
 //   orvaneSupervisorSlot N                      1 to 64; 1 without this line
 //   orvaneTrace HANDLE/LEVELS                   Orvane, Snmp or Zef; such as 0,8-9
@@ -72,6 +74,7 @@ class Directives {
   void inventory(std::vector<std::string> const& words);
   void notification(std::vector<std::string> const& words);
   void inspect(std::vector<std::string> const& words);
+  void physicalName(std::vector<std::string> const& words);
   void publish(std::vector<std::string> const& words);
   void supervisorSlot(std::vector<std::string> const& words);
   void trace(std::vector<std::string> const& words);

@@ -41,6 +41,7 @@ void Plugin::settingsAre(Settings const& settings) {
         settings.notificationEnabled(name) ? "" : "orvaneNotification disables it in the agent's configuration");
   }
   if (publish_) publish_->finish();
+  system_->physicalNamesAreShown(settings.physicalNames);
   if (settings.supervisorSlot != Fru::slotId()) {
     // What the supervisors' rows show rests on it.
     Fru::slotIdIs(settings.supervisorSlot);

@@ -10,12 +10,13 @@ from harness import ROOT, wait_until
 
 ENTRY = '1.3.6.1.2.1.47.1.1.1.1'
 CONTAINS = '1.3.6.1.2.1.47.1.3.3.1'
+ALIAS = '1.3.6.1.2.1.47.1.3.2.1.2'
 LAST_CHANGE = '1.3.6.1.2.1.47.1.4.1.0'
 SENSOR, STATE, THRESHOLD = '1.3.6.1.2.1.99.1.1.1', '1.3.6.1.2.1.131.1.1.1', '1.3.6.1.4.1.59871.3.12.1.1.1'
 TABLES = {ENTRY: range(2, 19), CONTAINS: range(1, 2), SENSOR: range(1, 9), STATE: range(1, 7), THRESHOLD: range(1, 6)}
 # What tells a time of the agent that answers: entPhySensorValueTimeStamp, that of the request; entStateLastChanged.
 TIMES = (f'{SENSOR}.7.', f'{STATE}.1.', LAST_CHANGE)
-DESCRIPTION, CONTAINED_IN, CLASS, POSITION, SERIAL = 2, 4, 5, 6, 11
+DESCRIPTION, CONTAINED_IN, CLASS, POSITION, NAME, SERIAL = 2, 4, 5, 6, 7, 11
 
 FIXED, CHASSIS = (json.loads((ROOT / f'examples/{name}-switch.json').read_text()) for name in ('fixed', 'chassis'))
 

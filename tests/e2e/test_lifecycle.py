@@ -26,6 +26,8 @@ class Lifecycle(AgentTest):
             'orvaneNotification entConfigChanged enable': 'there is no notification "entConfigChanged"',
             'orvaneNotification entConfigChange on': 'there is no state "on"',
             **{f'orvaneSupervisorSlot {wrong}': 'a slot from 1 to 64 is needed' for wrong in ('0', '65', '-1', '2x', 'two', '1 2')},
+            'orvanePhysicalName component none': 'component or none is needed',
+            'orvanePhysicalName tag': 'there is no name "tag"',
             'orvaneTrace Orvane': 'HANDLE/LEVELS is needed',
             'orvaneTrace Nobody/0': 'there is no trace handle "Nobody"',
             'orvaneTrace Orvane/': 'no list of levels',

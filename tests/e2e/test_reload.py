@@ -1,8 +1,9 @@
 """The described switch is edited while the agent serves it: the tables follow each save, and nothing but what it changes."""
 
+import socket
 import unittest
 
-from described import CONTAINED_IN, DESCRIPTION, SERIAL, Switch, contains, last_change, rows
+from described import ALIAS, CONTAINED_IN, DESCRIPTION, NAME, SERIAL, Switch, contains, last_change, rows
 from harness import AgentTest
 
 
@@ -45,6 +46,36 @@ class Reload(AgentTest):
         # But readings have none.
         next(iter(self.switch.content['tempStatus']['tempSensor'].values()))['temperature'] = 77.5
         self.assertEqual((self.published(), last_change(self.running)), (table, times[-1]))
+
+    def test_ports_and_their_transceivers_lead_to_interfaces(self):
+        table, status = self.published(), self.switch.content['intfStatusDir']['intfStatus']
+        port, other, xcvr = 200001, 200049, 4490001
+        self.assertEqual((table[other][DESCRIPTION][:5], table[xcvr][DESCRIPTION][:5]), (b'100GB', b'QSFP2'))
+        loopback = f'1.3.6.1.2.1.2.2.1.1.{socket.if_nametoindex("lo")}'
+        for names, found in (({}, []), ({'Ethernet1': 'lo'}, [port]), ({'Ethernet49': 'lo', 'Nobody1': 'lo'}, [other, xcvr]),
+                             ({'Ethernet1': 'lo', 'Ethernet2': 'none-such', 'Ethernet3': 'l' * 99, 'Ethernet49': 'lo'},
+                              [port, other, xcvr])):
+            for name in {**status, **names}:
+                status.setdefault(name, {})['deviceName'] = names.get(name, '')
+            with self.subTest(names=names):
+                self.assertEqual(self.published(), table)
+                expected = [(f'{ALIAS}.{index}.0', 'OID', loopback) for index in found]
+                self.assertEqual(self.running.walk(ALIAS), expected)
+                self.assertEqual(self.running.bulkwalk(ALIAS), expected)
+        self.assertEqual(self.running.get(f'{ALIAS}.{port}.0', f'{ALIAS}.{port}.1', f'{ALIAS}.{port + 1}.0')[0].value, loopback)
+        self.assertEqual([var.type for var in self.running.get(f'{ALIAS}.{port}.1', f'{ALIAS}.{port + 1}.0')],
+                         2 * ['noSuchInstance'])
+
+    def test_rows_have_names_where_they_are_asked_for(self):
+        def names():
+            return {row[NAME] for row in self.published().values()}
+        self.assertEqual(names(), {b''})
+        self.running.reload('orvanePhysicalName component', self.switch.directive)
+        self.assertTrue({b'Ethernet49', b'TempSensor1', b'PowerSupplyP1/1'} <= names())
+        self.switch.system['port']['1']['label'] = '1a'
+        self.assertIn(b'Ethernet1a', names())
+        self.running.reload(self.switch.directive)
+        self.assertEqual(names(), {b''})
 
     def test_foreign_words_stay_in_a_few_lines(self):
         start, name = len(self.running.log()), '\norvane: took over\x1b[2J\u202e' + 'x' * 5000

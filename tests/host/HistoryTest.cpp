@@ -177,6 +177,7 @@ class History : public testing::TestWithParam<unsigned> {
       auto wanted = read(version.dump());
       fresh = std::make_unique<Host::Bootstrap>();
       fresh->publish(*wanted);
+      fresh->physicalNamesAreShown(true);
       // Of parts that share a name the maps know one.
       return namesDiffer(*fresh->root()) ? wanted : nullptr;
     } catch (Host::InventoryError const&) {
@@ -221,7 +222,7 @@ std::string answers(Host::Bootstrap const& system) {
   for (auto at = root.entityMib()->physicalEntityIteratorConst(); at; ++at) {
     all << "physical " << at->index() << " '" << at->description() << "' in " << at->containedIn() << " class "
         << at->physicalClass() << " pos " << at->relPos() << " alias '" << at->alias() << "' " << at->componentName()
-        << '\n';
+        << " shown as '" << at->consoleName() << "'\n";
   }
   for (auto at = root.entityMib()->containsIteratorConst(); at; ++at)
     all << "contains " << at.key().container << ' ' << at.key().containee << '\n';
@@ -268,6 +269,7 @@ TEST_P(History, LeavesNoTraceOfWhatCameAndWent) {
   }
   std::shuffle(versions.begin(), versions.end(), random_);
   Host::Bootstrap live;
+  live.physicalNamesAreShown(true);
   for (json& version : versions) {
     mendReferences(version);
     std::unique_ptr<Host::Bootstrap> fresh;
@@ -281,6 +283,7 @@ TEST_P(History, LeavesNoTraceOfWhatCameAndWent) {
 
 TEST_P(History, EndsAsAFreshStart) {
   Host::Bootstrap live;
+  live.physicalNamesAreShown(true);
   for (unsigned version = 0; version < 150; ++version) {
     std::unique_ptr<Host::Bootstrap> fresh;
     auto const wanted = next(fresh);
@@ -294,6 +297,7 @@ TEST_P(History, EndsAsAFreshStart) {
 // Wherever memory runs out, what is served is what was published, whole.
 TEST_P(History, SurvivesAFailedAllocation) {
   Host::Bootstrap live;
+  live.physicalNamesAreShown(true);
   unsigned rebuilt = 0;
   for (unsigned version = 0; version < 20; ++version) {
     std::unique_ptr<Host::Bootstrap> fresh;
@@ -597,6 +601,7 @@ class Door : public History {
 };
 
 TEST_P(Door, EndsAsAFreshStart) {
+  live_.physicalNamesAreShown(true);
   unsigned compared = 0;
   constexpr unsigned steps = 200;
   for (unsigned step = 0; step < steps; ++step) {
@@ -627,6 +632,7 @@ TEST_P(Door, EndsAsAFreshStart) {
     ASSERT_EQ(dump(live_.inputs()), dump(wanted)) << "at step " << step;
     Host::Bootstrap fresh;
     fresh.publish(*wanted);
+    fresh.physicalNamesAreShown(true);
     if (!namesDiffer(*fresh.root())) continue;
     pass(6);
     ASSERT_EQ(answers(live_), answers(fresh)) << "at step " << step;
