@@ -41,6 +41,7 @@ LANGUAGE = {
         IMPORTS TimeTicks FROM SNMPv2-SMI;
         TEXTUAL-CONVENTION MACRO ::= BEGIN END
         AutonomousType ::= TEXTUAL-CONVENTION STATUS current DESCRIPTION "" SYNTAX OBJECT IDENTIFIER
+        RowPointer ::= TEXTUAL-CONVENTION STATUS current DESCRIPTION "" SYNTAX OBJECT IDENTIFIER
         TruthValue ::= TEXTUAL-CONVENTION STATUS current DESCRIPTION "" SYNTAX INTEGER { true(1), false(2) }
         DateAndTime ::= TEXTUAL-CONVENTION DISPLAY-HINT "2d-1d-1d,1d:1d:1d.1d,1a1d:1d" STATUS current DESCRIPTION ""
           SYNTAX OCTET STRING (SIZE (8 | 11))
@@ -52,10 +53,11 @@ LANGUAGE = {
         SnmpAdminString ::= TEXTUAL-CONVENTION DISPLAY-HINT "255t" STATUS current DESCRIPTION ""
           SYNTAX OCTET STRING (SIZE (0..255))''',
 }
-IMPORTED = {'AutonomousType': 'SNMPv2-TC', 'TruthValue': 'SNMPv2-TC', 'DateAndTime': 'SNMPv2-TC', 'TimeStamp': 'SNMPv2-TC',
+IMPORTED = {'AutonomousType': 'SNMPv2-TC', 'RowPointer': 'SNMPv2-TC', 'TruthValue': 'SNMPv2-TC',
+            'DateAndTime': 'SNMPv2-TC', 'TimeStamp': 'SNMPv2-TC',
             'SnmpAdminString': 'SNMP-FRAMEWORK-MIB', 'Unsigned32': 'SNMPv2-SMI'}
 ENTITY = ('ENTITY-STATE-TC-MIB', 'ENTITY-MIB', 'ENTITY-SENSOR-MIB', 'ENTITY-STATE-MIB')
-TABLES = ('entPhysicalTable', 'entPhysicalContainsTable', 'entPhySensorTable', 'entStateTable')
+TABLES = ('entPhysicalTable', 'entPhysicalContainsTable', 'entAliasMappingTable', 'entPhySensorTable', 'entStateTable')
 SHOWN = (*TABLES, 'entLastChangeTime', 'entConfigChange', 'entStateOperEnabled', 'entStateOperDisabled')
 
 
