@@ -25,16 +25,15 @@ need_packages() {
   with_lists "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
 
-# Leaves promtool in build/. Debian has it only beside the Prometheus server, which would be started when it is installed.
-need_promtool() {
-  [ ! -x build/promtool ] || return 0
-  echo "Fetching: promtool"
-  rm -rf build/prometheus
-  mkdir -p build/prometheus
-  with_lists env -C build/prometheus apt-get download -qq prometheus
-  dpkg-deb --fsys-tarfile build/prometheus/*.deb | tar -x -C build/prometheus --strip-components=3 ./usr/bin/promtool
-  mv build/prometheus/promtool build/
-  rm -r build/prometheus
+# Leaves promtool and prometheus in build/. Debian's package of the server would start it when it is installed.
+need_prometheus() {
+  [ ! -x build/promtool ] || [ ! -x build/prometheus ] || return 0
+  echo "Fetching: prometheus"
+  rm -rf build/fetched
+  mkdir -p build/fetched
+  with_lists env -C build/fetched apt-get download -qq prometheus
+  dpkg-deb --fsys-tarfile build/fetched/*.deb | tar -x -C build --strip-components=3 ./usr/bin/prometheus ./usr/bin/promtool
+  rm -r build/fetched
 }
 
 # build PRESET [TARGET...]: configures and builds build/PRESET.

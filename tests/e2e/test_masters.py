@@ -20,7 +20,7 @@ class SickMaster:
 
     HEADER = struct.Struct('<BBBxIIII')
     REGISTER, GET, GETNEXT, GETBULK, TESTSET, RESPONSE = 3, 5, 6, 7, 8, 18
-    REGISTRATION = 7  # PDUs: Open, and Register for each of the tables and the scalar
+    REGISTRATION = 8  # PDUs: Open, and Register for each of the tables and the scalar
 
     def __init__(self, test, behave, path=None):
         self._behave, self.sessions, self.heard = behave, [], []
@@ -119,7 +119,7 @@ class SickMasters(DaemonTest):
         master = SickMaster(self, behave)
         daemon = self.daemon(master.agentx, [Switch(self).directive])
         wait_until(lambda: master.heard.count(master.REGISTER) == master.REGISTRATION)
-        self.assertRegex(daemon.log(), r'refuses \.1[.\d]+\.47\.1\.3\.3: error 263 \(duplicateRegistration\)\n(.*\n)*.*connected')
+        self.assertRegex(daemon.log(), r'refuses \.1[.\d]+\.47\.1\.3\.2: error 263 \(duplicateRegistration\)\n(.*\n)*.*connected')
         self.assertEqual(len(master.sessions), 1)
 
     def test_what_the_library_would_overrun_its_buffers_for(self):

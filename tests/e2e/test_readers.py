@@ -6,12 +6,15 @@ import re
 import socket
 import subprocess
 import sys
+import shutil
 import unittest
 import urllib.parse
 import urllib.request
 
-from described import ENTRY, SENSOR, STATE, THRESHOLD, row_index
-from harness import ROOT, AgentTest, Process, free_port
+import yaml
+
+from described import ENTRY, SENSOR, STATE, THRESHOLD, Switch, row_index
+from harness import ROOT, AgentTest, Process, free_port, wait_until
 
 sys.path.insert(0, str(ROOT / 'tests'))
 
@@ -22,7 +25,8 @@ from pysnmp.proto.rfc1905 import EndOfMibView  # noqa: E402
 from pysnmp.smi import builder  # noqa: E402
 
 VENDOR_MIB = 'KELVRA-ENT-SENSOR-MIB'
-EXPORTER, PROMTOOL = ROOT / 'examples/snmp-exporter.yml', ROOT / 'build/promtool'  # which scripts/test leaves there
+EXPORTER, PACK = ROOT / 'examples/snmp-exporter.yml', ROOT / 'examples/managers/prometheus'
+PROMTOOL, PROMETHEUS = ROOT / 'build/promtool', ROOT / 'build/prometheus'  # which scripts/test leaves there
 ENTRIES = {'ENTITY-MIB': ENTRY, 'ENTITY-SENSOR-MIB': SENSOR, 'ENTITY-STATE-MIB': STATE, VENDOR_MIB: THRESHOLD}
 # What is not compared: it differs from one request to the next, or has no form that is the same everywhere.
 NOT_COMPARED = {'entPhySensorValueTimeStamp', 'entStateLastChanged', 'entPhysicalMfgDate', 'entPhysicalUris'}
@@ -42,6 +46,36 @@ class Exporter(Process):
         for name, labels, value in lines:
             pairs = {label: json.loads(f'"{content}"') for label, content in re.findall(r'(\w+)="((?:[^"\\]|\\.)*)"', labels)}
             found.setdefault(name, {})[frozenset(pairs.items())] = int(float(value))
+        return found
+
+
+class Prometheus(Process):
+    """A real one with the pack as it stands, but for its addresses and for what it asks each second."""
+
+    def __init__(self, exporter, agent):
+        self._exporter, self._agent = exporter, agent
+        super().__init__('prometheus')
+
+    def start(self):
+        self.port = free_port(socket.SOCK_STREAM)
+        config = yaml.safe_load((PACK / 'prometheus.yml').read_text())
+        job = config['scrape_configs'][0]
+        job['static_configs'][0]['targets'] = [f'127.0.0.1:{self._agent.port}']
+        job['relabel_configs'][-1]['replacement'] = f'127.0.0.1:{self._exporter.port}'
+        config['global'] = {'scrape_interval': '1s', 'scrape_timeout': '1s', 'evaluation_interval': '1s'}
+        (self.folder / 'prometheus.yml').write_text(yaml.safe_dump(config))
+        shutil.copy(PACK / 'orvane.rules.yml', self.folder)
+        self._spawn([PROMETHEUS, f'--config.file={self.folder}/prometheus.yml', f'--storage.tsdb.path={self.folder}/data',
+                     f'--web.listen-address=127.0.0.1:{self.port}'])
+        self.wait_for_log('Server is ready')
+
+    def query(self, promql):
+        """Values by description."""
+        url = f'http://127.0.0.1:{self.port}/api/v1/query?{urllib.parse.urlencode({"query": promql})}'
+        with urllib.request.urlopen(url, timeout=60) as answer:
+            result = json.load(answer)['data']['result']
+        found = {series['metric']['entPhysicalDescr']: float(series['value'][1]) for series in result}
+        assert len(found) == len(result), result
         return found
 
 
@@ -160,6 +194,47 @@ class Readers(AgentTest):
                                for index, value in values.items()],
                 (1, above): [(labels(index, above, __name__='entPhySensorValue'), value + rise)
                              for index, value in values.items()]})
+
+    def test_prometheus_pack(self):
+        subprocess.run([PROMTOOL, 'check', 'rules', PACK / 'orvane.rules.yml'], check=True, capture_output=True)
+        switch = Switch(self)
+        agent = self.agent(directives=[switch.directive])
+        exporter = Exporter('exporter')
+        self.addCleanup(exporter.stop)
+        server = Prometheus(exporter, agent)
+        self.addCleanup(server.stop)
+        content = switch.content
+        described = {part['tag'] + part['label']: part['description'] for part in switch.system['sensor'].values()}
+        xcvr, light = switch.system['xcvrSlot']['49']['xcvr'], content['xcvrStatusDir']['xcvrStatus']['Ethernet49']['domInfo']
+        records = {'celsius': content['tempStatus']['tempSensor'], 'volts': content['powerStatus']['voltageSensor']}
+        attributes = {'celsius': 'temperature', 'volts': 'voltage'}
+        expected = {kind: {described[name]: each[attributes[kind]] for name, each in records[kind].items() if name in described}
+                    for kind in records}
+        expected['dbm'] = {part['description']: light[str(int(lane) - 1)]['rxPower'] for lane, each in xcvr['lane'].items()
+                           for part in each['sensor'].values() if part['tag'] == 'DomRxPowerSensor'}
+        for kind, values in expected.items():
+            self.assertTrue(values)
+            wait_until(lambda: values.keys() <= server.query(f'orvane:{kind}').keys(),
+                       f'{values} are not in {server.query(f"orvane:{kind}")}')
+            found = server.query(f'orvane:{kind}')
+            for name, value in values.items():
+                self.assertAlmostEqual(found[name], value, delta=0.051, msg=name)
+
+        def firing(alert):
+            return set(server.query(f'ALERTS{{alertname="{alert}", alertstate="firing"}}'))
+        name = next(name for name in content['tempConfig']['tempSensor'] if name in described)
+        record, fan = content['tempStatus']['tempSensor'][name], content['coolingStatus']['fan']['Fan1/1']
+        good = record['temperature'], fan['hwStatus']
+        self.assertEqual((firing('OrvaneSensorCritical'), firing('OrvanePartFailed')), (set(), set()))
+        record['temperature'], fan['hwStatus'] = 150, 'failed'
+        switch.publish(agent)
+        wait_until(lambda: firing('OrvaneSensorCritical') == {described[name]} and len(firing('OrvanePartFailed')) == 1)
+        record['temperature'], fan['hwStatus'] = good
+        switch.publish(agent)
+        wait_until(lambda: not firing('OrvaneSensorCritical') and not firing('OrvanePartFailed'))
+        switch.system['powerSupplySlot']['1'].pop('powerSupply')
+        switch.publish(agent)
+        wait_until(lambda: len(firing('OrvanePartAbsent')) > 0)
 
     def evaluate(self, metrics, rises, expected):
         """`rises`: by how much a metric rises in a minute; `expected`: (labels, value) for each (minute, PromQL)."""

@@ -29,6 +29,8 @@ FILES = {
     **{f'/usr/lib/{name}.d/orvane.conf': (0o644, f'packaging/{name}.conf') for name in ('sysusers', 'tmpfiles')},
     f'{DOC}/examples/make-chassis': (0o755, 'examples/make-chassis'),
     f'{DOC}/examples/snmp-exporter.yml': (0o644, 'examples/snmp-exporter.yml'),
+    **{f'{DOC}/examples/managers/prometheus/{name}': (0o644, f'examples/managers/prometheus/{name}')
+       for name in ('README.md', 'orvane.rules.yml', 'prometheus.yml')},
     **{f'/usr/share/man/man{page[-1]}/{page}.gz': (0o644, None)
        for page in ('orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5', 'orvane.8', 'orvaned.8',
                     'orvane-linux.8')},
@@ -80,7 +82,7 @@ class Contents(unittest.TestCase):
         self.assertEqual(set(self.control['/conffiles'].decode().split()), CONFFILES)
         # What snmpd and the daemon read of themselves; the files in /etc/snmp/orvane are for lines in these.
         said = {path: re.findall(r'^[^#\n].*', self.contents[path].decode(), re.MULTILINE) for path in CONFFILES}
-        self.assertEqual(said[SWITCH_CONF] + said[DAEMON_CONF], [])
+        self.assertEqual(said[SWITCH_CONF] + said[DAEMON_CONF], ['orvanePhysicalName component'])
         self.assertNotRegex('\n'.join(sum(said.values(), [])), 'orvaneInventory')  # nobody else's hardware
         # Files of documentation need not be there.
         for path, content in self.contents.items():
