@@ -1,11 +1,16 @@
 """Managers that others have written read the examples: each must see the rows, the names and the sensors that a plain walk sees."""
 
+import collections
+import enum
+import functools
+import importlib.util
 import json
 import os
 import re
 import socket
 import subprocess
 import sys
+import types
 import shutil
 import unittest
 import urllib.parse
@@ -13,7 +18,7 @@ import urllib.request
 
 import yaml
 
-from described import ENTRY, SENSOR, STATE, THRESHOLD, Switch, row_index
+from described import CLASS, ENTRY, NAME, SENSOR, STATE, THRESHOLD, Switch, row_index, rows
 from harness import ROOT, AgentTest, Process, free_port, wait_until
 
 sys.path.insert(0, str(ROOT / 'tests'))
@@ -77,6 +82,39 @@ class Prometheus(Process):
         found = {series['metric']['entPhysicalDescr']: float(series['value'][1]) for series in result}
         assert len(found) == len(result), result
         return found
+
+
+@functools.cache
+def checkmk_api():
+    """What the pack for Checkmk uses of its API, as that is documented."""
+    api = types.ModuleType('cmk.agent_based.v2')
+    api.State = enum.Enum('State', 'OK WARN CRIT UNKNOWN')
+    for name in 'CheckPlugin', 'Service', 'SNMPSection', 'Result':
+        setattr(api, name, type(name, (types.SimpleNamespace,), {}))
+    api.SNMPTree = collections.namedtuple('SNMPTree', 'base oids')
+    api.OIDEnd = object
+    api.startswith = lambda oid, start: lambda value: value.startswith(start)
+
+    def check_levels(value, *, levels_upper, levels_lower, metric_name, label, render_func):
+        state = api.State.OK
+        for at, beyond in (1, api.State.WARN), (2, api.State.CRIT):
+            if (levels_upper[0] == 'fixed' and value >= levels_upper[1][at - 1]
+                    or levels_lower[0] == 'fixed' and value < levels_lower[1][at - 1]):
+                state = beyond
+        yield api.Result(state=state, summary=f'{label}: {render_func(value)}')
+    api.check_levels = check_levels
+    return api
+
+
+@functools.cache
+def checkmk_pack():
+    for name in 'cmk', 'cmk.agent_based':
+        sys.modules[name] = types.ModuleType(name)
+    sys.modules['cmk.agent_based.v2'] = checkmk_api()
+    loader = importlib.util.spec_from_file_location('orvane_checkmk', ROOT / 'examples/managers/checkmk/orvane.py')
+    pack = importlib.util.module_from_spec(loader)
+    loader.loader.exec_module(pack)
+    return pack
 
 
 class Readers(AgentTest):
@@ -235,6 +273,46 @@ class Readers(AgentTest):
         switch.system['powerSupplySlot']['1'].pop('powerSupply')
         switch.publish(agent)
         wait_until(lambda: len(firing('OrvanePartAbsent')) > 0)
+
+    def test_checkmk(self):
+        pack = checkmk_pack()
+        self.assertTrue(pack.snmp_section_orvane.detect('.1.3.6.1.4.1.59871.1.1'))
+        ok, warn, crit, unknown = checkmk_api().State
+        switch = Switch(self)
+        agent = self.agent(directives=['orvanePhysicalName component', switch.directive])
+        sensor, limits = (switch.content[which]['tempSensor']['TempSensor1'] for which in ('tempStatus', 'tempConfig'))
+        fan = switch.content['coolingStatus']['fan']['Fan1/1']
+
+        def check(plugin, item=None):
+            """State and summary of a service, or of all of them."""
+            section = pack.snmp_section_orvane.parse_function(
+                [[[str(row_index(cells[0].oid)), *(as_text(cell.value) for cell in cells)] for cells in zip(
+                    *(agent.bulkwalk(f'{tree.base[1:]}.{column}', repetitions=50) for column in tree.oids[1:]))]
+                 for tree in pack.snmp_section_orvane.fetch])
+            items = [service.item for service in plugin.discovery_function(section)]
+            self.assertEqual(len(items), len(set(items)))
+            found = {each: next(iter(plugin.check_function(each, section))) for each in items}
+            return found[item] if item else found
+
+        def as_text(value):
+            return value.decode() if isinstance(value, bytes) else str(value)
+        every = check(pack.check_plugin_orvane_sensors)
+        self.assertEqual(every.keys(), {row[NAME].decode() for index, row in rows(agent).items() if row[CLASS] == 8})
+        light = switch.content['xcvrStatusDir']['xcvrStatus']['Ethernet49']['domInfo']['0']['rxPower']
+        self.assertEqual(every['DomRxPowerSensor49/1'].summary.rpartition(': ')[2], f'{light:.2f} dBm')
+        self.assertNotIn(crit, {found.state for found in check(pack.check_plugin_orvane_parts).values()})
+        sensors, parts = pack.check_plugin_orvane_sensors, pack.check_plugin_orvane_parts
+        for change, plugin, item, expected in (
+                (lambda: sensor.update(temperature=limits['criticalThreshold'] + 1), sensors, 'TempSensor1', crit),
+                (lambda: sensor.update(temperature=limits['overheatThreshold'] + 1), sensors, 'TempSensor1', warn),
+                (lambda: sensor.update(temperature=20.5), sensors, 'TempSensor1', ok),
+                (lambda: sensor.update(hwStatus='failed'), sensors, 'TempSensor1', crit),
+                (lambda: switch.content['tempStatus']['tempSensor'].pop('TempSensor1'), sensors, 'TempSensor1', unknown),
+                (lambda: fan.update(hwStatus='failed'), parts, 'Fan1/1', crit)):
+            change()
+            switch.publish(agent)
+            found = check(plugin, item)
+            self.assertEqual(found.state, expected, found)
 
     def evaluate(self, metrics, rises, expected):
         """`rises`: by how much a metric rises in a minute; `expected`: (labels, value) for each (minute, PromQL)."""

@@ -29,8 +29,9 @@ FILES = {
     **{f'/usr/lib/{name}.d/orvane.conf': (0o644, f'packaging/{name}.conf') for name in ('sysusers', 'tmpfiles')},
     f'{DOC}/examples/make-chassis': (0o755, 'examples/make-chassis'),
     f'{DOC}/examples/snmp-exporter.yml': (0o644, 'examples/snmp-exporter.yml'),
-    **{f'{DOC}/examples/managers/prometheus/{name}': (0o644, f'examples/managers/prometheus/{name}')
-       for name in ('README.md', 'orvane.rules.yml', 'prometheus.yml')},
+    **{f'{DOC}/examples/managers/{name}': (0o644, f'examples/managers/{name}') for name in (
+        'checkmk/README.md', 'checkmk/orvane.py',
+        'prometheus/README.md', 'prometheus/orvane.rules.yml', 'prometheus/prometheus.yml')},
     **{f'/usr/share/man/man{page[-1]}/{page}.gz': (0o644, None)
        for page in ('orvane-inspect.1', 'orvane-publish.1', 'orvane-inventory.5', 'orvane-publish.5', 'orvane.8', 'orvaned.8',
                     'orvane-linux.8')},
