@@ -55,7 +55,7 @@ class Exporter(Process):
 
 
 class Prometheus(Process):
-    """A real one with the pack as it stands, but for its addresses and for what it asks each second."""
+    """A real one with the pack as it stands, but for its addresses and how often it asks."""
 
     def __init__(self, exporter, agent):
         self._exporter, self._agent = exporter, agent
@@ -67,7 +67,7 @@ class Prometheus(Process):
         job = config['scrape_configs'][0]
         job['static_configs'][0]['targets'] = [f'127.0.0.1:{self._agent.port}']
         job['relabel_configs'][-1]['replacement'] = f'127.0.0.1:{self._exporter.port}'
-        config['global'] = {'scrape_interval': '1s', 'scrape_timeout': '1s', 'evaluation_interval': '1s'}
+        config['global'] = {'scrape_interval': '3s', 'scrape_timeout': '3s', 'evaluation_interval': '1s'}
         (self.folder / 'prometheus.yml').write_text(yaml.safe_dump(config))
         shutil.copy(PACK / 'orvane.rules.yml', self.folder)
         self._spawn([PROMETHEUS, f'--config.file={self.folder}/prometheus.yml', f'--storage.tsdb.path={self.folder}/data',
@@ -252,9 +252,11 @@ class Readers(AgentTest):
                            for part in each['sensor'].values() if part['tag'] == 'DomRxPowerSensor'}
         for kind, values in expected.items():
             self.assertTrue(values)
-            wait_until(lambda: values.keys() <= server.query(f'orvane:{kind}').keys(),
-                       f'{values} are not in {server.query(f"orvane:{kind}")}')
-            found = server.query(f'orvane:{kind}')
+
+            def is_recorded():
+                found = server.query(f'orvane:{kind}')
+                return found if values.keys() <= found.keys() else None
+            found = wait_until(is_recorded, f'{kind} of {values.keys()} is not recorded')
             for name, value in values.items():
                 self.assertAlmostEqual(found[name], value, delta=0.051, msg=name)
 
