@@ -302,7 +302,10 @@ class Readers(AgentTest):
         self.assertEqual(every.keys(), {row[NAME].decode() for index, row in rows(agent).items() if row[CLASS] == 8})
         light = switch.content['xcvrStatusDir']['xcvrStatus']['Ethernet49']['domInfo']['0']['rxPower']
         self.assertEqual(every['DomRxPowerSensor49/1'].summary.rpartition(': ')[2], f'{light:.2f} dBm')
-        self.assertNotIn(crit, {found.state for found in check(pack.check_plugin_orvane_parts).values()})
+        every, stated = check(pack.check_plugin_orvane_parts), rows(agent, STATE)
+        self.assertEqual(len(every), len([index for index, row in rows(agent).items()
+                                          if str(row[CLASS]) in pack.PARTS and index in stated]))
+        self.assertNotIn(crit, {found.state for found in every.values()})
         sensors, parts = pack.check_plugin_orvane_sensors, pack.check_plugin_orvane_parts
         for change, plugin, item, expected in (
                 (lambda: sensor.update(temperature=limits['criticalThreshold'] + 1), sensors, 'TempSensor1', crit),

@@ -50,7 +50,7 @@ struct Checksum {
 // Empty when it is right.
 std::string complaintOf(Checksum const& checksum, Page const& page);
 
-// SFF-8024: the form of a module, nullptr for one that is not known; what it transmits, by the extended specification
+// SFF-8024: the form of a module, nullptr for one that is not known; what it transmits, by the extended
 // compliance codes, "" for one that is not known.
 char const* formOf(std::uint8_t identifier);
 char const* extendedCompliance(std::uint8_t code, bool isQuad);

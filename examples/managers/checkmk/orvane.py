@@ -1,6 +1,7 @@
 """Checkmk: the sensors and parts of a switch that Orvane serves. It needs the check API v2, which is there from Checkmk 2.3 on."""
 
 import math
+from collections import Counter
 from typing import NamedTuple
 
 from cmk.agent_based.v2 import (CheckPlugin, OIDEnd, Result, Service, SNMPSection, SNMPTree, State, check_levels, startswith)
@@ -52,8 +53,10 @@ def levels(warning, critical, beyond):
 def parse(string_table):
     entities, sensors, thresholds, states = ({row[0]: row[1:] for row in table} for table in string_table)
     found = {'parts': {}, 'sensors': {}}
+    names = Counter(name for _, _, name in entities.values())
     for index, (description, class_, name) in entities.items():
-        item = name or index
+        # Trays and cards may share a name.
+        item = name if name and names[name] == 1 else f'{name} {index}'.strip()
         if class_ in PARTS and index in states:
             found['parts'][item] = Part(description, class_, states[index][0])
         if index not in sensors or (kind := KINDS.get(sensors[index][0])) is None:
@@ -85,8 +88,10 @@ snmp_section_orvane = SNMPSection(
 )
 
 
-def discover_sensors(section):
-    yield from (Service(item=item) for item in section['sensors'])
+def discovery(kind):
+    def discover(section):
+        yield from (Service(item=item) for item in section[kind])
+    return discover
 
 
 def check_sensor(item, section):
@@ -104,12 +109,8 @@ def check_sensor(item, section):
 
 
 check_plugin_orvane_sensors = CheckPlugin(
-    name='orvane_sensors', sections=['orvane'], service_name='Sensor %s', discovery_function=discover_sensors,
+    name='orvane_sensors', sections=['orvane'], service_name='Sensor %s', discovery_function=discovery('sensors'),
     check_function=check_sensor)
-
-
-def discover_parts(section):
-    yield from (Service(item=item) for item in section['parts'])
 
 
 def check_part(item, section):
@@ -122,4 +123,5 @@ def check_part(item, section):
 
 
 check_plugin_orvane_parts = CheckPlugin(
-    name='orvane_parts', sections=['orvane'], service_name='Part %s', discovery_function=discover_parts, check_function=check_part)
+    name='orvane_parts', sections=['orvane'], service_name='Part %s', discovery_function=discovery('parts'),
+    check_function=check_part)
